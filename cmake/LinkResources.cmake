@@ -1,0 +1,23 @@
+# Mirrors the resources folder SOURCE_DIR into DEST_DIR with symbolic links, and links
+# DEST_DIR/ExifTool/exiftool to EXIFTOOL. Entries made by the build itself (the generated
+# catalogue) are left alone.
+file(MAKE_DIRECTORY "${DEST_DIR}/ExifTool")
+file(GLOB entries RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/*")
+foreach(entry IN LISTS entries)
+  if(entry STREQUAL "CMakeLists.txt" OR entry STREQUAL "ExifTool")
+    continue()
+  endif()
+  if(NOT IS_SYMLINK "${DEST_DIR}/${entry}")
+    file(REMOVE_RECURSE "${DEST_DIR}/${entry}")
+    file(CREATE_LINK "${SOURCE_DIR}/${entry}" "${DEST_DIR}/${entry}" SYMBOLIC)
+  endif()
+endforeach()
+file(GLOB tool_entries RELATIVE "${SOURCE_DIR}/ExifTool" "${SOURCE_DIR}/ExifTool/*")
+foreach(entry IN LISTS tool_entries)
+  if(NOT IS_SYMLINK "${DEST_DIR}/ExifTool/${entry}")
+    file(CREATE_LINK "${SOURCE_DIR}/ExifTool/${entry}" "${DEST_DIR}/ExifTool/${entry}" SYMBOLIC)
+  endif()
+endforeach()
+if(NOT IS_SYMLINK "${DEST_DIR}/ExifTool/exiftool")
+  file(CREATE_LINK "${EXIFTOOL}" "${DEST_DIR}/ExifTool/exiftool" SYMBOLIC)
+endif()

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace orvelin {
+
+// The user's home folder: $HOME, else the password database's entry, else "/".
+std::filesystem::path ORVHomeDirectory();
+
+// The temporary folder: $TMPDIR, else "/tmp".
+std::filesystem::path ORVTemporaryDirectory();
+
+// Reads a whole file. Absent when it cannot be opened or read.
+std::optional<std::string> readFileContents(const std::filesystem::path& path);
+
+// Writes `contents` to `path` atomically: a temporary file in the same folder (made with its
+// parents when needed), fsync, rename over `path`. On any failure the temporary file is removed,
+// `path` is untouched, and the result is false.
+bool writeFileAtomically(const std::filesystem::path& path, std::string_view contents);
+
+// Tests for a file at `path` at once, then once a second until `seconds` have passed.
+// True as soon as it exists.
+bool waitFileExists(const std::filesystem::path& path, double seconds);
+
+// folder / "<fresh UUID>[.pathExt]". The file is not created. No dot when pathExt is empty.
+std::filesystem::path temporaryURL(std::string_view pathExt, const std::filesystem::path& folder);
+
+// `url` when nothing exists there; else the first free "<stem> (N)<.ext>" in the same folder,
+// counting N from 0.
+std::filesystem::path availableItemURL(const std::filesystem::path& url);
+
+// A fresh random UUID in its upper-case text form (8-4-4-4-12 hexadecimal digits).
+std::string ORVMakeUUIDString();
+
+// ---------------------------------------------------------------------------------------------
+// Finder tags: the extended attribute "user.xdg.tags", comma-separated UTF-8.
+
+// The tags of the file at `path`. No attribute, or a file system without user attributes:
+// empty. A missing file: an error.
+std::vector<std::string> readFinderTags(const std::filesystem::path& path, std::error_code& error);
+
+// Sets the tags of the file at `path`; an empty list removes the attribute. A file system
+// without user attributes gives an error (ENOTSUP).
+void writeFinderTags(const std::filesystem::path& path, const std::vector<std::string>& tags,
+                     std::error_code& error);
+
+// Copies what a file has of its creation date, label colour and tags from `other` to `url`.
+// On Linux only the tags exist (creation dates cannot be set, label colours are unknown).
+// Throws std::filesystem::filesystem_error when the tags cannot be read or written.
+void copyFinderResourceValues(const std::filesystem::path& url, const std::filesystem::path& other);
+
+// ---------------------------------------------------------------------------------------------
+// RAII helpers
+
+// Owns a file descriptor and closes it on destruction.
+class UniqueFd {
+ public:
+  UniqueFd() = default;
+  explicit UniqueFd(int fd) : fd_(fd) {}
+  UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()) {}
+  UniqueFd& operator=(UniqueFd&& other) noexcept;
+  UniqueFd(const UniqueFd&) = delete;
+  UniqueFd& operator=(const UniqueFd&) = delete;
+  ~UniqueFd() { reset(); }
+
+  int get() const { return fd_; }
+  bool valid() const { return fd_ >= 0; }
+  int release() { int fd = fd_; fd_ = -1; return fd; }
+  void reset(int fd = -1);
+
+ private:
+  int fd_ = -1;
+};
+
+// Removes the file at its path when it goes out of scope, unless dismissed. For temporary
+// files that must go on every way out of an operation.
+class ScopedFileRemover {
+ public:
+  explicit ScopedFileRemover(std::filesystem::path path) : path_(std::move(path)) {}
+  ScopedFileRemover(const ScopedFileRemover&) = delete;
+  ScopedFileRemover& operator=(const ScopedFileRemover&) = delete;
+  ~ScopedFileRemover();
+  const std::filesystem::path& path() const { return path_; }
+  void dismiss() { path_.clear(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace orvelin

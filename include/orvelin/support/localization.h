@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace orvelin {
+
+// ---------------------------------------------------------------------------------------------
+// Resources
+
+// The folder of the library's resources (ExifTool/, the string tables, the JSON resources and
+// the catalogue). Found once, in this order: $ORVELIN_RESOURCES when set; the share/orvelin
+// folder next to the lib folder that holds the loaded library (an installed library, and the
+// build tree, which has the same layout); the build tree's folder compiled into the library.
+// Safe for concurrent use. The result never changes after the first call.
+const std::filesystem::path& ORVResourcesDirectory();
+
+// The path of a resource: ORVResourcesDirectory() / name. Absent when no such file exists.
+std::optional<std::filesystem::path> ORVResourceURL(std::string_view name);
+
+// Label for queues and similar objects: "<bundle identifier>.<class name>.<name>".
+std::string ORVBundleLabel(std::string_view className, std::string_view name);
+
+// Name and version of the library as given at build time (CFBundleName, CFBundleVersion...).
+// Keys: "CFBundleName", "CFBundleIdentifier", "CFBundleExecutable", "CFBundleVersion",
+// "CFBundleLongVersionString", "CFBundleShortVersionString".
+const std::map<std::string, std::string>& ORVBundleInfo();
+
+// ---------------------------------------------------------------------------------------------
+// .strings tables
+
+// Parses the text of a .strings file: `"key" = "value";` entries, with /* block */ and
+// // line comments, backslash escapes (\" \\ \n \t \r \uXXXX) and unquoted keys or values made
+// of letters, digits and "_.-:". Parsing stops quietly at the first malformed entry, keeping
+// what came before it.
+std::map<std::string, std::string, std::less<>> parseStringsTable(std::string_view text);
+
+// Reads and parses a .strings file; an unreadable file gives an empty table.
+std::map<std::string, std::string, std::less<>> readStringsFile(const std::filesystem::path& path);
+
+// ---------------------------------------------------------------------------------------------
+// Localised texts
+
+// One argument of a formatted text: a text (for %@) or a number (for %d, %ld, %f...).
+using ORVFormatArg = std::variant<std::string, std::int64_t, double>;
+
+// Formats `format` with the printf-like specifiers the texts use: %@, %d, %i, %ld, %lld, %u,
+// %lu, %f (with flags, width and precision), %%, and positional forms such as %1$@. A
+// missing or mismatched argument gives an empty text in its place; never crashes.
+std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& args);
+
+// The name of the localisation folder (without ".lproj") that texts are looked up in now:
+// the folder of Language::userLanguage, or, for the local choice, the one that matches the
+// process locale (LC_ALL, LC_MESSAGES, LANG), "English" when none matches.
+std::string ORVCurrentLocalizationName();
+
+// Looks up `key` in `table` (absent: the default table) of the current localisation, then of
+// English, and returns the key itself when no table has it. With arguments the text is
+// formatted by ORVFormat. More than 4 arguments is a programming fault: the process stops
+// with "ORVTL doesn't support more than 4 arguments".
+// Tables are read once per localisation and table, from "<resources>/<Lang>.lproj/<table>.strings"
+// and, for the catalogue's tables, "<resources>/Localized tags/<Lang>.lproj/<table>.strings";
+// the default table is "Localizable". Safe for concurrent use.
+std::string ORVTL(const std::optional<std::string_view>& table, std::string_view key,
+                  const std::vector<ORVFormatArg>& args = {});
+
+// Short form for the default table.
+inline std::string ORVTL(std::string_view key, const std::vector<ORVFormatArg>& args = {}) {
+  return ORVTL(std::nullopt, key, args);
+}
+
+// Forgets every table read so far; the next look-up reads them again. For hosts that
+// regenerate the catalogue or change resources while running.
+void ORVResetLocalizationCache();
+
+}  // namespace orvelin

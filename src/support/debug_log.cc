@@ -1,0 +1,136 @@
+#include "orvelin/support/debug_log.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+
+#include "orvelin/support/files.h"
+#include "orvelin/support/localization.h"
+
+namespace orvelin {
+
+namespace {
+
+const char* const kDebugBundleProperties[] = {
+    "CFBundleName",    "CFBundleIdentifier",        "CFBundleExecutable",
+    "CFBundleVersion", "CFBundleLongVersionString", "CFBundleShortVersionString",
+};
+
+struct DebugLogState {
+  std::atomic<bool> enabled{false};
+  std::mutex mutex;  // guards file and the writes to standard output, one entry at a time
+  UniqueFd file;
+  std::map<std::string, std::string> applicationInfo;  // set at start-up
+};
+
+DebugLogState& state() {
+  static DebugLogState instance;
+  return instance;
+}
+
+void writeAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return;
+    }
+    bytes.remove_prefix(static_cast<size_t>(written));
+  }
+}
+
+std::string presentDateDescription() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&now, &utc);
+  char text[64];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S +0000", &utc);
+  return text;
+}
+
+std::map<std::string, std::string> defaultApplicationInfo() {
+  std::error_code error;
+  const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) return {};
+  const auto name = executable.filename().string();
+  return {{"CFBundleName", name}, {"CFBundleExecutable", name}};
+}
+
+void appendProperties(std::string& header, const std::map<std::string, std::string>& properties) {
+  for (const char* name : kDebugBundleProperties) {
+    if (auto found = properties.find(name); found != properties.end())
+      header.append(name).append(": ").append(found->second).append("\n");
+  }
+}
+
+}  // namespace
+
+void ORVSetApplicationInfo(std::map<std::string, std::string> properties) {
+  auto& s = state();
+  std::lock_guard lock(s.mutex);
+  s.applicationInfo = std::move(properties);
+}
+
+std::string ORVBuildHeader() {
+  std::string header = "Date: " + presentDateDescription() + "\n";
+  header += "\nInformation about the framework:\n";
+  appendProperties(header, ORVBundleInfo());
+  header += "\nInformation about the application:\n";
+  std::map<std::string, std::string> application;
+  {
+    auto& s = state();
+    std::lock_guard lock(s.mutex);
+    application = s.applicationInfo;
+  }
+  appendProperties(header, application.empty() ? defaultApplicationInfo() : application);
+  return header;
+}
+
+void ORVEnableDebugLog(const std::filesystem::path& url) {
+  auto& s = state();
+  ORVDisableDebugLog();
+  s.enabled = true;
+  std::error_code ignored;
+  std::filesystem::remove(url, ignored);
+  UniqueFd fd(::open(url.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+  if (!fd.valid()) return;
+  const auto header = ORVBuildHeader();
+  std::lock_guard lock(s.mutex);
+  writeAll(fd.get(), header);
+  s.file = std::move(fd);
+}
+
+void ORVDisableDebugLog() {
+  auto& s = state();
+  s.enabled = false;
+  std::lock_guard lock(s.mutex);
+  s.file.reset();
+}
+
+bool ORVIsDebugLogEnabled() { return state().enabled.load(std::memory_order_relaxed); }
+
+void ORVDebugLogWrite(std::string_view text) {
+  auto& s = state();
+  if (!s.enabled) return;
+  std::string line(text);
+  line.push_back('\n');
+  std::lock_guard lock(s.mutex);
+  std::fflush(stdout);
+  writeAll(STDOUT_FILENO, line);
+  if (s.file.valid()) writeAll(s.file.get(), line);
+}
+
+void ORVAppendDebugFile(std::string_view text) {
+  auto& s = state();
+  std::string line(text);
+  line.push_back('\n');
+  std::lock_guard lock(s.mutex);
+  if (s.file.valid()) writeAll(s.file.get(), line);
+}
+
+}  // namespace orvelin

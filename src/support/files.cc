@@ -1,0 +1,194 @@
+#include "orvelin/support/files.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <thread>
+
+namespace orvelin {
+
+namespace fs = std::filesystem;
+
+namespace {
+constexpr const char* kTagsAttribute = "user.xdg.tags";
+}
+
+fs::path ORVHomeDirectory() {
+  if (const char* home = std::getenv("HOME"); home && *home) return home;
+  if (const passwd* entry = getpwuid(getuid()); entry && entry->pw_dir) return entry->pw_dir;
+  return "/";
+}
+
+fs::path ORVTemporaryDirectory() {
+  if (const char* tmp = std::getenv("TMPDIR"); tmp && *tmp) return tmp;
+  return "/tmp";
+}
+
+std::optional<std::string> readFileContents(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  if (in.bad()) return std::nullopt;
+  return std::move(buffer).str();
+}
+
+bool writeFileAtomically(const fs::path& path, std::string_view contents) {
+  std::error_code error;
+  const auto folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+  fs::create_directories(folder, error);
+  auto temporary = folder / ("." + path.filename().string() + "." + ORVMakeUUIDString() + ".tmp");
+  ScopedFileRemover remover(temporary);
+  UniqueFd fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  if (!fd.valid()) return false;
+  const char* data = contents.data();
+  size_t left = contents.size();
+  while (left > 0) {
+    const ssize_t written = ::write(fd.get(), data, left);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += written;
+    left -= static_cast<size_t>(written);
+  }
+  if (::fsync(fd.get()) != 0) return false;
+  if (::close(fd.release()) != 0) return false;
+  if (::rename(temporary.c_str(), path.c_str()) != 0) return false;
+  remover.dismiss();
+  return true;
+}
+
+bool waitFileExists(const fs::path& path, double seconds) {
+  const auto start = std::chrono::steady_clock::now();
+  for (;;) {
+    std::error_code error;
+    if (fs::exists(path, error)) return true;
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    if (elapsed.count() >= seconds) return false;
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+  }
+}
+
+std::string ORVMakeUUIDString() {
+  thread_local std::mt19937_64 generator{std::random_device{}()};
+  std::uniform_int_distribution<unsigned> byte(0, 255);
+  unsigned char bytes[16];
+  for (auto& b : bytes) b = static_cast<unsigned char>(byte(generator));
+  bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4
+  bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // variant 1
+  static constexpr char hex[] = "0123456789ABCDEF";
+  std::string text;
+  text.reserve(36);
+  for (int i = 0; i < 16; ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text.push_back('-');
+    text.push_back(hex[bytes[i] >> 4]);
+    text.push_back(hex[bytes[i] & 0x0F]);
+  }
+  return text;
+}
+
+fs::path temporaryURL(std::string_view pathExt, const fs::path& folder) {
+  std::string name = ORVMakeUUIDString();
+  if (!pathExt.empty()) {
+    name.push_back('.');
+    name.append(pathExt);
+  }
+  return folder / name;
+}
+
+fs::path availableItemURL(const fs::path& url) {
+  std::error_code error;
+  if (!fs::exists(fs::symlink_status(url, error))) return url;
+  const auto folder = url.parent_path();
+  const auto stem = url.stem().string();
+  const auto extension = url.extension().string();
+  for (unsigned long number = 0;; ++number) {
+    auto candidate = folder / (stem + " (" + std::to_string(number) + ")" + extension);
+    if (!fs::exists(fs::symlink_status(candidate, error))) return candidate;
+  }
+}
+
+std::vector<std::string> readFinderTags(const fs::path& path, std::error_code& error) {
+  error.clear();
+  std::vector<std::string> tags;
+  std::string buffer(256, '\0');
+  for (;;) {
+    const ssize_t size = ::getxattr(path.c_str(), kTagsAttribute, buffer.data(), buffer.size());
+    if (size >= 0) {
+      buffer.resize(static_cast<size_t>(size));
+      break;
+    }
+    if (errno == ERANGE) {
+      const ssize_t needed = ::getxattr(path.c_str(), kTagsAttribute, nullptr, 0);
+      if (needed < 0) continue;
+      buffer.assign(static_cast<size_t>(needed) + 1, '\0');
+      continue;
+    }
+    if (errno == ENODATA || errno == ENOTSUP) return tags;
+    error = std::error_code(errno, std::generic_category());
+    return tags;
+  }
+  std::string_view rest(buffer);
+  while (!rest.empty()) {
+    const auto comma = rest.find(',');
+    const auto item = rest.substr(0, comma);
+    if (!item.empty()) tags.emplace_back(item);
+    if (comma == std::string_view::npos) break;
+    rest.remove_prefix(comma + 1);
+  }
+  return tags;
+}
+
+void writeFinderTags(const fs::path& path, const std::vector<std::string>& tags, std::error_code& error) {
+  error.clear();
+  if (tags.empty()) {
+    if (::removexattr(path.c_str(), kTagsAttribute) != 0 && errno != ENODATA)
+      error = std::error_code(errno, std::generic_category());
+    return;
+  }
+  std::string joined;
+  for (const auto& tag : tags) {
+    if (!joined.empty()) joined.push_back(',');
+    joined += tag;
+  }
+  if (::setxattr(path.c_str(), kTagsAttribute, joined.data(), joined.size(), 0) != 0)
+    error = std::error_code(errno, std::generic_category());
+}
+
+void copyFinderResourceValues(const fs::path& url, const fs::path& other) {
+  std::error_code error;
+  const auto tags = readFinderTags(other, error);
+  if (error) throw fs::filesystem_error("cannot read the tags", other, error);
+  std::error_code existing;
+  if (tags.empty() && readFinderTags(url, existing).empty()) return;
+  writeFinderTags(url, tags, error);
+  if (error) throw fs::filesystem_error("cannot set the tags", url, error);
+}
+
+UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
+  if (this != &other) reset(other.release());
+  return *this;
+}
+
+void UniqueFd::reset(int fd) {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = fd;
+}
+
+ScopedFileRemover::~ScopedFileRemover() {
+  if (path_.empty()) return;
+  std::error_code ignored;
+  fs::remove(path_, ignored);
+}
+
+}  // namespace orvelin

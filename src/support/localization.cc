@@ -1,0 +1,444 @@
+#include "orvelin/support/localization.h"
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <unordered_map>
+
+#include "orvelin/exiftool/language.h"
+#include "orvelin/support/fatal.h"
+#include "orvelin/support/files.h"
+#include "orvelin/version.h"
+
+namespace orvelin {
+
+namespace fs = std::filesystem;
+
+// ---------------------------------------------------------------------------------------------
+// Resources
+
+namespace {
+
+bool looksLikeResources(const fs::path& folder) {
+  std::error_code error;
+  return fs::exists(folder / "ExifTool" / "orvperl.sh", error);
+}
+
+fs::path findResourcesDirectory() {
+  if (const char* env = std::getenv("ORVELIN_RESOURCES"); env && *env) return fs::path(env);
+  Dl_info info{};
+  if (::dladdr(reinterpret_cast<void*>(&ORVResourcesDirectory), &info) != 0 && info.dli_fname) {
+    std::error_code error;
+    const auto library = fs::weakly_canonical(fs::path(info.dli_fname), error);
+    if (!error) {
+      const auto candidate = library.parent_path().parent_path() / ORVELIN_INSTALL_DATADIR / "orvelin";
+      if (looksLikeResources(candidate)) return candidate;
+    }
+  }
+  return fs::path(ORVELIN_BUILD_RESOURCES_DIR);
+}
+
+}  // namespace
+
+const fs::path& ORVResourcesDirectory() {
+  static const fs::path directory = findResourcesDirectory();
+  return directory;
+}
+
+std::optional<fs::path> ORVResourceURL(std::string_view name) {
+  auto path = ORVResourcesDirectory() / fs::path(name);
+  std::error_code error;
+  if (!fs::exists(path, error)) return std::nullopt;
+  return path;
+}
+
+std::string ORVBundleLabel(std::string_view className, std::string_view name) {
+  std::string label = ORVELIN_IDENTIFIER;
+  label.append(".").append(className).append(".").append(name);
+  return label;
+}
+
+const std::map<std::string, std::string>& ORVBundleInfo() {
+  static const std::map<std::string, std::string> info = {
+      {"CFBundleName", ORVELIN_NAME},
+      {"CFBundleIdentifier", ORVELIN_IDENTIFIER},
+      {"CFBundleExecutable", "liborvelin.so"},
+      {"CFBundleVersion", ORVELIN_VERSION},
+      {"CFBundleShortVersionString", ORVELIN_VERSION},
+  };
+  return info;
+}
+
+// ---------------------------------------------------------------------------------------------
+// .strings tables
+
+namespace {
+
+class StringsParser {
+ public:
+  explicit StringsParser(std::string_view text) : text_(text) {}
+
+  std::map<std::string, std::string, std::less<>> parse() {
+    std::map<std::string, std::string, std::less<>> table;
+    if (text_.substr(0, 3) == "\xEF\xBB\xBF") pos_ = 3;
+    for (;;) {
+      skipBlanksAndComments();
+      if (pos_ >= text_.size()) break;
+      auto key = token();
+      if (!key) break;
+      skipBlanksAndComments();
+      if (peek() == ';') {  // "key"; stands for "key" = "key";
+        ++pos_;
+        table.insert_or_assign(*key, *key);
+        continue;
+      }
+      if (peek() != '=') break;
+      ++pos_;
+      skipBlanksAndComments();
+      auto value = token();
+      if (!value) break;
+      skipBlanksAndComments();
+      if (peek() != ';') break;
+      ++pos_;
+      table.insert_or_assign(std::move(*key), std::move(*value));
+    }
+    return table;
+  }
+
+ private:
+  char peek() const { return pos_ < text_.size() ? text_[pos_] : '\0'; }
+
+  void skipBlanksAndComments() {
+    while (pos_ < text_.size()) {
+      const char c = text_[pos_];
+      if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+        ++pos_;
+      } else if (text_.substr(pos_, 2) == "/*") {
+        const auto end = text_.find("*/", pos_ + 2);
+        pos_ = end == std::string_view::npos ? text_.size() : end + 2;
+      } else if (text_.substr(pos_, 2) == "//") {
+        const auto end = text_.find('\n', pos_);
+        pos_ = end == std::string_view::npos ? text_.size() : end + 1;
+      } else {
+        return;
+      }
+    }
+  }
+
+  static bool isBareCharacter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '.' ||
+           c == '-' || c == ':' || c == '$' || c == '/';
+  }
+
+  std::optional<std::string> token() {
+    if (peek() == '"') return quoted();
+    const auto start = pos_;
+    while (pos_ < text_.size() && isBareCharacter(text_[pos_])) ++pos_;
+    if (pos_ == start) return std::nullopt;
+    return std::string(text_.substr(start, pos_ - start));
+  }
+
+  static void appendUTF8(std::string& out, unsigned codePoint) {
+    if (codePoint < 0x80) {
+      out.push_back(static_cast<char>(codePoint));
+    } else if (codePoint < 0x800) {
+      out.push_back(static_cast<char>(0xC0 | (codePoint >> 6)));
+      out.push_back(static_cast<char>(0x80 | (codePoint & 0x3F)));
+    } else if (codePoint < 0x10000) {
+      out.push_back(static_cast<char>(0xE0 | (codePoint >> 12)));
+      out.push_back(static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (codePoint & 0x3F)));
+    } else {
+      out.push_back(static_cast<char>(0xF0 | (codePoint >> 18)));
+      out.push_back(static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (codePoint & 0x3F)));
+    }
+  }
+
+  std::optional<unsigned> hex(std::size_t digits) {
+    if (pos_ + digits > text_.size()) return std::nullopt;
+    unsigned value = 0;
+    for (std::size_t i = 0; i < digits; ++i) {
+      const char c = text_[pos_ + i];
+      value <<= 4;
+      if (c >= '0' && c <= '9') value |= static_cast<unsigned>(c - '0');
+      else if (c >= 'a' && c <= 'f') value |= static_cast<unsigned>(c - 'a' + 10);
+      else if (c >= 'A' && c <= 'F') value |= static_cast<unsigned>(c - 'A' + 10);
+      else return std::nullopt;
+    }
+    pos_ += digits;
+    return value;
+  }
+
+  std::optional<std::string> quoted() {
+    ++pos_;  // opening quote
+    std::string out;
+    while (pos_ < text_.size()) {
+      const char c = text_[pos_++];
+      if (c == '"') return out;
+      if (c != '\\') {
+        out.push_back(c);
+        continue;
+      }
+      if (pos_ >= text_.size()) return std::nullopt;
+      const char escaped = text_[pos_++];
+      switch (escaped) {
+        case 'n': out.push_back('\n'); break;
+        case 't': out.push_back('\t'); break;
+        case 'r': out.push_back('\r'); break;
+        case '0': out.push_back('\0'); break;
+        case 'u':
+        case 'U': {
+          auto codePoint = hex(4);
+          if (!codePoint) return std::nullopt;
+          // A surrogate pair spelled as two escapes.
+          if (*codePoint >= 0xD800 && *codePoint < 0xDC00 && text_.substr(pos_, 2) == "\\u") {
+            pos_ += 2;
+            auto low = hex(4);
+            if (!low) return std::nullopt;
+            *codePoint = 0x10000 + ((*codePoint - 0xD800) << 10) + (*low - 0xDC00);
+          }
+          appendUTF8(out, *codePoint);
+          break;
+        }
+        default: out.push_back(escaped); break;  // \" \\ \' and any other character stand for themselves
+      }
+    }
+    return std::nullopt;  // unterminated
+  }
+
+  std::string_view text_;
+  std::size_t pos_ = 0;
+};
+
+}  // namespace
+
+std::map<std::string, std::string, std::less<>> parseStringsTable(std::string_view text) {
+  return StringsParser(text).parse();
+}
+
+std::map<std::string, std::string, std::less<>> readStringsFile(const fs::path& path) {
+  auto contents = readFileContents(path);
+  if (!contents) return {};
+  return parseStringsTable(*contents);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Formatting
+
+namespace {
+
+std::string argumentAsText(const ORVFormatArg& argument) {
+  if (const auto* text = std::get_if<std::string>(&argument)) return *text;
+  if (const auto* integer = std::get_if<std::int64_t>(&argument)) return std::to_string(*integer);
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%g", std::get<double>(argument));
+  return buffer;
+}
+
+}  // namespace
+
+std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& args) {
+  std::string out;
+  out.reserve(format.size() + 16);
+  std::size_t nextArgument = 0;
+  std::size_t i = 0;
+  while (i < format.size()) {
+    const char c = format[i];
+    if (c != '%') {
+      out.push_back(c);
+      ++i;
+      continue;
+    }
+    const std::size_t start = i++;
+    if (i < format.size() && format[i] == '%') {
+      out.push_back('%');
+      ++i;
+      continue;
+    }
+    // Optional position "N$".
+    std::size_t position = 0;
+    std::size_t j = i;
+    while (j < format.size() && format[j] >= '0' && format[j] <= '9') position = position * 10 + (format[j++] - '0');
+    std::size_t argumentIndex;
+    if (j < format.size() && format[j] == '$' && position > 0) {
+      argumentIndex = position - 1;
+      i = j + 1;
+    } else {
+      argumentIndex = nextArgument++;
+    }
+    // Flags, width, precision.
+    std::string spec = "%";
+    while (i < format.size() && std::string_view("-+ #0'").find(format[i]) != std::string_view::npos)
+      spec.push_back(format[i++]);
+    while (i < format.size() && ((format[i] >= '0' && format[i] <= '9') || format[i] == '.'))
+      spec.push_back(format[i++]);
+    // Length modifiers are accepted and dropped.
+    while (i < format.size() && std::string_view("hlqLzjt").find(format[i]) != std::string_view::npos) ++i;
+    if (i >= format.size()) {
+      out.append(format.substr(start));
+      break;
+    }
+    const char conversion = format[i++];
+    const ORVFormatArg* argument = argumentIndex < args.size() ? &args[argumentIndex] : nullptr;
+    char buffer[512];
+    switch (conversion) {
+      case '@':
+        if (argument) out += argumentAsText(*argument);
+        break;
+      case 'd':
+      case 'i':
+      case 'u':
+      case 'x':
+      case 'X':
+      case 'o': {
+        if (!argument) break;
+        long long value = 0;
+        if (const auto* integer = std::get_if<std::int64_t>(argument)) value = *integer;
+        else if (const auto* real = std::get_if<double>(argument)) value = static_cast<long long>(*real);
+        else value = std::strtoll(std::get<std::string>(*argument).c_str(), nullptr, 10);
+        spec += "ll";
+        spec.push_back(conversion == 'i' ? 'd' : conversion);
+        std::snprintf(buffer, sizeof buffer, spec.c_str(), value);
+        out += buffer;
+        break;
+      }
+      case 'f':
+      case 'F':
+      case 'e':
+      case 'E':
+      case 'g':
+      case 'G': {
+        if (!argument) break;
+        double value = 0;
+        if (const auto* real = std::get_if<double>(argument)) value = *real;
+        else if (const auto* integer = std::get_if<std::int64_t>(argument)) value = static_cast<double>(*integer);
+        else value = std::strtod(std::get<std::string>(*argument).c_str(), nullptr);
+        spec.push_back(conversion);
+        std::snprintf(buffer, sizeof buffer, spec.c_str(), value);
+        out += buffer;
+        break;
+      }
+      case 's':
+        if (argument) out += argumentAsText(*argument);
+        break;
+      default:
+        out.append(format.substr(start, i - start));
+        break;
+    }
+  }
+  return out;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Look-up
+
+namespace {
+
+using Table = std::map<std::string, std::string, std::less<>>;
+
+class TableCache {
+ public:
+  std::shared_ptr<const Table> table(const std::string& localization, std::string_view name) {
+    std::string cacheKey = localization;
+    cacheKey.push_back('\0');
+    cacheKey.append(name);
+    {
+      std::shared_lock lock(mutex_);
+      if (auto found = tables_.find(cacheKey); found != tables_.end()) return found->second;
+    }
+    auto loaded = std::make_shared<const Table>(load(localization, name));
+    std::unique_lock lock(mutex_);
+    return tables_.try_emplace(std::move(cacheKey), std::move(loaded)).first->second;
+  }
+
+  void reset() {
+    std::unique_lock lock(mutex_);
+    tables_.clear();
+  }
+
+ private:
+  static Table load(const std::string& localization, std::string_view name) {
+    const auto& resources = ORVResourcesDirectory();
+    const auto file = std::string(name) + ".strings";
+    const auto folder = localization + ".lproj";
+    Table table = readStringsFile(resources / folder / file);
+    if (table.empty()) table = readStringsFile(resources / "Localized tags" / folder / file);
+    return table;
+  }
+
+  std::shared_mutex mutex_;  // guards tables_
+  std::unordered_map<std::string, std::shared_ptr<const Table>> tables_;
+};
+
+TableCache& tableCache() {
+  static auto* cache = new TableCache;
+  return *cache;
+}
+
+// The language whose locale code matches the process locale, English when none does.
+Language languageOfProcessLocale() {
+  const char* names[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
+  std::string locale;
+  for (const char* name : names) {
+    if (const char* value = std::getenv(name); value && *value) {
+      locale = value;
+      break;
+    }
+  }
+  // "fr_FR.UTF-8@euro" -> language "fr", region "FR".
+  locale = locale.substr(0, locale.find_first_of(".@"));
+  const auto underscore = locale.find_first_of("_-");
+  const std::string language = locale.substr(0, underscore);
+  const std::string region = underscore == std::string::npos ? "" : locale.substr(underscore + 1);
+  if (language == "zh") {
+    return (region == "TW" || region == "HK" || region == "MO" || region == "Hant") ? Language::chineseTW
+                                                                                   : Language::chineseCN;
+  }
+  // The cases in declaration order (not Language::all(), whose order is itself localised).
+  for (std::size_t value = 0; value < Language::caseCount; ++value) {
+    const Language candidate = static_cast<Language::Value>(value);
+    const auto* names = Language::equivalentNames(candidate);
+    if (names && (*names)[2] == language) return candidate;
+  }
+  return Language::english;
+}
+
+}  // namespace
+
+std::string ORVCurrentLocalizationName() {
+  Language language = Language::userLanguage();
+  if (language == Language::local) language = languageOfProcessLocale();
+  const auto* names = Language::equivalentNames(language);
+  return names ? (*names)[0] : "English";
+}
+
+std::string ORVTL(const std::optional<std::string_view>& table, std::string_view key,
+                  const std::vector<ORVFormatArg>& args) {
+  if (args.size() > 4) ORVFatal("ORVTL doesn't support more than 4 arguments");
+  const std::string_view tableName = table.value_or("Localizable");
+  const auto localization = ORVCurrentLocalizationName();
+  std::string text;
+  bool found = false;
+  for (const auto& folder : {localization, std::string("English")}) {
+    auto strings = tableCache().table(folder, tableName);
+    if (auto entry = strings->find(key); entry != strings->end()) {
+      text = entry->second;
+      found = true;
+      break;
+    }
+    if (folder == "English") break;
+  }
+  if (!found) text = std::string(key);
+  if (args.empty()) return text;
+  return ORVFormat(text, args);
+}
+
+void ORVResetLocalizationCache() { tableCache().reset(); }
+
+}  // namespace orvelin

@@ -1,0 +1,125 @@
+#include "orvelin/support/user_defaults.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "orvelin/support/files.h"
+
+namespace orvelin {
+
+namespace fs = std::filesystem;
+
+fs::path UserDefaults::defaultFilePath() {
+  if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && *config)
+    return fs::path(config) / "orvelin" / "defaults.json";
+  return ORVHomeDirectory() / ".config" / "orvelin" / "defaults.json";
+}
+
+UserDefaults::UserDefaults(fs::path path) : path_(std::move(path)), values_(nlohmann::json::object()) {
+  std::ifstream in(path_, std::ios::binary);
+  if (!in) return;
+  std::stringstream buffer;
+  buffer << in.rdbuf();
+  auto parsed = nlohmann::json::parse(buffer.str(), nullptr, /*allow_exceptions=*/false);
+  if (parsed.is_object()) {
+    values_ = std::move(parsed);
+    return;
+  }
+  // Keep the damaged file for the user, start empty.
+  std::error_code ignored;
+  fs::rename(path_, fs::path(path_).concat(".corrupt"), ignored);
+}
+
+std::optional<nlohmann::json> UserDefaults::object(std::string_view key) const {
+  std::shared_lock lock(mutex_);
+  const auto found = values_.find(key);
+  if (found == values_.end()) return std::nullopt;
+  return *found;
+}
+
+std::optional<std::string> UserDefaults::string(std::string_view key) const {
+  std::shared_lock lock(mutex_);
+  const auto found = values_.find(key);
+  if (found == values_.end() || !found->is_string()) return std::nullopt;
+  return found->get<std::string>();
+}
+
+bool UserDefaults::boolean(std::string_view key) const {
+  std::shared_lock lock(mutex_);
+  const auto found = values_.find(key);
+  return found != values_.end() && found->is_boolean() && found->get<bool>();
+}
+
+void UserDefaults::set(std::string_view key, nlohmann::json value) {
+  std::unique_lock lock(mutex_);
+  values_[std::string(key)] = std::move(value);
+}
+
+void UserDefaults::remove(std::string_view key) {
+  std::unique_lock lock(mutex_);
+  values_.erase(std::string(key));
+}
+
+std::vector<std::string> UserDefaults::keys() const {
+  std::shared_lock lock(mutex_);
+  std::vector<std::string> result;
+  for (const auto& item : values_.items()) result.push_back(item.key());
+  return result;
+}
+
+bool UserDefaults::synchronize() {
+  std::string text;
+  {
+    std::shared_lock lock(mutex_);
+    text = values_.dump(2);
+  }
+  text.push_back('\n');
+  return writeFileAtomically(path_, text);
+}
+
+std::mutex& ORVGlobalSemaphore() {
+  static std::mutex semaphore;
+  return semaphore;
+}
+
+namespace {
+
+std::shared_ptr<UserDefaults>& userDefaultsGlobal() {
+  static std::shared_ptr<UserDefaults> defaults;
+  return defaults;
+}
+
+fs::path& backupFolderGlobal() {
+  static fs::path folder = ORVTemporaryDirectory();
+  return folder;
+}
+
+}  // namespace
+
+std::shared_ptr<UserDefaults> ORVGetUserDefaults() {
+  std::lock_guard lock(ORVGlobalSemaphore());
+  auto& defaults = userDefaultsGlobal();
+  if (!defaults) defaults = std::make_shared<UserDefaults>(UserDefaults::defaultFilePath());
+  return defaults;
+}
+
+void ORVSetUserDefaults(std::shared_ptr<UserDefaults> defaults) {
+  std::lock_guard lock(ORVGlobalSemaphore());
+  userDefaultsGlobal() = std::move(defaults);
+}
+
+fs::path ORVGetBackupFolderURL() {
+  std::lock_guard lock(ORVGlobalSemaphore());
+  return backupFolderGlobal();
+}
+
+void ORVSetBackupFolderURL(fs::path url) {
+  std::lock_guard lock(ORVGlobalSemaphore());
+  backupFolderGlobal() = std::move(url);
+}
+
+}  // namespace orvelin

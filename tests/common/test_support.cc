@@ -1,0 +1,72 @@
+#include "common/test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "orvelin/support/files.h"
+#include "orvelin/support/user_defaults.h"
+
+namespace orvelin::testing {
+
+namespace fs = std::filesystem;
+
+ScratchFolder::ScratchFolder() {
+  path_ = ORVTemporaryDirectory() / ("orvelin-test-" + ORVMakeUUIDString());
+  fs::create_directories(path_);
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  // Files left read-only by a test must go too.
+  for (auto it = fs::recursive_directory_iterator(path_, ignored); it != fs::recursive_directory_iterator();
+       it.increment(ignored))
+    fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+  fs::remove_all(path_, ignored);
+}
+
+fs::path dataDirectory() { return fs::path(ORVELIN_TEST_DATA_DIR); }
+
+fs::path copySample(const std::string& name, const fs::path& folder) {
+  const auto target = folder / fs::path(name).filename();
+  fs::copy_file(dataDirectory() / name, target, fs::copy_options::overwrite_existing);
+  fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add);
+  return target;
+}
+
+void writeFile(const fs::path& path, const std::string& contents) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << contents;
+}
+
+std::string readFile(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  return buffer.str();
+}
+
+namespace {
+
+// Every test program keeps its user defaults and backups in a scratch folder of its own, so
+// that tests never touch the user's settings.
+class IsolatedEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    folder_ = std::make_unique<ScratchFolder>();
+    ORVSetUserDefaults(std::make_shared<UserDefaults>(folder_->path() / "defaults.json"));
+    fs::create_directories(folder_->path() / "backup");
+    ORVSetBackupFolderURL(folder_->path() / "backup");
+  }
+  void TearDown() override { folder_.reset(); }
+
+ private:
+  std::unique_ptr<ScratchFolder> folder_;
+};
+
+const auto* const registered = ::testing::AddGlobalTestEnvironment(new IsolatedEnvironment);
+
+}  // namespace
+
+}  // namespace orvelin::testing

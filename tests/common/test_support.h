@@ -1,0 +1,36 @@
+#pragma once
+
+// Helpers shared by the test programs: scratch folders, copies of the sample files, and a
+// process-wide set-up that points user defaults and the backup folder at a scratch folder.
+
+#include <filesystem>
+#include <string>
+
+namespace orvelin::testing {
+
+// A fresh folder under the temporary folder, removed with everything in it on destruction.
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ~ScratchFolder();
+
+  const std::filesystem::path& path() const { return path_; }
+  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// The folder of the bundled sample files (tests/data).
+std::filesystem::path dataDirectory();
+
+// Copies tests/data/<name> to `folder` (writable) and returns the copy's path.
+std::filesystem::path copySample(const std::string& name, const std::filesystem::path& folder);
+
+// Writes `contents` to `path`.
+void writeFile(const std::filesystem::path& path, const std::string& contents);
+std::string readFile(const std::filesystem::path& path);
+
+}  // namespace orvelin::testing

@@ -1,0 +1,29 @@
+#pragma once
+
+// The sub-commands of the orvelin tool. Each registers itself on the application and
+// returns the exit status through the shared `Outcome` once parsing is done:
+// 0 when everything worked, 1 when some file failed, 2 for a usage error.
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "orvelin/exiftool/language.h"
+
+namespace orvelin::tool {
+
+// What the chosen sub-command runs once the command line is parsed.
+struct Outcome {
+  std::function<int()> run;
+};
+
+void addVersionCommand(CLI::App& app, Outcome& outcome);
+void addExifToolCommand(CLI::App& app, Outcome& outcome);
+
+// Parses a language given as its name ("German"), or its exiftool code ("de"). Absent when
+// the text names no language.
+std::optional<Language> parseLanguage(const std::string& text);
+
+}  // namespace orvelin::tool

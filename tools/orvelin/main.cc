@@ -1,0 +1,33 @@
+// orvelin: the command-line host of the library.
+
+#include <cstdio>
+#include <iostream>
+
+#include "commands.h"
+#include "orvelin/support/debug_log.h"
+#include "orvelin/support/main_queue.h"
+#include "orvelin/version.h"
+
+int main(int argc, char** argv) {
+  using namespace orvelin;
+  ORVSetApplicationInfo({{"CFBundleName", "orvelin"},
+                         {"CFBundleExecutable", "orvelin"},
+                         {"CFBundleVersion", ORVELIN_VERSION}});
+  // A command-line host has no main loop of its own: the main queue gets a thread.
+  MainQueue::shared().startOnOwnThread();
+
+  CLI::App app{"orvelin: read, edit and write the metadata of image files through exiftool"};
+  app.require_subcommand(1);
+  tool::Outcome outcome;
+  tool::addVersionCommand(app, outcome);
+  tool::addExifToolCommand(app, outcome);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    const int status = app.exit(error);
+    return status == 0 ? 0 : 2;
+  }
+  const int status = outcome.run ? outcome.run() : 2;
+  std::fflush(stdout);
+  return status;
+}
