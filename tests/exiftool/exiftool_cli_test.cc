@@ -1,0 +1,286 @@
+#include "orvelin/exiftool/exiftool_cli.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <mutex>
+
+#include "common/test_support.h"
+#include "orvelin/support/debug_log.h"
+#include "orvelin/support/process_runner.h"
+
+namespace orvelin {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+
+// Records the requests and answers with a fixed result instead of starting a process.
+class RecordingRunner : public ProcessRunner {
+ public:
+  ProcessResult run(const ProcessRequest& request) override {
+    std::lock_guard lock(mutex);
+    requests.push_back(request);
+    return answer;
+  }
+  std::mutex mutex;
+  std::vector<ProcessRequest> requests;
+  ProcessResult answer{true, 0, "", ""};
+};
+
+// Installs a runner for the life of a test.
+class RunnerScope {
+ public:
+  explicit RunnerScope(ProcessRunner* runner) { ORVSetProcessRunner(runner); }
+  ~RunnerScope() { ORVSetProcessRunner(nullptr); }
+};
+
+class ExtraArgumentsScope {
+ public:
+  explicit ExtraArgumentsScope(std::vector<std::string> arguments) { ORVSetExtraArguments(std::move(arguments)); }
+  ~ExtraArgumentsScope() { ORVSetExtraArguments({}); }
+};
+
+std::vector<std::string> argumentsFor(ExifToolCLI& cli, const std::vector<std::string>& args) {
+  RecordingRunner runner;
+  RunnerScope scope(&runner);
+  cli.run(args);
+  return runner.requests.at(0).arguments;
+}
+
+TEST(ExifToolCLIArguments, PlainCommandIsToolCharsetAndArguments) {
+  RecordingRunner runner;
+  RunnerScope scope(&runner);
+  ExifToolCLI cli;
+  cli.run({"-ver"});
+  ASSERT_EQ(runner.requests.size(), 1u);
+  const auto& request = runner.requests[0];
+  EXPECT_EQ(request.executable, ExifToolCLI::orvPerlExecutableURL());
+  EXPECT_EQ(request.executable.filename(), "orvperl.sh");
+  EXPECT_THAT(request.arguments,
+              ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-ver"));
+  EXPECT_THAT(request.environment, ElementsAre("LC_CTYPE=UTF-8"));
+}
+
+TEST(ExifToolCLIArguments, EveryOptionInItsPlace) {
+  ExifToolCLI cli;
+  cli.enableShortTags = true;
+  cli.enableRawValues = true;
+  cli.disableComposite = true;
+  cli.enableCorrection = true;
+  cli.password = "p";
+  cli.overwriteInPlace = true;
+  cli.forceRawLocation = true;
+  cli.recurseSubfolders = true;
+  cli.filterPathExtension = "jpg";
+  const auto arguments = argumentsFor(cli, {"x"});
+  EXPECT_THAT(arguments, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-s",
+                                     "-n", "-e", "-F", "-password", "p", "-overwrite_original_in_place", "-c", "%.6f",
+                                     "-r", "-ext", "jpg", "x"));
+}
+
+TEST(ExifToolCLIArguments, EachOptionAlone) {
+  struct Case {
+    std::function<void(ExifToolCLI&)> set;
+    std::vector<std::string> expected;
+  };
+  const std::vector<Case> cases = {
+      {[](ExifToolCLI& c) { c.enableShortTags = true; }, {"-s"}},
+      {[](ExifToolCLI& c) { c.enableRawValues = true; }, {"-n"}},
+      {[](ExifToolCLI& c) { c.disableComposite = true; }, {"-e"}},
+      {[](ExifToolCLI& c) { c.enableCorrection = true; }, {"-F"}},
+      {[](ExifToolCLI& c) { c.password = "secret word"; }, {"-password", "secret word"}},
+      {[](ExifToolCLI& c) { c.overwriteInPlace = true; }, {"-overwrite_original_in_place"}},
+      {[](ExifToolCLI& c) { c.forceRawLocation = true; }, {"-c", "%.6f"}},
+      {[](ExifToolCLI& c) { c.recurseSubfolders = true; }, {"-r"}},
+      {[](ExifToolCLI& c) { c.filterPathExtension = "CR2"; }, {"-ext", "CR2"}},
+      {[](ExifToolCLI& c) { c.language = Language::german; }, {"-lang", "de"}},
+      {[](ExifToolCLI& c) { c.language = Language::chineseTW; }, {"-lang", "zh-tw"}},
+  };
+  for (const auto& c : cases) {
+    ExifToolCLI cli;
+    c.set(cli);
+    auto expected = std::vector<std::string>{ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8"};
+    expected.insert(expected.end(), c.expected.begin(), c.expected.end());
+    expected.push_back("file.jpg");
+    EXPECT_THAT(argumentsFor(cli, {"file.jpg"}), ElementsAreArray(expected));
+  }
+}
+
+TEST(ExifToolCLIArguments, LocalLanguageResolvesToTheLocalisation) {
+  ExifToolCLI cli(Language::local);
+  const auto arguments = argumentsFor(cli, {});
+  ASSERT_GE(arguments.size(), 5u);
+  EXPECT_EQ(arguments[3], "-lang");
+  const auto* names = Language::equivalentNames(Language(Language::local).equivalentLanguage());
+  ASSERT_NE(names, nullptr);
+  EXPECT_EQ(arguments[4], (*names)[1]);
+}
+
+TEST(ExifToolCLIArguments, ExtraArgumentsStandBehindCharsetAndAheadOfOptions) {
+  ExtraArgumentsScope extra({"-api", "LargeFileSupport=1"});
+  ExifToolCLI cli(Language::french);
+  cli.enableShortTags = true;
+  EXPECT_THAT(argumentsFor(cli, {"a.jpg"}),
+              ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-api",
+                          "LargeFileSupport=1", "-lang", "fr", "-s", "a.jpg"));
+  EXPECT_THAT(ORVGetExtraArguments(), ElementsAre("-api", "LargeFileSupport=1"));
+}
+
+TEST(ExifToolCLIArguments, TheCommandGoesToTheDebugLog) {
+  testing::ScratchFolder folder;
+  const auto log = folder / "debug.log";
+  ORVEnableDebugLog(log);
+  ExifToolCLI cli;
+  (void)argumentsFor(cli, {"-ver"});
+  ORVDisableDebugLog();
+  EXPECT_THAT(testing::readFile(log), HasSubstr("COMMAND: exiftool " + ExifToolCLI::exiftoolExecutableURL().string() +
+                                                " -charset filename=UTF8 -ver\n"));
+}
+
+TEST(ExifToolCLIOutput, NothingBeforeTheFirstRun) {
+  ExifToolCLI cli;
+  EXPECT_FALSE(cli.stdOutData());
+  EXPECT_FALSE(cli.stdErrData());
+  EXPECT_FALSE(cli.buildStdOutString());
+  EXPECT_FALSE(cli.buildStdErrString());
+}
+
+TEST(ExifToolCLIOutput, InvalidUTF8IsReadAsMacRoman) {
+  RecordingRunner runner;
+  runner.answer.standardOutput = "Caf\x8E \xA5";  // "Café •" in Mac OS Roman
+  runner.answer.standardError = "ok";
+  RunnerScope scope(&runner);
+  ExifToolCLI cli;
+  cli.run({});
+  EXPECT_EQ(cli.buildStdOutString(), "Café •");
+  EXPECT_EQ(cli.buildStdErrString(), "ok");
+  EXPECT_EQ(cli.stdOutData(), "Caf\x8E \xA5");
+}
+
+TEST(ExifToolCLIOutput, AMissingLauncherGivesEmptyOutputAndAClearError) {
+  // Points the request at a launcher that does not exist, then lets the real runner try it.
+  class MissingLauncher : public ProcessRunnerWrapper {
+   public:
+    MissingLauncher() : ProcessRunnerWrapper(ProcessRunner::Default()) {}
+    ProcessResult run(const ProcessRequest& request) override {
+      auto changed = request;
+      changed.executable = "/nonexistent/orvperl.sh";
+      return ProcessRunnerWrapper::run(changed);
+    }
+  } runner;
+  RunnerScope scope(&runner);
+  ExifToolCLI cli;
+  cli.run({"-ver"});
+  EXPECT_EQ(cli.stdOutData(), "");
+  EXPECT_THAT(*cli.buildStdErrString(), HasSubstr("exiftool launcher not found at"));
+  EXPECT_THAT(*cli.buildStdErrString(), HasSubstr("libimage-exiftool-perl"));
+}
+
+TEST(ExifToolCLIRun, ReportsTheToolsVersion) {
+  ExifToolCLI cli;
+  cli.run({"-ver"});
+  const auto version = cli.buildStdOutString();
+  ASSERT_TRUE(version);
+  EXPECT_THAT(*version, ::testing::MatchesRegex("[0-9]+\\.[0-9]+\n"));
+  EXPECT_EQ(cli.stdErrData(), "");
+}
+
+TEST(ExifToolCLIRun, ReadsASampleAsJSON) {
+  ExifToolCLI cli;
+  cli.disableComposite = true;
+  cli.run({"-g0:1", "-m", "-j", (testing::dataDirectory() / "Canon.jpg").string()});
+  const auto json = nlohmann::json::parse(*cli.buildStdOutString());
+  ASSERT_TRUE(json.is_array());
+  ASSERT_EQ(json.size(), 1u);
+  EXPECT_EQ(json[0]["EXIF:IFD0"]["Make"], "Canon");
+  EXPECT_FALSE(json[0].contains("Composite"));
+}
+
+TEST(ExifToolCLIRun, PrintsValuesInTheChosenLanguage) {
+  const auto sample = (testing::dataDirectory() / "Canon.jpg").string();
+  ExifToolCLI english(Language::english);
+  english.run({"-s3", "-Flash", sample});
+  ExifToolCLI german(Language::german);
+  german.run({"-s3", "-Flash", sample});
+  EXPECT_EQ(english.buildStdOutString(), "No Flash\n");
+  EXPECT_EQ(german.buildStdOutString(), "Blitz wurde nicht ausgelöst\n");
+}
+
+TEST(ExifToolCLIRun, FileNamesInUTF8) {
+  testing::ScratchFolder folder;
+  const auto copy = testing::copySample("Canon.jpg", folder.path());
+  const auto strange = folder / "Ça va — 写真 'quoted' $x.jpg";
+  std::filesystem::rename(copy, strange);
+  ExifToolCLI cli;
+  cli.run({"-s3", "-FileName", strange.string()});
+  EXPECT_EQ(cli.buildStdOutString(), strange.filename().string() + "\n");
+}
+
+TEST(ExifToolCLIRun, AMissingFileShowsOnStandardErrorOnly) {
+  ExifToolCLI cli;
+  cli.run({"-j", "/nonexistent/file.jpg"});
+  EXPECT_EQ(cli.stdOutData(), "");
+  EXPECT_THAT(*cli.buildStdErrString(), HasSubstr("File not found"));
+}
+
+TEST(ExifToolCLIRun, ChildrenGetNoDescriptorsAndAreReaped) {
+  // A descriptor opened without close-on-exec must not reach the child.
+  const int leaky = ::open("/dev/null", O_RDONLY);
+  ASSERT_GE(leaky, 0);
+  auto result = ProcessRunner::Default()->run({"/bin/ls", {"/proc/self/fd"}, {}});
+  ::close(leaky);
+  ASSERT_TRUE(result.launched);
+  // 0, 1, 2 and the one ls opens to read its folder.
+  EXPECT_EQ(result.standardOutput, "0\n1\n2\n3\n");
+  ExifToolCLI cli;
+  cli.run({"-ver"});
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(ExifToolCLIRun, LargeOutputOnBothStreamsIsReadToTheEnd) {
+  // Enough on both pipes to fill them many times over while the other is being written.
+  auto result = ProcessRunner::Default()->run(
+      {"/bin/sh", {"-c", "i=0; while [ $i -lt 20000 ]; do echo out$i; echo err$i >&2; i=$((i+1)); done"}, {}});
+  ASSERT_TRUE(result.launched);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.standardOutput, HasSubstr("out19999\n"));
+  EXPECT_THAT(result.standardError, HasSubstr("err19999\n"));
+  EXPECT_EQ(std::count(result.standardOutput.begin(), result.standardOutput.end(), '\n'), 20000);
+}
+
+TEST(MediaKinds, ArrangedAndSupportedTypes) {
+  const auto& arranged = ExifToolCLI::arrangedTypes();
+  EXPECT_EQ(arranged.at(MediaKind::audio).size(), 23u);
+  EXPECT_EQ(arranged.at(MediaKind::movie).size(), 37u);
+  EXPECT_EQ(arranged.at(MediaKind::image).size(), 100u);
+  EXPECT_EQ(arranged.at(MediaKind::other).size(), 103u);  // "xlt" is listed twice
+  EXPECT_TRUE(arranged.at(MediaKind::movie).contains("heif"));
+  EXPECT_TRUE(arranged.at(MediaKind::image).contains("heif"));
+  EXPECT_EQ(ExifToolCLI::supportedTypes().count("heif"), 1u);
+  EXPECT_TRUE(ExifToolCLI::supportedTypes().contains("xlt"));
+}
+
+TEST(MediaKinds, FromFileExtensions) {
+  EXPECT_EQ(MediaKind::fromURL("/a/b.HEIF"), MediaKind::image);
+  EXPECT_EQ(MediaKind::fromURL("a.RAM"), MediaKind::audio);
+  EXPECT_EQ(MediaKind::fromURL("a.wmv"), MediaKind::audio);
+  EXPECT_EQ(MediaKind::fromURL("clip.mov"), MediaKind::movie);
+  EXPECT_EQ(MediaKind::fromURL("doc.pdf"), MediaKind::image);
+  EXPECT_EQ(MediaKind::fromURL("page.html"), MediaKind::other);
+  EXPECT_EQ(MediaKind::fromURL("a"), std::nullopt);
+  EXPECT_EQ(MediaKind::fromURL("a.zzz"), std::nullopt);
+  EXPECT_EQ(MediaKind::fromURL("dir.jpg/file"), std::nullopt);
+  EXPECT_EQ(MediaKind(MediaKind::movie).name(), "movie");
+  EXPECT_EQ(MediaKind(MediaKind::audio).localizedName(), "Audio");
+}
+
+}  // namespace
+}  // namespace orvelin

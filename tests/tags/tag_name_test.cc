@@ -1,0 +1,147 @@
+#include "orvelin/tags/tag_name.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace orvelin {
+namespace {
+
+TEST(TagNameText, ParsesAtTheFirstColonAndTrims) {
+  struct Case {
+    const char* text;
+    const char* stream;
+    const char* key;
+  };
+  const Case cases[] = {
+      {"EXIF:Make", "EXIF", "Make"},   {"XMP:dc:title", "XMP", "dc:title"}, {" EXIF : Make ", "EXIF", "Make"},
+      {"\tIPTC\t:Keywords", "IPTC", "Keywords"}, {":Make", "", "Make"}, {"EXIF:", "EXIF", ""},
+      {"EXIF\n:Make", "EXIF\n", "Make"},
+  };
+  for (const auto& c : cases) {
+    auto name = TagName::fromRawValue(c.text);
+    ASSERT_TRUE(name) << c.text;
+    EXPECT_EQ(name->stream().rawValue(), c.stream) << c.text;
+    EXPECT_EQ(name->key().rawValue(), c.key) << c.text;
+  }
+  EXPECT_FALSE(TagName::fromRawValue("Make"));
+  EXPECT_FALSE(TagName::fromRawValue(""));
+  EXPECT_EQ(TagName::fromRawValue("XMP:dc:title")->rawValue(), "XMP:dc:title");
+  EXPECT_EQ(TagName::fromRawValue(" EXIF : Make ")->rawValue(), "EXIF:Make");
+}
+
+TEST(TagNameText, PrintsStreamColonKey) {
+  const TagName name(TagStream::icc, TagKey("ProfileVersion"));
+  EXPECT_EQ(name.rawValue(), "ICC_Profile:ProfileVersion");
+  EXPECT_EQ(name.description(), "ICC_Profile:ProfileVersion");
+  EXPECT_EQ(name.stream().displayName(), "ICC");
+  EXPECT_EQ(name.stream().exifName(), "ICC_Profile");
+  EXPECT_EQ(TagStream::exif.displayName(), "EXIF");
+  std::ostringstream out;
+  out << name << ' ' << TagStream::xmp << ' ' << TagKey::make;
+  EXPECT_EQ(out.str(), "ICC_Profile:ProfileVersion XMP Make");
+}
+
+TEST(TagNameText, JSONIsOneBareString) {
+  const TagName name("XMP", "dc:title");
+  EXPECT_EQ(nlohmann::json(name).dump(), "\"XMP:dc:title\"");
+  EXPECT_EQ(nlohmann::json(TagStream::exif).dump(), "\"EXIF\"");
+  EXPECT_EQ(nlohmann::json::parse("\"IPTC:Keywords\"").get<TagName>(), TagName::iptcKeywords);
+  EXPECT_THROW(nlohmann::json::parse("\"Make\"").get<TagName>(), TagName::ParsingError);
+  // Maps keyed by names hold texts such as "EXIF:Make".
+  std::map<std::string, TagName> byText{{"a", TagName::exifCreateDate}};
+  EXPECT_EQ(nlohmann::json(byText).dump(), R"({"a":"EXIF:CreateDate"})");
+  const auto list = nlohmann::json::parse(R"(["EXIF:Make","PNG:ImageWidth"])").get<std::vector<TagName>>();
+  EXPECT_EQ(list, (std::vector<TagName>{TagName("EXIF", "Make"), TagName::pngImageWidth}));
+}
+
+TEST(TagNameOrder, StreamFirstThenKey) {
+  const TagName ab("a", "b"), ac("a", "c"), ba("b", "a");
+  EXPECT_LT(ab, ac);
+  EXPECT_LT(ab, ba);
+  EXPECT_LT(ac, ba);
+  EXPECT_FALSE(ab < ab);
+  EXPECT_FALSE(ab < TagName("a", "b"));
+  std::vector<TagName> names{ba, ac, ab, TagName("A", "z")};
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<TagName>{TagName("A", "z"), ab, ac, ba}));
+}
+
+TEST(TagNameEquality, CanonicalEquivalentTextsAreTheSameName) {
+  // "é" precomposed and as "e" + combining acute accent.
+  const TagName composed("XMP", "Caf\xC3\xA9");
+  const TagName decomposed("XMP", "Cafe\xCC\x81");
+  EXPECT_EQ(composed, decomposed);
+  EXPECT_FALSE(composed < decomposed);
+  EXPECT_FALSE(decomposed < composed);
+  EXPECT_EQ(std::hash<TagName>{}(composed), std::hash<TagName>{}(decomposed));
+  EXPECT_EQ(decomposed.key().rawValue(), "Cafe\xCC\x81");  // the raw text stays as given
+  std::unordered_set<TagName> set{composed};
+  EXPECT_TRUE(set.contains(decomposed));
+  EXPECT_NE(TagName("EXIF", "Make"), TagName("exif", "Make"));
+}
+
+TEST(TagNameEquality, HashesSpreadOverManyNames) {
+  std::unordered_map<TagName, int> map;
+  for (int stream = 0; stream < 50; ++stream)
+    for (int key = 0; key < 200; ++key) map[TagName("S" + std::to_string(stream), "K" + std::to_string(key))] = key;
+  EXPECT_EQ(map.size(), 10000u);
+  EXPECT_EQ(map.at(TagName("S7", "K42")), 42);
+  // The split point matters: "ab:c" and "a:bc" are different names.
+  EXPECT_NE(TagName("ab", "c"), TagName("a", "bc"));
+  EXPECT_EQ(map.count(TagName("S7K", "42")), 0u);
+}
+
+TEST(TagNameConstants, ValuesAndArrays) {
+  EXPECT_EQ(TagStream::orvfinder.rawValue(), "ORVFinder");
+  EXPECT_EQ(TagStream::icc.rawValue(), "ICC_Profile");
+  EXPECT_EQ(TagStream::jpeg2000.rawValue(), "Jpeg2000");
+  EXPECT_EQ(TagKey::colorsComps.rawValue(), "Color Components");
+  EXPECT_EQ(TagKey::sujectDistanceRange.rawValue(), "SubjectDistanceRange");
+  EXPECT_EQ(TagKey::fileModify.rawValue(), "FileModificationDate");
+  EXPECT_EQ(TagName::orvfinderTags.rawValue(), "ORVFinder:Tags");
+  EXPECT_EQ(TagName::iptcDateCreated.rawValue(), "IPTC:DateCreated");
+  EXPECT_EQ(TagStream::imageStreams().size(), 33u);
+  EXPECT_EQ(TagStream::imageStreams().front(), TagStream::exif);
+  EXPECT_EQ(TagStream::imageStreams().back(), TagStream::sonyIDC);
+  EXPECT_EQ(TagName::gpsTagNames().size(), 7u);
+  EXPECT_EQ(TagName::thumbnailTagNames().front(), TagName::exifThumbnailLength);
+  EXPECT_TRUE(TagName::exifGPSAltitude.isRelativeToGPS());
+  EXPECT_FALSE(TagName::exifGPSAltitudeRef.isRelativeToGPS());
+  EXPECT_FALSE(TagName::exifGPSImgDirection.isRelativeToGPS());
+  EXPECT_TRUE(TagName("EXIF", "GPSTimeStamp").isRelativeToGPS());
+  EXPECT_TRUE(TagName::exifPreviewImage.isRelativeToThumbnail());
+  EXPECT_FALSE(TagName::exifImageWidth.isRelativeToThumbnail());
+}
+
+TEST(TagStreamKinds, AdditionalStreamsAreSpelledIDF) {
+  EXPECT_TRUE(TagStream("IDF1").isAdditional());
+  EXPECT_TRUE(TagStream("IDF3").isAdditional());
+  EXPECT_FALSE(TagStream("IFD1").isAdditional());
+  EXPECT_FALSE(TagStream("IDF4").isAdditional());
+  EXPECT_FALSE(TagStream("idf1").isAdditional());
+}
+
+TEST(TagsFamily, GroupZeroAndMakerStreams) {
+  EXPECT_EQ(TagsFamily::g0Family().size(), 97u);
+  EXPECT_TRUE(TagsFamily::g0Family().contains(" gopro"));
+  EXPECT_FALSE(TagsFamily::isStreamInG0Family(TagStream("GoPro")));
+  for (const char* stream : {"EXIF", "exif", "CanonVRD", "PanasonicRaw", "SigmaRaw", "ICC_Profile", "MakerNotes"})
+    EXPECT_TRUE(TagsFamily::isStreamInG0Family(TagStream(stream))) << stream;
+  for (const char* stream : {"Canon", "Nikon", "Sony", "Apple", "Panasonic", "GoPro", "IDF1"})
+    EXPECT_FALSE(TagsFamily::isStreamInG0Family(TagStream(stream))) << stream;
+  EXPECT_EQ(TagsFamily::fixMakerNotes(TagName("Canon", "Thing")), TagName("MakerNotes", "Thing"));
+  EXPECT_EQ(TagsFamily::fixMakerNotes(TagName("GoPro", "Thing")), TagName("MakerNotes", "Thing"));
+  EXPECT_EQ(TagsFamily::fixMakerNotes(TagName("EXIF", "Thing")), TagName("EXIF", "Thing"));
+  EXPECT_EQ(TagsFamily::fixMakerNotes(TagName("exif", "Thing")).stream().rawValue(), "exif");
+  EXPECT_TRUE(TagsFamily::isNameInG0Family(TagName::iptcKeywords));
+}
+
+}  // namespace
+}  // namespace orvelin
