@@ -4,7 +4,7 @@
 file(MAKE_DIRECTORY "${DEST_DIR}/ExifTool")
 file(GLOB entries RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/*")
 foreach(entry IN LISTS entries)
-  if(entry STREQUAL "CMakeLists.txt" OR entry STREQUAL "ExifTool")
+  if(entry STREQUAL "CMakeLists.txt" OR entry STREQUAL "ExifTool" OR entry MATCHES "\\.md$")
     continue()
   endif()
   if(NOT IS_SYMLINK "${DEST_DIR}/${entry}")

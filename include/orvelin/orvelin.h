@@ -24,3 +24,14 @@
 
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/exiftool/language.h"
+
+#include "orvelin/values/coordinate.h"
+#include "orvelin/values/coordinate_parser.h"
+#include "orvelin/values/coordinate_writer.h"
+#include "orvelin/values/country3166a3.h"
+#include "orvelin/values/date_edition.h"
+#include "orvelin/values/date_time_value_converter.h"
+#include "orvelin/values/date_values.h"
+#include "orvelin/values/location.h"
+#include "orvelin/values/value.h"
+#include "orvelin/values/value_converter.h"

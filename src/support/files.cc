@@ -65,6 +65,9 @@ bool writeFileAtomically(const fs::path& path, std::string_view contents) {
   if (::close(fd.release()) != 0) return false;
   if (::rename(temporary.c_str(), path.c_str()) != 0) return false;
   remover.dismiss();
+  // Make the rename itself durable; the file is in place whatever this answers.
+  UniqueFd directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (directory.valid()) ::fsync(directory.get());
   return true;
 }
 
@@ -109,9 +112,11 @@ fs::path temporaryURL(std::string_view pathExt, const fs::path& folder) {
 fs::path availableItemURL(const fs::path& url) {
   std::error_code error;
   if (!fs::exists(fs::symlink_status(url, error))) return url;
-  const auto folder = url.parent_path();
-  const auto stem = url.stem().string();
-  const auto extension = url.extension().string();
+  // A folder's URL may end with "/": its name is the last component before it.
+  const auto item = !url.has_filename() && url.has_parent_path() ? url.parent_path() : url;
+  const auto folder = item.parent_path();
+  const auto stem = item.stem().string();
+  const auto extension = item.extension().string();
   for (unsigned long number = 0;; ++number) {
     auto candidate = folder / (stem + " (" + std::to_string(number) + ")" + extension);
     if (!fs::exists(fs::symlink_status(candidate, error))) return candidate;
@@ -169,8 +174,7 @@ void copyFinderResourceValues(const fs::path& url, const fs::path& other) {
   std::error_code error;
   const auto tags = readFinderTags(other, error);
   if (error) throw fs::filesystem_error("cannot read the tags", other, error);
-  std::error_code existing;
-  if (tags.empty() && readFinderTags(url, existing).empty()) return;
+  if (tags.empty()) return;  // only what exists is copied
   writeFinderTags(url, tags, error);
   if (error) throw fs::filesystem_error("cannot set the tags", url, error);
 }

@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -57,7 +59,7 @@ std::optional<fs::path> ORVResourceURL(std::string_view name) {
 }
 
 std::string ORVBundleLabel(std::string_view className, std::string_view name) {
-  std::string label = ORVELIN_IDENTIFIER;
+  std::string label = "Optional(\"" ORVELIN_IDENTIFIER "\")";
   label.append(".").append(className).append(".").append(name);
   return label;
 }
@@ -131,7 +133,7 @@ class StringsParser {
 
   static bool isBareCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '.' ||
-           c == '-' || c == ':' || c == '$' || c == '/';
+           c == '-' || c == ':' || c == '$' || c == '/' || c == '+';
   }
 
   std::optional<std::string> token() {
@@ -160,19 +162,54 @@ class StringsParser {
     }
   }
 
+  static bool isHexDigit(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+  }
+
+  // Up to `digits` hexadecimal digits; absent when there is none.
   std::optional<unsigned> hex(std::size_t digits) {
-    if (pos_ + digits > text_.size()) return std::nullopt;
     unsigned value = 0;
-    for (std::size_t i = 0; i < digits; ++i) {
-      const char c = text_[pos_ + i];
-      value <<= 4;
-      if (c >= '0' && c <= '9') value |= static_cast<unsigned>(c - '0');
-      else if (c >= 'a' && c <= 'f') value |= static_cast<unsigned>(c - 'a' + 10);
-      else if (c >= 'A' && c <= 'F') value |= static_cast<unsigned>(c - 'A' + 10);
-      else return std::nullopt;
+    std::size_t count = 0;
+    while (count < digits && pos_ < text_.size() && isHexDigit(text_[pos_])) {
+      const char c = text_[pos_++];
+      value = (value << 4) | static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
+      ++count;
     }
-    pos_ += digits;
+    if (count == 0) return std::nullopt;
     return value;
+  }
+
+  // \Uxxxx, after the "U". Two escapes may spell a surrogate pair; a lone surrogate gives U+FFFD.
+  void unicodeEscape(std::string& out) {
+    auto codePoint = hex(4);
+    if (!codePoint) {
+      out.push_back('U');
+      return;
+    }
+    if (*codePoint >= 0xD800 && *codePoint < 0xDC00) {
+      const auto mark = pos_;
+      if (text_.substr(pos_, 2) == "\\U") {
+        pos_ += 2;
+        const auto low = hex(4);
+        if (low && *low >= 0xDC00 && *low < 0xE000) {
+          appendUTF8(out, 0x10000 + ((*codePoint - 0xD800) << 10) + (*low - 0xDC00));
+          return;
+        }
+        pos_ = mark;
+      }
+      appendUTF8(out, 0xFFFD);
+      return;
+    }
+    if (*codePoint >= 0xDC00 && *codePoint < 0xE000) codePoint = 0xFFFD;
+    appendUTF8(out, *codePoint);
+  }
+
+  // \ooo, after the first digit: up to three octal digits in all.
+  void octalEscape(std::string& out, char first) {
+    unsigned value = static_cast<unsigned>(first - '0');
+    for (int i = 0; i < 2 && pos_ < text_.size() && text_[pos_] >= '0' && text_[pos_] <= '7'; ++i)
+      value = value * 8 + static_cast<unsigned>(text_[pos_++] - '0');
+    appendUTF8(out, value);
   }
 
   std::optional<std::string> quoted() {
@@ -188,24 +225,17 @@ class StringsParser {
       if (pos_ >= text_.size()) return std::nullopt;
       const char escaped = text_[pos_++];
       switch (escaped) {
+        case 'a': out.push_back('\a'); break;
+        case 'b': out.push_back('\b'); break;
+        case 'f': out.push_back('\f'); break;
         case 'n': out.push_back('\n'); break;
-        case 't': out.push_back('\t'); break;
         case 'r': out.push_back('\r'); break;
-        case '0': out.push_back('\0'); break;
-        case 'u':
-        case 'U': {
-          auto codePoint = hex(4);
-          if (!codePoint) return std::nullopt;
-          // A surrogate pair spelled as two escapes.
-          if (*codePoint >= 0xD800 && *codePoint < 0xDC00 && text_.substr(pos_, 2) == "\\u") {
-            pos_ += 2;
-            auto low = hex(4);
-            if (!low) return std::nullopt;
-            *codePoint = 0x10000 + ((*codePoint - 0xD800) << 10) + (*low - 0xDC00);
-          }
-          appendUTF8(out, *codePoint);
+        case 't': out.push_back('\t'); break;
+        case 'v': out.push_back('\v'); break;
+        case 'U': unicodeEscape(out); break;
+        case '0': case '1': case '2': case '3': case '4': case '5': case '6': case '7':
+          octalEscape(out, escaped);
           break;
-        }
         default: out.push_back(escaped); break;  // \" \\ \' and any other character stand for themselves
       }
     }
@@ -236,9 +266,37 @@ namespace {
 std::string argumentAsText(const ORVFormatArg& argument) {
   if (const auto* text = std::get_if<std::string>(&argument)) return *text;
   if (const auto* integer = std::get_if<std::int64_t>(&argument)) return std::to_string(*integer);
+  if (const auto* natural = std::get_if<std::uint64_t>(&argument)) return std::to_string(*natural);
   char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%g", std::get<double>(argument));
-  return buffer;
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, std::get<double>(argument));
+  return std::string(buffer, result.ptr);
+}
+
+long long argumentAsInteger(const ORVFormatArg& argument) {
+  if (const auto* integer = std::get_if<std::int64_t>(&argument)) return *integer;
+  if (const auto* natural = std::get_if<std::uint64_t>(&argument)) return static_cast<long long>(*natural);
+  if (const auto* real = std::get_if<double>(&argument)) {
+    // Out-of-range doubles would be undefined behaviour in a plain cast.
+    if (!(*real >= -9.2e18 && *real <= 9.2e18)) return 0;
+    return static_cast<long long>(*real);
+  }
+  return std::strtoll(std::get<std::string>(argument).c_str(), nullptr, 10);
+}
+
+double argumentAsReal(const ORVFormatArg& argument) {
+  if (const auto* real = std::get_if<double>(&argument)) return *real;
+  if (const auto* integer = std::get_if<std::int64_t>(&argument)) return static_cast<double>(*integer);
+  if (const auto* natural = std::get_if<std::uint64_t>(&argument)) return static_cast<double>(*natural);
+  return std::strtod(std::get<std::string>(argument).c_str(), nullptr);
+}
+
+// Appends one printf conversion of `value`, at most 511 bytes of it; nothing when it fails.
+template <typename Number>
+void appendFormatted(std::string& out, const std::string& spec, Number value) {
+  char buffer[512];
+  const int length = std::snprintf(buffer, sizeof buffer, spec.c_str(), value);
+  if (length < 0) return;
+  out.append(buffer, std::min<std::size_t>(static_cast<std::size_t>(length), sizeof buffer - 1));
 }
 
 }  // namespace
@@ -286,7 +344,6 @@ std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& 
     }
     const char conversion = format[i++];
     const ORVFormatArg* argument = argumentIndex < args.size() ? &args[argumentIndex] : nullptr;
-    char buffer[512];
     switch (conversion) {
       case '@':
         if (argument) out += argumentAsText(*argument);
@@ -298,14 +355,10 @@ std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& 
       case 'X':
       case 'o': {
         if (!argument) break;
-        long long value = 0;
-        if (const auto* integer = std::get_if<std::int64_t>(argument)) value = *integer;
-        else if (const auto* real = std::get_if<double>(argument)) value = static_cast<long long>(*real);
-        else value = std::strtoll(std::get<std::string>(*argument).c_str(), nullptr, 10);
+        const long long value = argumentAsInteger(*argument);
         spec += "ll";
         spec.push_back(conversion == 'i' ? 'd' : conversion);
-        std::snprintf(buffer, sizeof buffer, spec.c_str(), value);
-        out += buffer;
+        appendFormatted(out, spec, value);
         break;
       }
       case 'f':
@@ -315,13 +368,9 @@ std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& 
       case 'g':
       case 'G': {
         if (!argument) break;
-        double value = 0;
-        if (const auto* real = std::get_if<double>(argument)) value = *real;
-        else if (const auto* integer = std::get_if<std::int64_t>(argument)) value = static_cast<double>(*integer);
-        else value = std::strtod(std::get<std::string>(*argument).c_str(), nullptr);
+        const double value = argumentAsReal(*argument);
         spec.push_back(conversion);
-        std::snprintf(buffer, sizeof buffer, spec.c_str(), value);
-        out += buffer;
+        appendFormatted(out, spec, value);
         break;
       }
       case 's':
@@ -418,8 +467,8 @@ std::string ORVCurrentLocalizationName() {
   return names ? (*names)[0] : "English";
 }
 
-std::string ORVTL(const std::optional<std::string_view>& table, std::string_view key,
-                  const std::vector<ORVFormatArg>& args) {
+std::string detail::localizedText(const std::optional<std::string_view>& table, std::string_view key,
+                                  const std::vector<ORVFormatArg>& args) {
   if (args.size() > 4) ORVFatal("ORVTL doesn't support more than 4 arguments");
   const std::string_view tableName = table.value_or("Localizable");
   const auto localization = ORVCurrentLocalizationName();

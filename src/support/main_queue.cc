@@ -1,20 +1,45 @@
 #include "orvelin/support/main_queue.h"
 
+#include <exception>
+
 #include "orvelin/support/fatal.h"
 
 namespace orvelin {
 
-// Marks the calling thread as the pumping thread for its lifetime.
+namespace {
+
+// Takes the lock back, when it was let go, on every way out of a scope.
+class Relock {
+ public:
+  explicit Relock(std::unique_lock<std::mutex>& lock) : lock_(lock) {}
+  ~Relock() {
+    if (!lock_.owns_lock()) lock_.lock();
+  }
+  Relock(const Relock&) = delete;
+  Relock& operator=(const Relock&) = delete;
+
+ private:
+  std::unique_lock<std::mutex>& lock_;
+};
+
+}  // namespace
+
+// Makes the calling thread the pumping (and main) thread for its lifetime. Nested scopes on
+// one thread are fine; a second thread is a programming fault. Built and destroyed under the
+// queue's lock.
 class MainQueue::PumpScope {
  public:
-  PumpScope(MainQueue& queue, std::unique_lock<std::mutex>& lock) : queue_(queue) {
-    (void)lock;
-    if (queue_.pumpingThread_ != std::thread::id() && queue_.pumpingThread_ != std::this_thread::get_id())
+  explicit PumpScope(MainQueue& queue) : queue_(queue) {
+    const auto self = std::this_thread::get_id();
+    if (queue_.pumpingThread_ != std::thread::id() && queue_.pumpingThread_ != self)
       ORVFatal("MainQueue is already pumped by another thread");
     previous_ = queue_.pumpingThread_;
-    queue_.pumpingThread_ = std::this_thread::get_id();
+    queue_.pumpingThread_ = self;
+    queue_.mainThread_ = self;
   }
   ~PumpScope() { queue_.pumpingThread_ = previous_; }
+  PumpScope(const PumpScope&) = delete;
+  PumpScope& operator=(const PumpScope&) = delete;
 
  private:
   MainQueue& queue_;
@@ -46,44 +71,53 @@ void MainQueue::async(std::function<void()> block) {
 
 bool MainQueue::isMainThread() const {
   std::lock_guard lock(mutex_);
-  return pumpingThread_ == std::this_thread::get_id();
+  return mainThread_ == std::this_thread::get_id();
 }
 
 void MainQueue::sync(const std::function<void()>& block) {
-  if (isMainThread()) {
-    block();
-    return;
+  {
+    std::unique_lock lock(mutex_);
+    const bool inline_ = mainThread_ == std::thread::id() || mainThread_ == std::this_thread::get_id();
+    lock.unlock();
+    if (inline_) {
+      block();
+      return;
+    }
   }
   std::mutex doneMutex;
   std::condition_variable doneChanged;
   bool done = false;
+  std::exception_ptr error;
   async([&] {
-    block();
+    try {
+      block();
+    } catch (...) {
+      error = std::current_exception();
+    }
     std::lock_guard lock(doneMutex);
     done = true;
     doneChanged.notify_all();
   });
   std::unique_lock lock(doneMutex);
   doneChanged.wait(lock, [&] { return done; });
+  if (error) std::rethrow_exception(error);
 }
 
-// Runs the first block, with the lock released during the call. Returns false when empty.
+// Runs the first block, with the lock let go during the call. Returns false when empty.
 bool MainQueue::runOne(std::unique_lock<std::mutex>& lock) {
   if (blocks_.empty()) return false;
-  auto block = std::move(blocks_.front());
+  Relock relock(lock);
+  std::function<void()> block = std::move(blocks_.front());
   blocks_.pop_front();
-  busy_ = true;
   lock.unlock();
   block();
-  lock.lock();
-  busy_ = false;
-  changed_.notify_all();
+  block = nullptr;  // its captures go before the lock is taken back
   return true;
 }
 
 void MainQueue::run() {
   std::unique_lock lock(mutex_);
-  PumpScope scope(*this, lock);
+  PumpScope scope(*this);
   stopRequested_ = false;
   while (!stopRequested_) {
     if (!runOne(lock)) changed_.wait(lock, [&] { return stopRequested_ || !blocks_.empty(); });
@@ -93,15 +127,19 @@ void MainQueue::run() {
 
 bool MainQueue::runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
   const auto now = std::chrono::steady_clock::now();
-  const auto deadline = timeout == std::chrono::milliseconds::max()
+  const auto deadline = timeout >= std::chrono::duration_cast<std::chrono::milliseconds>(
+                                       std::chrono::steady_clock::time_point::max() - now)
                             ? std::chrono::steady_clock::time_point::max()
                             : now + timeout;
   std::unique_lock lock(mutex_);
-  PumpScope scope(*this, lock);
+  PumpScope scope(*this);
   for (;;) {
-    lock.unlock();
-    const bool finished = done();
-    lock.lock();
+    bool finished;
+    {
+      Relock relock(lock);
+      lock.unlock();
+      finished = done();
+    }
     if (finished) return true;
     if (runOne(lock)) continue;
     if (std::chrono::steady_clock::now() >= deadline) return false;
@@ -113,7 +151,7 @@ bool MainQueue::runUntil(const std::function<bool()>& done, std::chrono::millise
 
 std::size_t MainQueue::drain() {
   std::unique_lock lock(mutex_);
-  PumpScope scope(*this, lock);
+  PumpScope scope(*this);
   std::size_t count = 0;
   while (runOne(lock)) ++count;
   return count;
@@ -130,13 +168,17 @@ void MainQueue::stop() {
 void MainQueue::startOnOwnThread() {
   std::lock_guard lock(mutex_);
   if (ownThread_.joinable()) return;
+  if (pumpingThread_ != std::thread::id()) ORVFatal("MainQueue is already pumped by another thread");
   ownThread_ = std::thread([this] {
     std::unique_lock lock(mutex_);
-    PumpScope scope(*this, lock);
+    PumpScope scope(*this);
     while (!shuttingDown_) {
       if (!runOne(lock)) changed_.wait(lock, [&] { return shuttingDown_ || !blocks_.empty(); });
     }
   });
+  // The new thread pumps, and is the main thread, from now on, even before it takes the lock.
+  mainThread_ = ownThread_.get_id();
+  pumpingThread_ = ownThread_.get_id();
 }
 
 bool MainQueue::isRunningOnOwnThread() const {
@@ -145,6 +187,10 @@ bool MainQueue::isRunningOnOwnThread() const {
 }
 
 void MainQueue::waitUntilIdle() {
+  if (isMainThread()) {
+    drain();
+    return;
+  }
   std::mutex doneMutex;
   std::condition_variable doneChanged;
   bool done = false;

@@ -11,7 +11,9 @@ NoteSubscriber::~NoteSubscriber() {
 void NoteSubscriber::subscribeErased(NotificationCenter::Block block) {
   if (!observer_.expired()) ORVFatal("Subcriber is already observing.");
   if (!name) ORVFatal("Notification name has not been set.");
-  observer_ = center_.addObserver(name, object, queue, std::move(block));
+  // The sender is loaded strongly for the call only: the centre filters by its address.
+  const std::shared_ptr<const void> sender = object.lock();
+  observer_ = center_.addObserver(name, sender.get(), queue, std::move(block));
 }
 
 }  // namespace orvelin

@@ -14,13 +14,15 @@ OperationQueue::OperationQueue(std::size_t maxConcurrentOperationCount, std::str
     : width_(std::max<std::size_t>(1, maxConcurrentOperationCount)), name_(std::move(name)) {}
 
 OperationQueue::~OperationQueue() {
+  if (isCurrentQueue()) ORVFatal("OperationQueue destroyed from one of its own operations");
+  std::deque<std::function<void()>> dropped;
   {
     std::lock_guard lock(mutex_);
     shuttingDown_ = true;
-    waiting_.clear();
+    dropped.swap(waiting_);
   }
   workAvailable_.notify_all();
-  if (isCurrentQueue()) ORVFatal("OperationQueue destroyed from one of its own operations");
+  dropped.clear();  // their captures go outside the lock
   for (auto& worker : workers_) worker.join();
 }
 
@@ -57,9 +59,14 @@ void OperationQueue::workerLoop() {
 }
 
 void OperationQueue::cancelAllOperations() {
-  std::lock_guard lock(mutex_);
-  waiting_.clear();
-  if (running_ == 0) idle_.notify_all();
+  std::deque<std::function<void()>> dropped;
+  {
+    std::lock_guard lock(mutex_);
+    dropped.swap(waiting_);
+    if (running_ == 0) idle_.notify_all();
+  }
+  // The dropped operations' captures are released outside the lock: their destructors may use
+  // the queue.
 }
 
 std::size_t OperationQueue::operationCount() const {
@@ -68,6 +75,7 @@ std::size_t OperationQueue::operationCount() const {
 }
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
+  if (isCurrentQueue()) ORVFatal("OperationQueue waits for itself from one of its own operations");
   std::unique_lock lock(mutex_);
   idle_.wait(lock, [&] { return running_ == 0 && waiting_.empty(); });
 }

@@ -1,8 +1,8 @@
 #include "orvelin/support/parallel.h"
 
+#include <sched.h>
+
 #include <atomic>
-#include <condition_variable>
-#include <deque>
 #include <exception>
 #include <memory>
 #include <thread>
@@ -11,51 +11,21 @@ namespace orvelin {
 
 namespace {
 
-// The shared pool: one thread per core, living for the rest of the process.
-class WorkerPool {
- public:
-  static WorkerPool& shared() {
-    static auto* pool = new WorkerPool;  // never deleted: workers run until the process exits
-    return *pool;
+// The cores this process may run on: its CPU affinity, bounded by the cores on line.
+std::size_t availableCores() {
+  std::size_t cores = std::thread::hardware_concurrency();
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  if (::sched_getaffinity(0, sizeof set, &set) == 0) {
+    const auto allowed = static_cast<std::size_t>(CPU_COUNT(&set));
+    if (allowed > 0 && (cores == 0 || allowed < cores)) cores = allowed;
   }
-
-  std::size_t width() const { return width_; }
-
-  void submit(std::function<void()> job) {
-    {
-      std::lock_guard lock(mutex_);
-      jobs_.push_back(std::move(job));
-    }
-    available_.notify_one();
-  }
-
- private:
-  WorkerPool() : width_(std::max(1u, std::thread::hardware_concurrency())) {
-    for (std::size_t i = 0; i < width_; ++i) std::thread([this] { loop(); }).detach();
-  }
-
-  void loop() {
-    for (;;) {
-      std::function<void()> job;
-      {
-        std::unique_lock lock(mutex_);
-        available_.wait(lock, [&] { return !jobs_.empty(); });
-        job = std::move(jobs_.front());
-        jobs_.pop_front();
-      }
-      job();
-    }
-  }
-
-  const std::size_t width_;
-  std::mutex mutex_;  // guards jobs_
-  std::condition_variable available_;
-  std::deque<std::function<void()>> jobs_;
-};
+  return std::max<std::size_t>(1, cores);
+}
 
 // The state of one concurrentPerform call, shared with the helpers that may start late.
 struct PerformState {
-  explicit PerformState(std::size_t iterations, const std::function<void(std::size_t)>& body)
+  PerformState(std::size_t iterations, const std::function<void(std::size_t)>& body)
       : iterations(iterations), body(body) {}
 
   // Claims and runs iterations until none is left. Safe after the caller has returned:
@@ -92,18 +62,46 @@ struct PerformState {
 
 }  // namespace
 
-std::size_t workerPoolWidth() { return WorkerPool::shared().width(); }
+WorkerPool& WorkerPool::shared() {
+  static auto* pool = new WorkerPool(availableCores());  // never deleted: workers run until exit
+  return *pool;
+}
+
+WorkerPool::WorkerPool(std::size_t width) : width_(width) {
+  for (std::size_t i = 0; i < width_; ++i) std::thread([this] { loop(); }).detach();
+}
+
+void WorkerPool::async(std::function<void()> block) {
+  {
+    std::lock_guard lock(mutex_);
+    jobs_.push_back(std::move(block));
+  }
+  available_.notify_one();
+}
+
+void WorkerPool::loop() {
+  for (;;) {
+    std::function<void()> job;
+    {
+      std::unique_lock lock(mutex_);
+      available_.wait(lock, [&] { return !jobs_.empty(); });
+      job = std::move(jobs_.front());
+      jobs_.pop_front();
+    }
+    job();
+  }
+}
 
 void concurrentPerform(std::size_t iterations, const std::function<void(std::size_t)>& body) {
   if (iterations == 0) return;
-  if (iterations == 1) {
-    body(0);
+  auto& pool = WorkerPool::shared();
+  const std::size_t helpers = std::min(iterations, pool.width()) - 1;
+  if (helpers == 0) {
+    for (std::size_t index = 0; index < iterations; ++index) body(index);
     return;
   }
   auto state = std::make_shared<PerformState>(iterations, body);
-  auto& pool = WorkerPool::shared();
-  const std::size_t helpers = std::min(iterations - 1, pool.width());
-  for (std::size_t i = 0; i < helpers; ++i) pool.submit([state] { state->work(); });
+  for (std::size_t i = 0; i < helpers; ++i) pool.async([state] { state->work(); });
   state->work();
   {
     std::unique_lock lock(state->mutex);

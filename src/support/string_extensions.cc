@@ -1,6 +1,8 @@
 #include "orvelin/support/string_extensions.h"
 
 #include <unicode/regex.h>
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
 #include <unicode/unistr.h>
 
 #include <cstdio>
@@ -8,15 +10,48 @@
 
 namespace orvelin {
 
+namespace {
+
+// The `whitespaces` set: the space separators (general category Zs) and the tab.
+bool isWhitespace(UChar32 c) { return c == 0x09 || (c >= 0 && u_charType(c) == U_SPACE_SEPARATOR); }
+
+}  // namespace
+
 std::string_view trimWhitespaces(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  const auto last = text.find_last_not_of(" \t");
-  return text.substr(first, last - first + 1);
+  const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+  const auto length = static_cast<int32_t>(text.size());
+  int32_t start = 0;
+  while (start < length) {
+    if (bytes[start] < 0x80) {  // ASCII: only the blank and the tab
+      if (bytes[start] != ' ' && bytes[start] != '\t') break;
+      ++start;
+      continue;
+    }
+    int32_t next = start;
+    UChar32 c;
+    U8_NEXT(bytes, next, length, c);
+    if (!isWhitespace(c)) break;
+    start = next;
+  }
+  int32_t end = length;
+  while (end > start) {
+    if (bytes[end - 1] < 0x80) {
+      if (bytes[end - 1] != ' ' && bytes[end - 1] != '\t') break;
+      --end;
+      continue;
+    }
+    int32_t previous = end;
+    UChar32 c;
+    U8_PREV(bytes, start, previous, c);  // steps back over the character that ends at `end`
+    if (!isWhitespace(c)) break;
+    end = previous;
+  }
+  return text.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start));
 }
 
 std::optional<std::pair<std::string, std::string>> separate(std::string_view text,
                                                             std::string_view separator) {
+  if (separator.empty()) return std::nullopt;  // an empty text is found nowhere
   const auto at = text.find(separator);
   if (at == std::string_view::npos) return std::nullopt;
   return std::pair{std::string(trimWhitespaces(text.substr(0, at))),
@@ -24,6 +59,7 @@ std::optional<std::pair<std::string, std::string>> separate(std::string_view tex
 }
 
 bool replacePrefix(std::string& text, std::string_view prefix, std::string_view replacement) {
+  if (prefix.empty()) return false;  // an empty text is found nowhere
   const auto at = text.find(prefix);
   if (at == std::string::npos) return false;
   text.replace(at, prefix.size(), replacement);

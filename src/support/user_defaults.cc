@@ -4,8 +4,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include "orvelin/support/files.h"
 
@@ -20,11 +18,11 @@ fs::path UserDefaults::defaultFilePath() {
 }
 
 UserDefaults::UserDefaults(fs::path path) : path_(std::move(path)), values_(nlohmann::json::object()) {
-  std::ifstream in(path_, std::ios::binary);
-  if (!in) return;
-  std::stringstream buffer;
-  buffer << in.rdbuf();
-  auto parsed = nlohmann::json::parse(buffer.str(), nullptr, /*allow_exceptions=*/false);
+  std::error_code error;
+  if (!fs::is_regular_file(path_, error)) return;  // missing, or not a file to read or put aside
+  const auto contents = readFileContents(path_);
+  if (!contents) return;
+  auto parsed = nlohmann::json::parse(*contents, nullptr, /*allow_exceptions=*/false);
   if (parsed.is_object()) {
     values_ = std::move(parsed);
     return;
@@ -72,10 +70,14 @@ std::vector<std::string> UserDefaults::keys() const {
 }
 
 bool UserDefaults::synchronize() {
+  // One writer at a time, each with the values of its own moment: the file ends with the
+  // values of the last call, never with an older snapshot renamed over a newer one.
+  std::lock_guard writing(synchronizeMutex_);
   std::string text;
   {
     std::shared_lock lock(mutex_);
-    text = values_.dump(2);
+    // Texts that are not UTF-8 are written with U+FFFD rather than failing the whole file.
+    text = values_.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
   }
   text.push_back('\n');
   return writeFileAtomically(path_, text);

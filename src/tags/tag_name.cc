@@ -308,6 +308,21 @@ const std::vector<TagStream>& TagStream::imageStreams() {
   return streams;
 }
 
+const std::vector<TagStream>& TagStream::constants() {
+  static const std::vector<TagStream> streams = {
+      orvfinder, aiff, ape, apple, asf, audible, bmp, bpg, canon, canonRaw, canonVRD, comment,
+      composite, dicom, djvu, dpx, dv, exe, exif, file, flac, flash, flashPix, flif, flir, font,
+      fujiFilm, geoTIFF, gif, gimp, gps, h264, html, icc, id3, iptc, iso, itc, jpegCompatible,
+      jpeg2000, json, kodak, leaf, leica, lnk, lytro, m2ts, makerNotes, matroska, mie, miff,
+      minolta, minoltaRaw, mobi, moi, mpeg, mpc, mxf, nikon, nikonCapture, olympus, openEXR, opus,
+      palm, panasonic, panasonicRaw, pentax, pdf, pgf, phaseOne, pict, plist, photoCD, photoshop,
+      png, postscript, ppm, psp, quickTime, radiance, rawzor, real, red, riff, rsrc, rtf, samsung,
+      sigma, sigmaRaw, sony, sonyIDC, svg, theora, torrent, trailers, unknown, vCalendar, vCard,
+      vorbis, xml, xmp, zip,
+  };
+  return streams;
+}
+
 std::optional<TagName> TagName::fromRawValue(std::string_view rawValue) {
   auto parts = separate(rawValue, ":");
   if (!parts) return std::nullopt;

@@ -21,6 +21,8 @@ struct Outcome {
 
 void addVersionCommand(CLI::App& app, Outcome& outcome);
 void addExifToolCommand(CLI::App& app, Outcome& outcome);
+void addCatalogueCommands(CLI::App& app, Outcome& outcome);
+void addReadCommands(CLI::App& app, Outcome& outcome);
 
 // Parses a language given as its name ("German"), or its exiftool code ("de"). Absent when
 // the text names no language.

@@ -21,6 +21,8 @@ int main(int argc, char** argv) {
   tool::Outcome outcome;
   tool::addVersionCommand(app, outcome);
   tool::addExifToolCommand(app, outcome);
+  tool::addCatalogueCommands(app, outcome);
+  tool::addReadCommands(app, outcome);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

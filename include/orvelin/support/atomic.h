@@ -1,41 +1,69 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
+#include <semaphore>
 #include <utility>
 
 namespace orvelin {
 
-// A value guarded by a lock. Copies share the lock (and each keeps its own value), as
-// copies of the guarded value in one place are meant to.
-// Thread-safe for value(), setValue() and update(). The lock is not re-entrant: a block given
-// to update() must not use the same Atomic.
+// A value guarded by a counting semaphore of value 1.
+//
+// Copies share the semaphore (each keeps its own value): a copy is made under the source's
+// semaphore, and from then on the two exclude each other.
+//
+// Thread-safe for value(), setValue() and update(). The semaphore is not re-entrant: a block
+// given to update() that reads or writes the same Atomic (or a copy of it) waits for ever.
 template <typename T>
 class Atomic {
  public:
-  explicit Atomic(T value = T{}) : rawValue_(std::move(value)), semaphore_(std::make_shared<std::mutex>()) {}
+  explicit Atomic(T value = T{}) : rawValue_(std::move(value)), semaphore_(std::make_shared<Semaphore>(1)) {}
+
+  Atomic(const Atomic& other) : rawValue_(other.value()), semaphore_(other.semaphore_) {}
+  Atomic& operator=(const Atomic& other) {
+    if (this != &other) {
+      T copy = other.value();
+      std::shared_ptr<Semaphore> semaphore = other.semaphore_;
+      rawValue_ = std::move(copy);
+      semaphore_ = std::move(semaphore);
+    }
+    return *this;
+  }
 
   // A copy of the value.
   T value() const {
-    std::lock_guard lock(*semaphore_);
+    Hold hold(*semaphore_);
     return rawValue_;
   }
 
   void setValue(T value) {
-    std::lock_guard lock(*semaphore_);
+    Hold hold(*semaphore_);
     rawValue_ = std::move(value);
   }
 
-  // Read-modify-write under the lock: `block` gets the value for in-place change.
+  // Read-modify-write: `block` gets the value for in-place change, under the semaphore.
   template <typename Block>
   void update(Block&& block) {
-    std::lock_guard lock(*semaphore_);
-    block(rawValue_);
+    Hold hold(*semaphore_);
+    std::forward<Block>(block)(rawValue_);
   }
 
  private:
+  using Semaphore = std::binary_semaphore;
+
+  // Waits on the semaphore for its life; signals it on every way out.
+  class Hold {
+   public:
+    explicit Hold(Semaphore& semaphore) : semaphore_(semaphore) { semaphore_.acquire(); }
+    ~Hold() { semaphore_.release(); }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+   private:
+    Semaphore& semaphore_;
+  };
+
   T rawValue_;
-  std::shared_ptr<std::mutex> semaphore_;
+  std::shared_ptr<Semaphore> semaphore_;
 };
 
 }  // namespace orvelin

@@ -30,8 +30,8 @@ bool waitFileExists(const std::filesystem::path& path, double seconds);
 // folder / "<fresh UUID>[.pathExt]". The file is not created. No dot when pathExt is empty.
 std::filesystem::path temporaryURL(std::string_view pathExt, const std::filesystem::path& folder);
 
-// `url` when nothing exists there; else the first free "<stem> (N)<.ext>" in the same folder,
-// counting N from 0.
+// `url` when nothing exists there (not even a dangling symbolic link); else the first free
+// "<stem> (N)<.ext>" in the same folder, counting N from 0: "x.jpg" gives "x (0).jpg".
 std::filesystem::path availableItemURL(const std::filesystem::path& url);
 
 // A fresh random UUID in its upper-case text form (8-4-4-4-12 hexadecimal digits).
@@ -44,14 +44,15 @@ std::string ORVMakeUUIDString();
 // empty. A missing file: an error.
 std::vector<std::string> readFinderTags(const std::filesystem::path& path, std::error_code& error);
 
-// Sets the tags of the file at `path`; an empty list removes the attribute. A file system
-// without user attributes gives an error (ENOTSUP).
+// Sets the tags of the file at `path`, joined by commas; an empty list removes the attribute.
+// A file system without user attributes gives an error (ENOTSUP); a missing file, ENOENT.
 void writeFinderTags(const std::filesystem::path& path, const std::vector<std::string>& tags,
                      std::error_code& error);
 
-// Copies what a file has of its creation date, label colour and tags from `other` to `url`.
-// On Linux only the tags exist (creation dates cannot be set, label colours are unknown).
-// Throws std::filesystem::filesystem_error when the tags cannot be read or written.
+// Copies what `other` has of its creation date, label colour and tags to `url`; what `other`
+// lacks is left as it is on `url`. On Linux only the tags exist (creation dates cannot be set,
+// label colours are unknown). Throws std::filesystem::filesystem_error when `other` cannot be
+// read (missing file), or when it has tags that cannot be set on `url`.
 void copyFinderResourceValues(const std::filesystem::path& url, const std::filesystem::path& other);
 
 // ---------------------------------------------------------------------------------------------

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -24,7 +25,9 @@ const std::filesystem::path& ORVResourcesDirectory();
 // The path of a resource: ORVResourcesDirectory() / name. Absent when no such file exists.
 std::optional<std::filesystem::path> ORVResourceURL(std::string_view name);
 
-// Label for queues and similar objects: "<bundle identifier>.<class name>.<name>".
+// Label for queues and similar objects: the library's bundle identifier described as an
+// optional, the class name and `name`, joined by ".":
+// 'Optional("org.orvelin.Orvelin").TagsResourcesReader.operationQueue'.
 std::string ORVBundleLabel(std::string_view className, std::string_view name);
 
 // Name and version of the library as given at build time (CFBundleName, CFBundleVersion...).
@@ -35,10 +38,13 @@ const std::map<std::string, std::string>& ORVBundleInfo();
 // ---------------------------------------------------------------------------------------------
 // .strings tables
 
-// Parses the text of a .strings file: `"key" = "value";` entries, with /* block */ and
-// // line comments, backslash escapes (\" \\ \n \t \r \uXXXX) and unquoted keys or values made
-// of letters, digits and "_.-:". Parsing stops quietly at the first malformed entry, keeping
-// what came before it.
+// Parses the text of a .strings file: `"key" = "value";` entries (and `"key";`, which maps the
+// key to itself), with /* block */ and // line comments, an optional UTF-8 byte order mark,
+// the escapes \" \' \\ \a \b \f \n \r \t \v, \Uxxxx (up to four hexadecimal digits; two of
+// them may spell a surrogate pair), octal \ooo, and a backslash before a line feed; any other
+// escaped character stands for itself. Unquoted keys or values are made of letters, digits and
+// "_$+/:.-". A later entry replaces an earlier one with the same key. Parsing stops quietly at
+// the first malformed entry, keeping what came before it.
 std::map<std::string, std::string, std::less<>> parseStringsTable(std::string_view text);
 
 // Reads and parses a .strings file; an unreadable file gives an empty table.
@@ -47,18 +53,25 @@ std::map<std::string, std::string, std::less<>> readStringsFile(const std::files
 // ---------------------------------------------------------------------------------------------
 // Localised texts
 
-// One argument of a formatted text: a text (for %@) or a number (for %d, %ld, %f...).
-using ORVFormatArg = std::variant<std::string, std::int64_t, double>;
+// One argument of a formatted text: a text (for %@) or a number (for %d, %ld, %lu, %f...).
+using ORVFormatArg = std::variant<std::string, std::int64_t, std::uint64_t, double>;
 
 // Formats `format` with the printf-like specifiers the texts use: %@, %d, %i, %ld, %lld, %u,
-// %lu, %f (with flags, width and precision), %%, and positional forms such as %1$@. A
-// missing or mismatched argument gives an empty text in its place; never crashes.
+// %lu, %x, %f, %e, %g (with flags, width and precision), %%, and positional forms such as
+// %1$@. %@ prints a text as it is and a number in its shortest exact form ("1.5", "3").
+// A missing argument gives an empty text in its place, a text given for a number is read as
+// one; never crashes.
 std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& args);
 
 // The name of the localisation folder (without ".lproj") that texts are looked up in now:
 // the folder of Language::userLanguage, or, for the local choice, the one that matches the
 // process locale (LC_ALL, LC_MESSAGES, LANG), "English" when none matches.
 std::string ORVCurrentLocalizationName();
+
+namespace detail {
+std::string localizedText(const std::optional<std::string_view>& table, std::string_view key,
+                          const std::vector<ORVFormatArg>& args);
+}  // namespace detail
 
 // Looks up `key` in `table` (absent: the default table) of the current localisation, then of
 // English, and returns the key itself when no table has it. With arguments the text is
@@ -67,12 +80,18 @@ std::string ORVCurrentLocalizationName();
 // Tables are read once per localisation and table, from "<resources>/<Lang>.lproj/<table>.strings"
 // and, for the catalogue's tables, "<resources>/Localized tags/<Lang>.lproj/<table>.strings";
 // the default table is "Localizable". Safe for concurrent use.
-std::string ORVTL(const std::optional<std::string_view>& table, std::string_view key,
-                  const std::vector<ORVFormatArg>& args = {});
+//
+// ORVTL(table, key, args) names a table; ORVTL(key, args) uses the default one, so that
+// ORVTL("Import %@", {name}) reads as it should.
+template <typename Key>
+  requires std::convertible_to<const Key&, std::string_view>
+std::string ORVTL(const std::optional<std::string_view>& table, const Key& key,
+                  const std::vector<ORVFormatArg>& args = {}) {
+  return detail::localizedText(table, std::string_view(key), args);
+}
 
-// Short form for the default table.
 inline std::string ORVTL(std::string_view key, const std::vector<ORVFormatArg>& args = {}) {
-  return ORVTL(std::nullopt, key, args);
+  return detail::localizedText(std::nullopt, key, args);
 }
 
 // Forgets every table read so far; the next look-up reads them again. For hosts that

@@ -12,11 +12,12 @@
 namespace orvelin {
 
 // The serial queue of the host's main thread: blocks run one at a time, in the order they
-// were added, on the thread that pumps the queue.
+// were added, on the main thread.
 //
 // A host either pumps it from its own main thread (run(), runUntil(), drain()), or, as
 // command-line hosts and tests do, calls startOnOwnThread() once so that a thread of the
-// queue's own pumps it. Either way exactly one thread is "the main thread" while it pumps.
+// queue's own pumps it. The main thread is the thread that pumps the queue, or pumped it last
+// (the queue's own thread once started); only one thread pumps at a time.
 //
 // Safe for concurrent use by multiple threads.
 class MainQueue final : public Executor {
@@ -27,39 +28,44 @@ class MainQueue final : public Executor {
   MainQueue() = default;
   MainQueue(const MainQueue&) = delete;
   MainQueue& operator=(const MainQueue&) = delete;
+  // Stops the queue's own thread after its current block; blocks not begun are dropped.
+  // REQUIRES: no other thread pumps the queue.
   ~MainQueue() override;
 
   // Adds `block` at the end of the queue.
   void async(std::function<void()> block) override;
 
-  // Runs `block` on the main thread and waits for it. Called from the main thread (or when
-  // no thread pumps the queue and none has been started: see below) it runs inline.
-  // REQUIRES: a thread pumps the queue, or the caller is the main thread; otherwise the call
-  // waits until some thread pumps it.
+  // Runs `block` on the main thread and returns when it has run. Called on the main thread it
+  // runs inline. Before any thread has pumped the queue (and while none is started) there is
+  // no main thread to wait for, and the block runs inline on the caller's thread too.
+  // Otherwise the call waits until the main thread pumps the queue.
   void sync(const std::function<void()>& block);
 
-  // True on the thread that pumps the queue now.
+  // True on the main thread.
   bool isMainThread() const;
 
   // Pumps the queue on the calling thread until stop() is called.
+  // REQUIRES: no other thread pumps the queue (stops the process otherwise).
   void run();
-  // Pumps the queue on the calling thread until `done()` is true (checked after each block
-  // and whenever the queue is empty), or until `timeout` elapses. Returns `done()`.
+  // Pumps the queue on the calling thread until `done()` is true (checked before each block and
+  // at least every few milliseconds while the queue is empty), or until `timeout` elapses.
+  // Returns `done()`. REQUIRES: as run().
   bool runUntil(const std::function<bool()>& done,
                 std::chrono::milliseconds timeout = std::chrono::milliseconds::max());
   // Runs the blocks queued now, and those they add, until the queue is empty. Returns the
-  // number of blocks run.
+  // number of blocks run. REQUIRES: as run().
   std::size_t drain();
   // Ends run() after the block being run.
   void stop();
 
   // Starts a thread of the queue's own that pumps it for the rest of the process (or until
   // the queue is destroyed). Does nothing when already started.
+  // REQUIRES: no other thread pumps the queue.
   void startOnOwnThread();
   bool isRunningOnOwnThread() const;
 
-  // Blocks until every block added before this call has run.
-  // REQUIRES: not called from the main thread; a thread pumps the queue.
+  // Returns when every block added before this call has run. On the main thread it drains the
+  // queue itself; elsewhere it waits for the main thread to pump the queue.
   void waitUntilIdle();
 
  private:
@@ -69,9 +75,9 @@ class MainQueue final : public Executor {
   mutable std::mutex mutex_;  // guards everything below
   std::condition_variable changed_;
   std::deque<std::function<void()>> blocks_;
-  std::thread::id pumpingThread_;
+  std::thread::id mainThread_;     // pumps or pumped last; none before the first pump
+  std::thread::id pumpingThread_;  // pumps now; none between pumps
   bool stopRequested_ = false;
-  bool busy_ = false;  // a block is running
   std::thread ownThread_;
   bool shuttingDown_ = false;
 };

@@ -59,8 +59,14 @@ class NotificationCenter {
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
 
+  // Registers `block` for the notifications named `name` (absent: every name) sent by `object`
+  // (null: every sender), delivered on `executor` (null: on the posting thread). The returned
+  // token stands for the observation until removeObserver().
+  // REQUIRES: `executor`, when given, outlives the observation.
   NotificationObserverToken addObserver(std::optional<std::string> name, const void* object,
                                         Executor* executor, Block block);
+  // Ends the observation of `token`; a null or already removed token does nothing. Deliveries
+  // already scheduled on an executor and not yet begun are dropped.
   void removeObserver(const NotificationObserverToken& token);
 
   void post(const Notification& notification);

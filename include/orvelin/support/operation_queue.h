@@ -22,8 +22,8 @@ namespace orvelin {
 // destructor waits for the running operations and drops those not begun.
 //
 // Safe for concurrent use by multiple threads. An operation may add operations to its own
-// queue; it must not wait for its own queue (waitUntilAllOperationsAreFinished() from inside
-// would wait for itself).
+// queue and cancel them; it must neither wait for nor destroy its own queue (either stops the
+// process). An exception that escapes an operation ends the process.
 class OperationQueue final : public Executor {
  public:
   explicit OperationQueue(std::size_t maxConcurrentOperationCount = 1, std::string name = {});
@@ -34,10 +34,12 @@ class OperationQueue final : public Executor {
   const std::string& name() const { return name_; }
   std::size_t maxConcurrentOperationCount() const { return width_; }
 
+  // Adds `operation` at the end of the queue. Does nothing once the queue is being destroyed.
   void addOperation(std::function<void()> operation);
   void async(std::function<void()> block) override { addOperation(std::move(block)); }
 
-  // Drops the operations that have not begun; running ones go on to their end.
+  // Drops the operations that have not begun, without running them; running ones go on to their
+  // end. Operations added afterwards run as usual.
   void cancelAllOperations();
   // Operations not finished: running plus waiting.
   std::size_t operationCount() const;

@@ -23,7 +23,8 @@ class UserDefaults {
   static std::filesystem::path defaultFilePath();
 
   // Reads `path` when it exists. A file that is not a JSON object is moved aside to
-  // "<path>.corrupt" and the store starts empty; a missing file starts empty.
+  // "<path>.corrupt" (replacing an older one) and the store starts empty; a missing file starts
+  // empty. Never throws for the file's sake.
   explicit UserDefaults(std::filesystem::path path);
   UserDefaults(const UserDefaults&) = delete;
   UserDefaults& operator=(const UserDefaults&) = delete;
@@ -38,11 +39,13 @@ class UserDefaults {
   std::vector<std::string> keys() const;
 
   // Writes the values atomically (temporary file in the same folder, fsync, rename), making
-  // the folder when needed. Returns whether it worked; the file is left as it was otherwise.
+  // the folder when needed. Returns whether it worked; the file is left as it was otherwise,
+  // and no temporary file stays behind.
   bool synchronize();
 
  private:
-  std::filesystem::path path_;
+  const std::filesystem::path path_;
+  std::mutex synchronizeMutex_;  // one synchronize() at a time; taken before mutex_
   mutable std::shared_mutex mutex_;
   nlohmann::json values_;  // guarded by mutex_; always an object
 };

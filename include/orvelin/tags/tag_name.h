@@ -15,6 +15,8 @@
 
 namespace orvelin {
 
+class TagAccess;
+
 // One name part of a tag: its stream (the group exiftool reports it in, "EXIF", "Canon") or
 // its key inside the stream ("Make").
 //
@@ -58,9 +60,14 @@ class TagStream : public TagNamePart<TagStreamTag> {
   std::string displayName() const;
   // True for exactly "IDF1", "IDF2" and "IDF3".
   bool isAdditional() const;
+  // The access of this stream in a file type (see tag_access.h, which defines it): the
+  // table's entry for the upper-cased file type and this raw value, TagAccess::n when absent.
+  TagAccess access(std::string_view fileType) const;
 
   // The streams that can carry image metadata, in a fixed order (33 entries).
   static const std::vector<TagStream>& imageStreams();
+  // Every stream constant below, in the order they are declared.
+  static const std::vector<TagStream>& constants();
   static const TagStream orvfinder;  // "ORVFinder"
   static const TagStream aiff;  // "AIFF"
   static const TagStream ape;  // "APE"
@@ -276,6 +283,9 @@ class TagKey : public TagNamePart<TagKeyTag> {
   static const TagKey headline;  // "Headline"
   static const TagKey dateCreated;  // "DateCreated"
 };
+
+// The constants below are made when the library loads; code of other units must not use them
+// from its own load-time initialisers (function-local statics are fine).
 
 // A tag's full name: stream and key, with the text form "stream:key".
 //

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "orvelin/catalogue/tags_resources_reader.h"
+#include "orvelin/tags/tag_item.h"
+#include "orvelin/tags/tag_name.h"
+
+namespace orvelin {
+
+class Value;
+
+// One loaded state of the catalogue. Immutable once made; shared by every reader of it.
+struct TagsCatalogue {
+  std::vector<TagStream> streams;
+  std::unordered_map<TagStream, std::vector<TagKey>> keys;  // in catalogue order (by index)
+  TagItemsByStream tags;
+
+  // Look-ups: absent when the stream or the key is unknown.
+  std::shared_ptr<const TagItem> tag(const TagKey& key, const TagStream& stream) const;
+  std::shared_ptr<const TagItem> tag(const TagName& name) const { return tag(name.key(), name.stream()); }
+  // "Stream:Key", split at the first ":"; absent without one.
+  std::shared_ptr<const TagItem> tagForRawName(std::string_view rawName) const;
+};
+
+// The catalogue of every tag the library can show, for look-up by everyone.
+//
+// The process's instance, shared(), starts empty; a host calls reload() once at start-up,
+// before any look-up (without it, reads drop every tag as unknown). reload() replaces the
+// whole catalogue at once: look-ups made meanwhile see either the old or the new state, never
+// a mix, so the instance is safe for concurrent use by multiple threads. Code that makes many
+// look-ups in a row takes catalogue() once and looks up in that snapshot.
+class TagsResources {
+ public:
+  // The process's catalogue. Belongs to the library and is never deleted.
+  static TagsResources& shared();
+
+  TagsResources();
+  TagsResources(const TagsResources&) = delete;
+  TagsResources& operator=(const TagsResources&) = delete;
+  virtual ~TagsResources() = default;
+
+  virtual std::vector<TagStream> streams() const;
+  // Keys of a stream in catalogue order; empty for an unknown stream.
+  virtual std::vector<TagKey> keys(const TagStream& stream) const;
+  virtual std::shared_ptr<const TagItem> tag(const TagKey& key, const TagStream& stream) const;
+  virtual std::shared_ptr<const TagItem> tag(const TagName& name) const;
+  virtual std::shared_ptr<const TagItem> tagForRawName(std::string_view rawName) const;
+  // Reads the catalogue folder of the resources directory (in parallel; blocks until done),
+  // posting willReloadCacheNotification before and didReloadCacheNotification after, with
+  // this instance as object, on the caller's thread.
+  virtual void reload();
+  // The same from another folder (one that holds "Tags/").
+  void reload(const std::filesystem::path& directoryURL);
+
+  // The state now; never null.
+  std::shared_ptr<const TagsCatalogue> catalogue() const;
+
+  static const std::string willReloadCacheNotification;  // "TagsResourcesWillReloadCacheNotification"
+  static const std::string didReloadCacheNotification;   // "TagsResourcesDidReloadCacheNotification"
+
+ private:
+  std::shared_ptr<const TagsCatalogue> current_;  // replaced whole with atomic loads and stores
+};
+
+// Helpers over the shared catalogue.
+class TagsUtil {
+ public:
+  TagsUtil() = delete;
+
+  // From a raw name ("Stream:Key") and a raw value as decoded from JSON: the parsed name and
+  // the value's text by the tag's converter. Absent when the name has no ":", the catalogue
+  // does not know the tag, or the converter gives no text.
+  static std::optional<std::pair<TagName, std::string>> parseNV(std::string_view rawName, const Value& rawValue);
+};
+
+}  // namespace orvelin

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "orvelin/support/executor.h"
+#include "orvelin/support/operation_queue.h"
+#include "orvelin/tags/tag_item.h"
+#include "orvelin/tags/tag_name.h"
+
+namespace orvelin {
+
+// The tags of each stream: stream -> key -> item.
+using TagItemsByKey = std::unordered_map<TagKey, std::shared_ptr<const TagItem>>;
+using TagItemsByStream = std::unordered_map<TagStream, TagItemsByKey>;
+
+class TagsResourcesReader;
+
+// Callbacks of a reader, each placed asynchronously on the reader's delegation queue.
+class TagsResourcesReaderDelegate {
+ public:
+  virtual ~TagsResourcesReaderDelegate() = default;
+  virtual void readerWillStart(TagsResourcesReader& reader) = 0;
+  virtual void readerDidProgress(TagsResourcesReader& reader) = 0;
+  virtual void readerDidFinish(TagsResourcesReader& reader) = 0;
+};
+
+// Parses a catalogue folder ("Tags/streams.json" and one "Tags/<stream>.tags" per stream),
+// up to 8 streams at once on an operation queue of its own.
+//
+// Failures are printed (and written to the debug log when it is on) and the run goes on with
+// what it has: an unreadable stream list leaves the catalogue empty, an unreadable stream file
+// leaves that stream empty. Records that do not make an item, and the types "unknown", "undef",
+// "note" and "imagedata", are dropped; with onlyKeepWritable, so are read-only tags.
+//
+// Made with make(); the delegate callbacks keep the reader alive until they have run.
+// readResources() and the accessors are safe from any thread; the counters, the stream list and
+// the items are guarded by an internal lock (the "process queue"). Set the fields before
+// readResources(). Destroying the reader waits for the parses under way.
+class TagsResourcesReader : public std::enable_shared_from_this<TagsResourcesReader> {
+ public:
+  static std::shared_ptr<TagsResourcesReader> make(std::filesystem::path directoryURL);
+  TagsResourcesReader(const TagsResourcesReader&) = delete;
+  TagsResourcesReader& operator=(const TagsResourcesReader&) = delete;
+  ~TagsResourcesReader();
+
+  const std::filesystem::path directoryURL;  // the folder that holds "Tags/"
+  bool onlyKeepWritable = false;
+  Executor* delegationQueue;  // default: the main queue
+  std::weak_ptr<TagsResourcesReaderDelegate> delegate;
+
+  // Starts the parse; a call while reading is ignored. Returns at once.
+  void readResources();
+  // Blocks until every stream has been parsed.
+  void waitResourcesParsing();
+
+  std::vector<TagStream> streams() const;
+  TagItemsByStream tagItems() const;
+  bool isReading() const;
+  std::int64_t completedUnit() const;
+  std::int64_t totalUnit() const;
+  // completedUnit / totalUnit; 1.0 when totalUnit is 0.
+  double progress() const;
+
+ private:
+  explicit TagsResourcesReader(std::filesystem::path directoryURL);
+  friend class TagsResources;
+
+  void determineStreams();
+  void parseTags(const TagStream& stream);
+  void incrementCompletedUnit();
+  void prepareProcessDidFinish();
+  void notify(void (TagsResourcesReaderDelegate::*callback)(TagsResourcesReader&));
+  double progressLocked() const;
+
+  mutable std::mutex processQueue_;  // guards the fields below
+  std::vector<TagStream> streams_;
+  TagItemsByStream tagItems_;
+  bool isReading_ = false;
+  std::int64_t completedUnit_ = 0;
+  std::int64_t totalUnit_ = 0;
+
+  OperationQueue operationQueue_;
+};
+
+}  // namespace orvelin

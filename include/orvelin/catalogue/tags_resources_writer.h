@@ -1,0 +1,115 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "orvelin/exiftool/language.h"
+#include "orvelin/support/executor.h"
+#include "orvelin/support/operation_queue.h"
+#include "orvelin/tags/tag_item.h"
+#include "orvelin/tags/tag_name.h"
+
+namespace orvelin {
+
+class TagsResourcesWriter;
+
+// Callbacks of a writer, each placed asynchronously on the writer's delegation queue.
+class TagsResourcesWriterDelegate {
+ public:
+  virtual ~TagsResourcesWriterDelegate() = default;
+  virtual void writerWillStart(TagsResourcesWriter& writer) = 0;
+  virtual void writerDidProgress(TagsResourcesWriter& writer) = 0;
+  virtual void writerDidFinish(TagsResourcesWriter& writer) = 0;
+};
+
+// What the generator keeps of one stream's tag list.
+struct TagsParseResult {
+  std::vector<TagItemData> records;  // in order of index
+  // For each language of Language::allBasic(): strings key -> text.
+  std::map<Language::Value, std::map<std::string, std::string>> strings;
+};
+
+// Generates a catalogue folder from the exiftool at hand: for each stream, one
+// `exiftool -X -f -listx -<stream>:all` run, corrected by the override resources
+// ("TagsOverriddenTypes.json", "TagsOverriddenAccess.json", "TagsOverriddenCounts.json"), gives
+// "Tags/<stream>.tags" and one "Localized tags/<Language>.lproj/<stream>.strings" per language;
+// "Tags/streams.json" lists the streams.
+//
+// Up to 8 streams run at once, each with its own exiftool process. Failures are printed (and
+// logged when the debug log is on) and skip that stream or language; a run always ends with
+// writerDidFinish. Made with make(); set the fields before writeResources(). The counters are
+// guarded by an internal lock; the override maps are only read once the run has started. Destroying
+// the writer waits for the streams under way.
+class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWriter> {
+ public:
+  using StringMap = std::map<std::string, std::map<std::string, std::string, std::less<>>, std::less<>>;
+  using CountMap = std::map<std::string, std::map<std::string, std::int64_t, std::less<>>, std::less<>>;
+
+  static std::shared_ptr<TagsResourcesWriter> make(std::filesystem::path directoryURL);
+
+  // The stream constants that exiftool knows as a group of family 0 or 1 (all but the
+  // library's own "ORVFinder"), in exiftool's spelling ("DjVu" for the constant "DJVU"), in
+  // the constants' order. Runs exiftool twice; empty when it cannot run.
+  static std::vector<TagStream> streamsKnownToExifTool();
+  TagsResourcesWriter(const TagsResourcesWriter&) = delete;
+  TagsResourcesWriter& operator=(const TagsResourcesWriter&) = delete;
+  ~TagsResourcesWriter();
+
+  const std::filesystem::path directoryURL;
+  std::vector<TagStream> streams;
+  bool onlyKeepWritable = false;
+  Executor* delegationQueue;  // default: the main queue
+  std::weak_ptr<TagsResourcesWriterDelegate> delegate;
+
+  // Starts the generation; a call while writing is ignored. Returns at once.
+  void writeResources();
+  // Blocks until every stream is written.
+  void waitResourcesGeneration();
+
+  bool isWriting() const;
+  std::int64_t completedUnit() const;
+  std::int64_t totalUnit() const;  // streams + 1 (the stream list)
+  double progress() const;         // 1.0 when totalUnit is 0
+
+  // The corrections read from the override resources at construction: stream -> tag -> type
+  // (a TagType raw value), access ("write" means writable, anything else not), count.
+  StringMap overriddenTypes;
+  StringMap overriddenAccess;
+  CountMap overriddenCounts;
+
+  // The steps of one stream, public for the tool and tests: parse exiftool's -listx XML of
+  // `stream` (corrected by the overrides; absent when the XML is not well-formed), and write
+  // the result.
+  std::optional<TagsParseResult> parse(std::string_view xml, const TagStream& stream) const;
+  void exportTags(const std::vector<TagItemData>& records, const TagStream& stream) const;
+  void exportStrings(const TagsParseResult& result, const TagStream& stream) const;
+  // Applies the overrides to one record: its type, access and count from the override maps,
+  // "string" for the ICC profile's tags of unknown type ("?"), and for exiftool's storage
+  // formats that have no type of their own ("int16s", "float", "utf8"...) the type whose values
+  // behave alike ("integer", "real", "string"...).
+  void fixTagItemData(TagItemData& record) const;
+
+ private:
+  explicit TagsResourcesWriter(std::filesystem::path directoryURL);
+
+  void exportStreams() const;
+  void generateTags(const TagStream& stream) const;
+  void countUnit();
+  void notify(void (TagsResourcesWriterDelegate::*callback)(TagsResourcesWriter&));
+
+  mutable std::mutex processQueue_;  // guards the three fields below
+  bool isWriting_ = false;
+  std::int64_t completedUnit_ = 0;
+  std::int64_t totalUnit_ = 0;
+
+  OperationQueue operationQueue_;
+};
+
+}  // namespace orvelin

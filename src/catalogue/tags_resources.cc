@@ -1,0 +1,97 @@
+#include "orvelin/catalogue/tags_resources.h"
+
+#include <algorithm>
+#include <atomic>
+
+#include "orvelin/support/localization.h"
+#include "orvelin/support/notification_center.h"
+#include "orvelin/support/string_extensions.h"
+#include "orvelin/values/value.h"
+#include "orvelin/values/value_converter.h"
+
+namespace orvelin {
+
+const std::string TagsResources::willReloadCacheNotification = "TagsResourcesWillReloadCacheNotification";
+const std::string TagsResources::didReloadCacheNotification = "TagsResourcesDidReloadCacheNotification";
+
+std::shared_ptr<const TagItem> TagsCatalogue::tag(const TagKey& key, const TagStream& stream) const {
+  const auto inStream = tags.find(stream);
+  if (inStream == tags.end()) return nullptr;
+  const auto found = inStream->second.find(key);
+  return found == inStream->second.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<const TagItem> TagsCatalogue::tagForRawName(std::string_view rawName) const {
+  auto parts = separate(rawName, ":");
+  if (!parts) return nullptr;
+  return tag(TagKey(std::move(parts->second)), TagStream(std::move(parts->first)));
+}
+
+TagsResources& TagsResources::shared() {
+  static auto* resources = new TagsResources;
+  return *resources;
+}
+
+TagsResources::TagsResources() : current_(std::make_shared<const TagsCatalogue>()) {}
+
+std::shared_ptr<const TagsCatalogue> TagsResources::catalogue() const { return std::atomic_load(&current_); }
+
+std::vector<TagStream> TagsResources::streams() const { return catalogue()->streams; }
+
+std::vector<TagKey> TagsResources::keys(const TagStream& stream) const {
+  const auto state = catalogue();
+  const auto found = state->keys.find(stream);
+  return found == state->keys.end() ? std::vector<TagKey>{} : found->second;
+}
+
+std::shared_ptr<const TagItem> TagsResources::tag(const TagKey& key, const TagStream& stream) const {
+  return catalogue()->tag(key, stream);
+}
+
+std::shared_ptr<const TagItem> TagsResources::tag(const TagName& name) const { return catalogue()->tag(name); }
+
+std::shared_ptr<const TagItem> TagsResources::tagForRawName(std::string_view rawName) const {
+  return catalogue()->tagForRawName(rawName);
+}
+
+void TagsResources::reload() { reload(ORVResourcesDirectory()); }
+
+void TagsResources::reload(const std::filesystem::path& directoryURL) {
+  auto& center = NotificationCenter::defaultCenter();
+  center.post(willReloadCacheNotification, this);
+
+  auto reader = TagsResourcesReader::make(directoryURL);
+  reader->readResources();
+  reader->waitResourcesParsing();
+  auto state = std::make_shared<TagsCatalogue>();
+  {
+    std::lock_guard lock(reader->processQueue_);
+    state->streams = reader->streams_;
+    state->tags = std::move(reader->tagItems_);
+  }
+  for (const auto& [stream, items] : state->tags) {
+    std::vector<std::shared_ptr<const TagItem>> sorted;
+    sorted.reserve(items.size());
+    for (const auto& [key, item] : items) sorted.push_back(item);
+    std::stable_sort(sorted.begin(), sorted.end(), TagItemIndexLess{});
+    auto& keys = state->keys[stream];
+    keys.reserve(sorted.size());
+    for (const auto& item : sorted) keys.push_back(item->name.key());
+  }
+  std::atomic_store(&current_, std::shared_ptr<const TagsCatalogue>(std::move(state)));
+
+  center.post(didReloadCacheNotification, this);
+}
+
+std::optional<std::pair<TagName, std::string>> TagsUtil::parseNV(std::string_view rawName, const Value& rawValue) {
+  auto parts = separate(rawName, ":");
+  if (!parts) return std::nullopt;
+  TagName name(TagStream(std::move(parts->first)), TagKey(std::move(parts->second)));
+  const auto item = TagsResources::shared().tag(name);
+  if (!item) return std::nullopt;
+  auto text = item->converter()->stringValueFromRawValue(rawValue);
+  if (!text) return std::nullopt;
+  return std::pair{std::move(name), std::move(*text)};
+}
+
+}  // namespace orvelin

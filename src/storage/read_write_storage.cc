@@ -1,0 +1,171 @@
+#include "orvelin/storage/read_write_storage.h"
+
+#include <algorithm>
+
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/support/files.h"
+#include "orvelin/support/string_extensions.h"
+#include "orvelin/values/value.h"
+#include "orvelin/values/value_converter.h"
+
+namespace orvelin {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::vector<TagName> keysOf(const ReadWriteStorage::Values& values) {
+  std::vector<TagName> names;
+  names.reserve(values.size());
+  for (const auto& [name, value] : values) names.push_back(name);
+  return names;  // a std::map is already in TagName order
+}
+
+const std::string* find(const ReadWriteStorage::Values& values, const TagName& name) {
+  const auto found = values.find(name);
+  return found == values.end() ? nullptr : &found->second;
+}
+
+std::optional<std::string> copied(const std::string* value) {
+  if (!value) return std::nullopt;
+  return *value;
+}
+
+}  // namespace
+
+ReadWriteStorage::ReadWriteStorage(fs::path fileURL) : sourceFileURL_(std::move(fileURL)) {
+  auto extension = sourceFileURL_.extension().string();
+  if (!extension.empty() && extension.front() == '.') extension.erase(0, 1);
+  isFolder_ = extension.empty();
+  fileType_ = asciiLowercased(extension);
+}
+
+std::vector<TagName> ReadWriteStorage::originalValuesTagNames() const { return keysOf(originalValues_); }
+
+std::vector<TagName> ReadWriteStorage::writtenValuesTagNames() const { return keysOf(writtenValues_); }
+
+std::vector<TagName> ReadWriteStorage::currentValuesTagNames() const {
+  // Both maps are sorted: merge them.
+  std::vector<TagName> names;
+  names.reserve(originalValues_.size() + writtenValues_.size());
+  auto original = originalValues_.begin();
+  auto written = writtenValues_.begin();
+  while (original != originalValues_.end() || written != writtenValues_.end()) {
+    if (written == writtenValues_.end() || (original != originalValues_.end() && original->first < written->first)) {
+      names.push_back((original++)->first);
+    } else if (original == originalValues_.end() || written->first < original->first) {
+      names.push_back((written++)->first);
+    } else {
+      names.push_back(original->first);
+      ++original;
+      ++written;
+    }
+  }
+  return names;
+}
+
+const std::string* ReadWriteStorage::originalValuePointer(const TagName& name) const {
+  return find(originalValues_, name);
+}
+
+const std::string* ReadWriteStorage::writtenValuePointer(const TagName& name) const {
+  return find(writtenValues_, name);
+}
+
+const std::string* ReadWriteStorage::currentValuePointer(const TagName& name) const {
+  if (const auto* written = find(writtenValues_, name)) return written;
+  return find(originalValues_, name);
+}
+
+std::optional<std::string> ReadWriteStorage::originalValue(const TagName& name) const {
+  return copied(originalValuePointer(name));
+}
+
+std::optional<std::string> ReadWriteStorage::writtenValue(const TagName& name) const {
+  return copied(writtenValuePointer(name));
+}
+
+std::optional<std::string> ReadWriteStorage::currentValue(const TagName& name) const {
+  return copied(currentValuePointer(name));
+}
+
+void ReadWriteStorage::setValue(const std::optional<std::string>& value, const TagName& name) {
+  const std::string* current = currentValuePointer(name);
+  if (!value && !current) return;
+  if (value && current && *value == *current) return;
+  if (!value) {
+    writtenValues_.erase(name);
+    return;
+  }
+  const std::string* original = originalValuePointer(name);
+  if (original && *original == *value) {
+    writtenValues_.erase(name);
+    return;
+  }
+  if (value->empty() && !original && !isFolder_) {
+    writtenValues_.erase(name);
+    return;
+  }
+  writtenValues_.insert_or_assign(name, *value);
+}
+
+void ReadWriteStorage::forceTagName(const TagName& name) {
+  const std::string* current = currentValuePointer(name);
+  writtenValues_.insert_or_assign(name, current ? *current : std::string());
+}
+
+void ReadWriteStorage::setWrittenValueDirectly(const std::optional<std::string>& value, const TagName& name) {
+  if (value)
+    writtenValues_.insert_or_assign(name, *value);
+  else
+    writtenValues_.erase(name);
+}
+
+void ReadWriteStorage::setFinderTags(std::optional<std::vector<std::string>> tags) {
+  cacheWrittenFinderTags_ = std::move(tags);
+}
+
+void ReadWriteStorage::flushNewToOriginalValues() {
+  for (auto& [name, value] : writtenValues_) originalValues_.insert_or_assign(name, std::move(value));
+  writtenValues_.clear();
+  if (cacheWrittenFinderTags_) cacheOriginalFinderTags_ = std::move(*cacheWrittenFinderTags_);
+  cacheWrittenFinderTags_.reset();
+}
+
+void ReadWriteStorage::readFinderTags() {
+  std::error_code error;
+  auto tags = orvelin::readFinderTags(sourceFileURL_, error);
+  if (error) throw fs::filesystem_error("cannot read the Finder tags", sourceFileURL_, error);
+  cacheOriginalFinderTags_ = std::move(tags);
+}
+
+void ReadWriteStorage::store(const TagStream& g0Stream, const TagStream& g1Stream) {
+  g0OriginalTagsStreams_.insert(g0Stream);
+  g1OriginalTagsStreams_.insert(g1Stream);
+}
+
+nlohmann::json ReadWriteStorage::buildETValues() const {
+  nlohmann::json values = nlohmann::json::object();
+  values["SourceFile"] = "*";
+  if (writtenValues_.empty()) return values;
+  const auto catalogue = TagsResources::shared().catalogue();
+  for (const auto& [name, value] : writtenValues_) {
+    if (name.isRelativeToThumbnail() && value.empty()) {
+      values[name.rawValue()] = "-";
+      continue;
+    }
+    const auto item = catalogue->tag(name);
+    if (!item) continue;
+    const auto converted = item->converter()->jsonValueFromRawValue(Value(value));
+    const std::string group =
+        TagsFamily::isStreamInG0Family(name.stream()) ? name.stream().rawValue() : TagStream::makerNotes.rawValue();
+    const std::string key = group + ":" + name.key().rawValue();
+    if (converted && !converted->isNull())
+      values[key] = converted->toJSON();
+    else
+      values[key] = "-";
+  }
+  return values;
+}
+
+}  // namespace orvelin

@@ -1,0 +1,148 @@
+#include "orvelin/tags/tag_item.h"
+
+#include <nlohmann/json.hpp>
+
+#include "orvelin/support/localization.h"
+#include "orvelin/values/value_converter.h"
+
+namespace orvelin {
+
+void to_json(nlohmann::json& json, const TagItemData& data) {
+  json = nlohmann::json::object();
+  if (data.index) json["index"] = *data.index;
+  if (data.stream) json["stream"] = *data.stream;
+  if (data.key) json["key"] = *data.key;
+  if (data.type) json["type"] = *data.type;
+  json["values"] = data.values;
+  json["count"] = data.count;
+  json["isWritable"] = data.isWritable;
+  json["isFlatten"] = data.isFlatten;
+  json["isList"] = data.isList;
+  json["isBinary"] = data.isBinary;
+  json["isUnsafe"] = data.isUnsafe;
+}
+
+void from_json(const nlohmann::json& json, TagItemData& data) {
+  auto optional = [&json]<typename T>(const char* key, std::optional<T>& field) {
+    const auto found = json.find(key);
+    if (found == json.end() || found->is_null())
+      field.reset();
+    else
+      field = found->template get<T>();
+  };
+  optional("index", data.index);
+  optional("stream", data.stream);
+  optional("key", data.key);
+  optional("type", data.type);
+  json.at("values").get_to(data.values);
+  json.at("count").get_to(data.count);
+  json.at("isWritable").get_to(data.isWritable);
+  json.at("isFlatten").get_to(data.isFlatten);
+  json.at("isList").get_to(data.isList);
+  json.at("isBinary").get_to(data.isBinary);
+  json.at("isUnsafe").get_to(data.isUnsafe);
+}
+
+std::shared_ptr<const TagItem> TagItem::make(const TagItemData& data) {
+  if (!data.index || !data.stream || !data.key || !data.type) return nullptr;
+  const auto type = TagType::fromRawValue(*data.type);
+  if (!type) return nullptr;
+  return std::make_shared<const TagItem>(*data.index, TagName(*data.stream, *data.key), *type, data.values, data.count,
+                                         data.isWritable, data.isFlatten, data.isBinary, data.isList, data.isUnsafe);
+}
+
+namespace {
+
+// 0 no array, 1 dynamic, 2 static.
+int arrayIndex(TagType type, bool isList, std::int64_t count) {
+  if (type.ignoreCount()) return isList ? 1 : 0;
+  if (isList) return 1;
+  if (count == -1) return 1;
+  if (count < 2) return 0;
+  return 2;
+}
+
+}  // namespace
+
+TagItem::TagItem(std::int64_t index, TagName name, TagType type, std::vector<std::string> values, std::int64_t count,
+                 bool isWritable, bool isFlatten, bool isBinary, bool isList, bool isUnsafe)
+    : index(index),
+      name(std::move(name)),
+      type(type),
+      values(std::move(values)),
+      count(count),
+      isWritable(isWritable),
+      isFlatten(isFlatten),
+      isBinary(isBinary),
+      isList(isList),
+      isUnsafe(isUnsafe),
+      arrayKind_(static_cast<ArrayKind>(arrayIndex(type, isList, count))) {}
+
+const std::shared_ptr<const ValueConverter>& TagItem::converter() const {
+  std::call_once(converterOnce_, [this] {
+    auto single = type.converter();
+    switch (arrayKind_) {
+      case ArrayKind::none: converter_ = std::move(single); break;
+      case ArrayKind::dynamic: converter_ = std::make_shared<const ArrayValueConverter>(std::move(single), ","); break;
+      case ArrayKind::fixed: converter_ = std::make_shared<const ArrayValueConverter>(std::move(single), " "); break;
+    }
+  });
+  return converter_;
+}
+
+const std::string& TagItem::localizedName() const {
+  std::call_once(nameOnce_, [this] { localizedName_ = ORVTL(name.stream().rawValue(), name.rawValue()); });
+  return localizedName_;
+}
+
+std::string TagItem::localizedDescription() const { return localizedName() + " (" + name.rawValue() + ")"; }
+
+const std::vector<std::string>& TagItem::localizedValues() const {
+  std::call_once(valuesOnce_, [this] {
+    const auto prefix = name.rawValue() + ":";
+    std::vector<std::string> texts;
+    texts.reserve(values.size());
+    for (const auto& value : values) texts.push_back(ORVTL(name.stream().rawValue(), prefix + value));
+    localizedValues_ = std::move(texts);
+  });
+  return localizedValues_;
+}
+
+std::optional<std::size_t> TagItem::indexOf(std::string_view value) const {
+  auto find = [this](std::string_view text) -> std::optional<std::size_t> {
+    for (std::size_t i = 0; i < values.size(); ++i)
+      if (values[i] == text) return i;
+    return std::nullopt;
+  };
+  if (auto exact = find(value)) return exact;
+  if (value.empty()) return std::nullopt;
+  for (std::string_view separator : {" ", ".", ","}) {
+    // The positions where the text can be cut: at each separator, from the last to the first.
+    std::vector<std::size_t> cuts;
+    for (auto at = value.find(separator); at != std::string_view::npos; at = value.find(separator, at + 1))
+      cuts.push_back(at);
+    // Joining all parts gives the text itself, which was already tried; then drop the last
+    // part, one at a time. The first separator that finds an entry decides.
+    for (auto cut = cuts.rbegin(); cut != cuts.rend(); ++cut)
+      if (auto found = find(value.substr(0, *cut))) return found;
+  }
+  return std::nullopt;
+}
+
+TagItemData TagItem::data() const {
+  TagItemData data;
+  data.index = index;
+  data.stream = name.stream().rawValue();
+  data.key = name.key().rawValue();
+  data.type = std::string(type.rawValue());
+  data.values = values;
+  data.count = count;
+  data.isWritable = isWritable;
+  data.isFlatten = isFlatten;
+  data.isList = isList;
+  data.isBinary = isBinary;
+  data.isUnsafe = isUnsafe;
+  return data;
+}
+
+}  // namespace orvelin

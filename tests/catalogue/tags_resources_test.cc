@@ -1,0 +1,244 @@
+#include "orvelin/catalogue/tags_resources.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <condition_variable>
+#include <future>
+
+#include "common/test_support.h"
+#include "orvelin/catalogue/tags_resources_reader.h"
+#include "orvelin/support/notification_center.h"
+#include "orvelin/support/operation_queue.h"
+#include "orvelin/values/value.h"
+
+namespace orvelin {
+namespace {
+
+using ::testing::ElementsAre;
+
+nlohmann::json record(std::int64_t index, const std::string& stream, const std::string& key, const std::string& type,
+                      bool writable = true) {
+  return {{"index", index},
+          {"stream", stream},
+          {"key", key},
+          {"type", type},
+          {"values", nlohmann::json::array()},
+          {"count", 0},
+          {"isWritable", writable},
+          {"isFlatten", false},
+          {"isList", false},
+          {"isBinary", false},
+          {"isUnsafe", false}};
+}
+
+// A catalogue folder made by the test.
+class CatalogueFolder {
+ public:
+  void streams(const nlohmann::json& names) { write("Tags/streams.json", names.dump()); }
+  void tags(const std::string& stream, std::initializer_list<nlohmann::json> records) {
+    write("Tags/" + stream + ".tags", nlohmann::json(nlohmann::json::array_t(records.begin(), records.end())).dump());
+  }
+  void write(const std::string& relative, const std::string& text) {
+    std::filesystem::create_directories((folder_.path() / relative).parent_path());
+    testing::writeFile(folder_.path() / relative, text);
+  }
+  const std::filesystem::path& path() const { return folder_.path(); }
+
+ private:
+  testing::ScratchFolder folder_;
+};
+
+// Records the delegate callbacks, delivered on an operation queue of the test's own.
+class RecordingDelegate : public TagsResourcesReaderDelegate {
+ public:
+  void readerWillStart(TagsResourcesReader&) override { add("will"); }
+  void readerDidProgress(TagsResourcesReader&) override { add("progress"); }
+  void readerDidFinish(TagsResourcesReader& reader) override {
+    add("finish");
+    finishedProgress = reader.progress();
+    finished.set_value();
+  }
+  std::vector<std::string> events() {
+    std::lock_guard lock(mutex);
+    return events_;
+  }
+  std::promise<void> finished;
+  double finishedProgress = -1;
+
+ private:
+  void add(const char* event) {
+    std::lock_guard lock(mutex);
+    events_.push_back(event);
+  }
+  std::mutex mutex;
+  std::vector<std::string> events_;
+};
+
+TEST(TagsResourcesReader, AnEmptyStreamListFinishesAtOnce) {
+  CatalogueFolder folder;
+  folder.streams(nlohmann::json::array());
+  OperationQueue delegation(1);
+  auto delegate = std::make_shared<RecordingDelegate>();
+  auto reader = TagsResourcesReader::make(folder.path());
+  reader->delegationQueue = &delegation;
+  reader->delegate = delegate;
+  reader->readResources();
+  reader->waitResourcesParsing();
+  ASSERT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_THAT(delegate->events(), ElementsAre("will", "finish"));
+  EXPECT_EQ(delegate->finishedProgress, 1.0);
+  EXPECT_FALSE(reader->isReading());
+  EXPECT_TRUE(reader->tagItems().empty());
+}
+
+TEST(TagsResourcesReader, ParsesEveryStreamAndSkipsWhatCannotBeUsed) {
+  CatalogueFolder folder;
+  folder.streams({"EXIF", "Missing", "Broken", "IPTC"});
+  folder.tags("EXIF", {record(0, "EXIF", "Make", "string"), record(1, "EXIF", "Secret", "string", false),
+                       record(2, "EXIF", "Blob", "undef"), record(3, "EXIF", "Odd", "?"),
+                       record(4, "EXIF", "Note", "note"), record(5, "EXIF", "Make", "int16u")});
+  folder.write("Tags/Broken.tags", "[{\"index\":");
+  folder.tags("IPTC", {record(0, "IPTC", "Keywords", "string")});
+  OperationQueue delegation(1);
+  auto delegate = std::make_shared<RecordingDelegate>();
+  auto reader = TagsResourcesReader::make(folder.path());
+  reader->delegationQueue = &delegation;
+  reader->delegate = delegate;
+  reader->readResources();
+  reader->waitResourcesParsing();
+  ASSERT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  const auto events = delegate->events();
+  EXPECT_EQ(std::count(events.begin(), events.end(), "progress"), 4);
+  EXPECT_EQ(events.front(), "will");
+  EXPECT_EQ(events.back(), "finish");
+
+  const auto items = reader->tagItems();
+  ASSERT_EQ(items.size(), 4u);
+  EXPECT_TRUE(items.at(TagStream("Missing")).empty());
+  EXPECT_TRUE(items.at(TagStream("Broken")).empty());
+  const auto& exif = items.at(TagStream::exif);
+  EXPECT_EQ(exif.size(), 2u);  // Make (the later record), Secret
+  EXPECT_EQ(exif.at(TagKey::make)->type, TagType::int16u);
+  EXPECT_TRUE(exif.contains(TagKey("Secret")));
+  EXPECT_THAT(reader->streams(), ElementsAre(TagStream::exif, TagStream("Missing"), TagStream("Broken"), TagStream::iptc));
+}
+
+TEST(TagsResourcesReader, OnlyKeepWritableDropsReadOnlyTags) {
+  CatalogueFolder folder;
+  folder.streams({"EXIF"});
+  folder.tags("EXIF", {record(0, "EXIF", "Make", "string"), record(1, "EXIF", "Secret", "string", false)});
+  auto reader = TagsResourcesReader::make(folder.path());
+  reader->onlyKeepWritable = true;
+  reader->readResources();
+  reader->waitResourcesParsing();
+  const auto items = reader->tagItems();
+  EXPECT_EQ(items.at(TagStream::exif).size(), 1u);
+  EXPECT_TRUE(items.at(TagStream::exif).contains(TagKey::make));
+}
+
+TEST(TagsResourcesReader, AnUnreadableStreamListLeavesTheCatalogueEmpty) {
+  CatalogueFolder folder;
+  folder.write("Tags/streams.json", "{not json");
+  auto reader = TagsResourcesReader::make(folder.path());
+  reader->readResources();
+  reader->waitResourcesParsing();
+  EXPECT_TRUE(reader->streams().empty());
+  EXPECT_EQ(reader->progress(), 1.0);
+}
+
+TEST(TagsResources, ReloadReplacesTheCatalogueAndAnnouncesIt) {
+  CatalogueFolder folder;
+  folder.streams({"EXIF", "Empty"});
+  folder.tags("EXIF", {record(2, "EXIF", "Model", "string"), record(0, "EXIF", "Make", "string"),
+                       record(1, "EXIF", "ISO", "int16u")});
+  TagsResources resources;
+  std::vector<std::string> events;
+  auto& center = NotificationCenter::defaultCenter();
+  auto will = center.addObserver(TagsResources::willReloadCacheNotification, &resources, nullptr,
+                                 [&](const Notification&) { events.push_back("will"); });
+  auto did = center.addObserver(TagsResources::didReloadCacheNotification, &resources, nullptr,
+                                [&](const Notification&) { events.push_back("did"); });
+  resources.reload(folder.path());
+  center.removeObserver(will);
+  center.removeObserver(did);
+
+  EXPECT_THAT(events, ElementsAre("will", "did"));
+  EXPECT_THAT(resources.streams(), ElementsAre(TagStream::exif, TagStream("Empty")));
+  EXPECT_THAT(resources.keys(TagStream::exif), ElementsAre(TagKey::make, TagKey::iso, TagKey("Model")));
+  EXPECT_TRUE(resources.keys(TagStream("Empty")).empty());
+  EXPECT_TRUE(resources.keys(TagStream("Unknown")).empty());
+  EXPECT_TRUE(resources.tag(TagName("EXIF", "Make")));
+  EXPECT_TRUE(resources.tagForRawName("EXIF:Make"));
+  EXPECT_TRUE(resources.tagForRawName(" EXIF : ISO "));
+  EXPECT_FALSE(resources.tagForRawName("NoSeparator"));
+  EXPECT_FALSE(resources.tag(TagKey::make, TagStream::iptc));
+}
+
+// The catalogue generated from the system's exiftool by the build.
+class GeneratedCatalogue : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { TagsResources::shared().reload(); }
+  static std::shared_ptr<const TagItem> tag(const char* name) { return TagsResources::shared().tagForRawName(name); }
+};
+
+TEST_F(GeneratedCatalogue, KnowsTheWellKnownTags) {
+  const auto make = tag("EXIF:Make");
+  ASSERT_TRUE(make);
+  EXPECT_EQ(make->type, TagType::string);
+  EXPECT_TRUE(make->isWritable);
+  EXPECT_FALSE(make->isInArray());
+
+  const auto iso = tag("EXIF:ISO");
+  ASSERT_TRUE(iso);
+  EXPECT_TRUE(iso->type.isInteger());
+
+  const auto original = tag("EXIF:DateTimeOriginal");
+  ASSERT_TRUE(original);
+  EXPECT_TRUE(original->type.isDateTime());
+
+  const auto keywords = tag("IPTC:Keywords");
+  ASSERT_TRUE(keywords);
+  EXPECT_TRUE(keywords->isWritable);
+  EXPECT_TRUE(keywords->isList);
+  EXPECT_TRUE(keywords->isInDynamicArray());
+
+  const auto orientation = tag("EXIF:Orientation");
+  ASSERT_TRUE(orientation);
+  EXPECT_EQ(orientation->values.size(), 8u);
+  EXPECT_EQ(orientation->localizedName(), "Orientation");
+  ASSERT_EQ(orientation->localizedValues().size(), 8u);
+  EXPECT_EQ(orientation->localizedValues()[0], "Horizontal (normal)");
+
+  const auto firmware = tag("Canon:FirmwareVersion");
+  ASSERT_TRUE(firmware);
+  EXPECT_FALSE(TagsFamily::isNameInG0Family(firmware->name));
+  EXPECT_EQ(TagsFamily::fixMakerNotes(firmware->name).rawValue(), "MakerNotes:FirmwareVersion");
+}
+
+TEST_F(GeneratedCatalogue, HoldsTheKnownStreamsAndNoUnsupportedType) {
+  const auto catalogue = TagsResources::shared().catalogue();
+  EXPECT_GT(catalogue->streams.size(), 60u);
+  std::size_t tags = 0;
+  for (const auto& [stream, items] : catalogue->tags) {
+    tags += items.size();
+    for (const auto& [key, item] : items) ASSERT_TRUE(item->type.isSupported()) << item->name;
+  }
+  EXPECT_GT(tags, 10000u);
+  EXPECT_EQ(std::count(catalogue->streams.begin(), catalogue->streams.end(), TagStream::orvfinder), 0);
+  EXPECT_EQ(std::count(catalogue->streams.begin(), catalogue->streams.end(), TagStream("DjVu")), 1);
+}
+
+TEST_F(GeneratedCatalogue, ParseNVConvertsByTheTagsConverter) {
+  const auto parsed = TagsUtil::parseNV("EXIF:ISO", Value(std::int64_t{400}));
+  ASSERT_TRUE(parsed);
+  EXPECT_EQ(parsed->first, TagName("EXIF", "ISO"));
+  EXPECT_EQ(parsed->second, "400");
+  EXPECT_FALSE(TagsUtil::parseNV("EXIF:NoSuchTag", Value("x")));
+  EXPECT_FALSE(TagsUtil::parseNV("NoSeparator", Value("x")));
+  EXPECT_FALSE(TagsUtil::parseNV("EXIF:ISO", Value("not a number")));
+}
+
+}  // namespace
+}  // namespace orvelin

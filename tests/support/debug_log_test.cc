@@ -1,0 +1,154 @@
+#include "orvelin/support/debug_log.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "common/test_support.h"
+
+namespace orvelin {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+// Turns the log off again at the end of a test, whatever happened.
+class DebugLogScope {
+ public:
+  ~DebugLogScope() { ORVDisableDebugLog(); }
+};
+
+int countOf(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+TEST(DebugLog, EnablingTwiceWithOneURLEmptiesTheFileAndWritesOneHeader) {
+  testing::ScratchFolder folder;
+  DebugLogScope scope;
+  const auto log = folder / "debug.log";
+  testing::writeFile(log, "old content\n");
+  ORVEnableDebugLog(log);
+  EXPECT_TRUE(ORVIsDebugLogEnabled());
+  ::testing::internal::CaptureStdout();
+  ORVDebugLog("COMMAND: exiftool -ver");
+  ORVEnableDebugLog(log);
+  ORVDebugLog(std::string("Empty STD Out"));
+  const auto printed = ::testing::internal::GetCapturedStdout();
+
+  const auto contents = testing::readFile(log);
+  EXPECT_THAT(contents, StartsWith("Date: "));
+  EXPECT_EQ(countOf(contents, "Date: "), 1);
+  EXPECT_THAT(contents, Not(HasSubstr("old content")));
+  EXPECT_THAT(contents, Not(HasSubstr("COMMAND")));
+  EXPECT_THAT(contents, HasSubstr("\nEmpty STD Out\n"));
+  // Every entry also goes to standard output, without the header.
+  EXPECT_EQ(printed, "COMMAND: exiftool -ver\nEmpty STD Out\n");
+}
+
+TEST(DebugLog, DisabledLogEvaluatesNothingAndWritesNothing) {
+  testing::ScratchFolder folder;
+  DebugLogScope scope;
+  const auto log = folder / "debug.log";
+  ORVEnableDebugLog(log);
+  ORVDisableDebugLog();
+  EXPECT_FALSE(ORVIsDebugLogEnabled());
+  const auto afterHeader = testing::readFile(log);
+  int evaluated = 0;
+  auto expensive = [&] {
+    ++evaluated;
+    return std::string("text");
+  };
+  ::testing::internal::CaptureStdout();
+  ORVDebugLog(expensive());
+  ORVAppendDebugFile("file only");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(evaluated, 0);
+  EXPECT_EQ(testing::readFile(log), afterHeader);
+
+  ORVEnableDebugLog(log);
+  ::testing::internal::CaptureStdout();
+  ORVDebugLog(expensive());
+  ORVAppendDebugFile("file only");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "text\n");
+  EXPECT_EQ(evaluated, 1);
+  const auto lines = linesOf(testing::readFile(log));
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_THAT(std::vector<std::string>(lines.end() - 2, lines.end()), ElementsAre("text", "file only"));
+}
+
+TEST(DebugLog, HeaderListsThePropertiesThatExist) {
+  ORVSetApplicationInfo({{"CFBundleName", "host"}, {"CFBundleVersion", "7.1"}, {"Unlisted", "x"}});
+  const auto header = ORVBuildHeader();
+  ORVSetApplicationInfo({});
+  const auto lines = linesOf(header);
+  ASSERT_GE(lines.size(), 4u);
+  // "Date: 2024-05-01 12:00:00 +0000"
+  const std::string shape = "Date: dddd-dd-dd dd:dd:dd +0000";
+  ASSERT_EQ(lines[0].size(), shape.size()) << lines[0];
+  for (std::size_t i = 0; i < shape.size(); ++i)
+    EXPECT_TRUE(shape[i] == 'd' ? std::isdigit(static_cast<unsigned char>(lines[0][i])) != 0 : lines[0][i] == shape[i])
+        << lines[0];
+  EXPECT_EQ(lines[1], "");
+  EXPECT_EQ(lines[2], "Information about the framework:");
+  EXPECT_EQ(lines[3], "CFBundleName: Orvelin");
+  EXPECT_THAT(header, HasSubstr("CFBundleIdentifier: org.orvelin.Orvelin\n"));
+  EXPECT_THAT(header, Not(HasSubstr("CFBundleLongVersionString")));  // the library has none: no line
+  EXPECT_THAT(header, HasSubstr("\n\nInformation about the application:\nCFBundleName: host\nCFBundleVersion: 7.1\n"));
+  EXPECT_THAT(header, Not(HasSubstr("Unlisted")));
+
+  // Without information from the host, the running program's name stands for it.
+  EXPECT_THAT(ORVBuildHeader(), HasSubstr("Information about the application:\nCFBundleName: orvelin_support_tests\n"));
+}
+
+TEST(DebugLog, FileThatCannotBeMadeLeavesStandardOutputOnly) {
+  testing::ScratchFolder folder;
+  DebugLogScope scope;
+  ORVEnableDebugLog(folder / "no such folder" / "debug.log");
+  EXPECT_TRUE(ORVIsDebugLogEnabled());
+  ::testing::internal::CaptureStdout();
+  ORVDebugLog("still printed");
+  ORVAppendDebugFile("nowhere to go");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "still printed\n");
+  EXPECT_FALSE(fs::exists(folder / "no such folder"));
+}
+
+TEST(DebugLog, EntriesFromManyThreadsStayWhole) {
+  testing::ScratchFolder folder;
+  DebugLogScope scope;
+  const auto log = folder / "debug.log";
+  ORVEnableDebugLog(log);
+  const auto headerLines = linesOf(testing::readFile(log)).size();
+  ::testing::internal::CaptureStdout();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t] {
+      for (int i = 0; i < 200; ++i) ORVDebugLog("thread " + std::to_string(t) + " entry " + std::to_string(i));
+    });
+  for (auto& thread : threads) thread.join();
+  const auto printed = ::testing::internal::GetCapturedStdout();
+  const auto lines = linesOf(testing::readFile(log));
+  ASSERT_EQ(lines.size(), headerLines + 800);
+  std::set<std::string> entries(lines.begin() + static_cast<std::ptrdiff_t>(headerLines), lines.end());
+  for (int t = 0; t < 4; ++t)
+    for (int i = 0; i < 200; ++i) EXPECT_EQ(entries.count("thread " + std::to_string(t) + " entry " + std::to_string(i)), 1u);
+  EXPECT_EQ(linesOf(printed).size(), 800u);
+}
+
+}  // namespace
+}  // namespace orvelin

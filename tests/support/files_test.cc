@@ -1,0 +1,190 @@
+#include "orvelin/support/files.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <set>
+#include <thread>
+
+#include "common/test_support.h"
+
+namespace orvelin {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using namespace std::chrono_literals;
+
+// "8-4-4-4-12" upper-case hexadecimal digits, version 4, variant 1.
+bool isUUID(const std::string& text) {
+  if (text.size() != 36) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (i == 8 || i == 13 || i == 18 || i == 23) {
+      if (c != '-') return false;
+    } else if (!((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'))) {
+      return false;
+    }
+  }
+  return text[14] == '4' && std::string("89AB").find(text[19]) != std::string::npos;
+}
+
+double secondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+TEST(WaitFileExists, PresentAtOnceMissingAfterTheTimeAppearingMeanwhile) {
+  testing::ScratchFolder folder;
+  testing::writeFile(folder / "here", "x");
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(waitFileExists(folder / "here", 3.0));
+  EXPECT_LT(secondsSince(start), 0.9);
+
+  start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(waitFileExists(folder / "missing", 3.0));
+  const double waited = secondsSince(start);
+  EXPECT_GE(waited, 2.9);
+  EXPECT_LT(waited, 10.0);
+
+  std::thread writer([&] {
+    std::this_thread::sleep_for(1500ms);
+    testing::writeFile(folder / "later", "x");
+  });
+  start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(waitFileExists(folder / "later", 5.0));
+  EXPECT_LT(secondsSince(start), 4.5);
+  writer.join();
+
+  start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(waitFileExists(folder / "missing", 0.0));  // one test, no sleep
+  EXPECT_LT(secondsSince(start), 0.9);
+}
+
+TEST(TemporaryURL, FreshUUIDNameWithOrWithoutExtension) {
+  const fs::path folder = "/some/folder";
+  const auto bare = temporaryURL("", folder);
+  EXPECT_EQ(bare.parent_path(), folder);
+  EXPECT_TRUE(isUUID(bare.filename().string())) << bare;  // no trailing dot
+  const auto json = temporaryURL("json", folder);
+  EXPECT_EQ(json.extension(), ".json");
+  EXPECT_TRUE(isUUID(json.stem().string())) << json;
+  std::set<fs::path> seen;
+  for (int i = 0; i < 1000; ++i) seen.insert(temporaryURL("jpg", folder));
+  EXPECT_EQ(seen.size(), 1000u);
+  EXPECT_FALSE(fs::exists(json));
+}
+
+TEST(AvailableItemURL, CountsFromZeroBeforeTheExtension) {
+  testing::ScratchFolder folder;
+  EXPECT_EQ(availableItemURL(folder / "x.jpg"), folder / "x.jpg");
+  testing::writeFile(folder / "x.jpg", "");
+  EXPECT_EQ(availableItemURL(folder / "x.jpg"), folder / "x (0).jpg");
+  testing::writeFile(folder / "x (0).jpg", "");
+  EXPECT_EQ(availableItemURL(folder / "x.jpg"), folder / "x (1).jpg");
+
+  testing::writeFile(folder / "README", "");
+  EXPECT_EQ(availableItemURL(folder / "README"), folder / "README (0)");
+  fs::create_directory(folder / "Export");
+  EXPECT_EQ(availableItemURL(folder / "Export/"), folder / "Export (0)");
+  testing::writeFile(folder / "a.tar.gz", "");
+  EXPECT_EQ(availableItemURL(folder / "a.tar.gz"), folder / "a.tar (0).gz");
+  // A link to nothing still takes the name.
+  fs::create_symlink(folder / "nowhere", folder / "link.jpg");
+  EXPECT_EQ(availableItemURL(folder / "link.jpg"), folder / "link (0).jpg");
+}
+
+TEST(WriteFileAtomically, ReplacesTheFileOrLeavesItAsItWas) {
+  testing::ScratchFolder folder;
+  const auto file = folder / "sub" / "data.json";
+  ASSERT_TRUE(writeFileAtomically(file, "first"));  // the folder is made
+  ASSERT_TRUE(writeFileAtomically(file, "second"));
+  EXPECT_EQ(testing::readFile(file), "second");
+
+  fs::create_directory(folder / "taken");
+  EXPECT_FALSE(writeFileAtomically(folder / "taken", "x"));  // cannot replace a folder
+  testing::writeFile(folder / "plain", "");
+  EXPECT_FALSE(writeFileAtomically(folder / "plain" / "below", "x"));  // a file where a folder should be
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder.path())) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  EXPECT_THAT(names, ElementsAre("plain", "sub", "taken"));  // no temporary file stays behind
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder / "sub"), fs::directory_iterator()), 1);
+}
+
+TEST(FinderTags, WriteReadAndRemoveOnAFile) {
+  testing::ScratchFolder folder;
+  const auto file = folder / "tagged.jpg";
+  testing::writeFile(file, "x");
+  std::error_code error;
+  EXPECT_TRUE(readFinderTags(file, error).empty());  // no attribute: no tags
+  EXPECT_FALSE(error);
+
+  writeFinderTags(file, {"Red", "Vacances \u00e9t\u00e9", "Work"}, error);
+  if (error == std::errc::operation_not_supported)
+    GTEST_SKIP() << "the temporary folder's file system has no user attributes";
+  ASSERT_FALSE(error) << error.message();
+  EXPECT_THAT(readFinderTags(file, error), ElementsAre("Red", "Vacances \u00e9t\u00e9", "Work"));
+  EXPECT_FALSE(error);
+
+  writeFinderTags(file, {}, error);  // empty: the attribute goes
+  EXPECT_FALSE(error);
+  EXPECT_TRUE(readFinderTags(file, error).empty());
+  writeFinderTags(file, {}, error);  // and removing none is fine
+  EXPECT_FALSE(error);
+
+  readFinderTags(folder / "missing", error);
+  EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+  writeFinderTags(folder / "missing", {"A"}, error);
+  EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+}
+
+TEST(FinderTags, LongTagListsAreReadWhole) {
+  testing::ScratchFolder folder;
+  const auto file = folder / "many";
+  testing::writeFile(file, "");
+  std::vector<std::string> tags;
+  for (int i = 0; i < 200; ++i) tags.push_back("tag number " + std::to_string(i));
+  std::error_code error;
+  writeFinderTags(file, tags, error);
+  if (error == std::errc::operation_not_supported) GTEST_SKIP() << "no user attributes here";
+  ASSERT_FALSE(error);
+  EXPECT_EQ(readFinderTags(file, error), tags);
+}
+
+TEST(FinderTags, FileSystemWithoutUserAttributes) {
+  const fs::path procFile = "/proc/self/status";
+  std::error_code error;
+  if (!fs::exists(procFile, error)) GTEST_SKIP() << "no /proc here to stand for a file system without user attributes";
+  EXPECT_TRUE(readFinderTags(procFile, error).empty());
+  EXPECT_FALSE(error) << error.message();  // read: empty tags, no error
+  writeFinderTags(procFile, {"A"}, error);
+  EXPECT_TRUE(error);  // write: an error, not a crash
+}
+
+TEST(FinderTags, CopyFinderResourceValuesCopiesWhatExists) {
+  testing::ScratchFolder folder;
+  const auto source = folder / "source.jpg";
+  const auto target = folder / "target.jpg";
+  testing::writeFile(source, "");
+  testing::writeFile(target, "");
+  std::error_code error;
+  writeFinderTags(target, {"Kept"}, error);
+  if (error == std::errc::operation_not_supported) GTEST_SKIP() << "no user attributes here";
+  ASSERT_FALSE(error);
+
+  copyFinderResourceValues(target, source);  // the source has no tags: the target keeps its own
+  EXPECT_THAT(readFinderTags(target, error), ElementsAre("Kept"));
+
+  writeFinderTags(source, {"Blue", "Trip"}, error);
+  copyFinderResourceValues(target, source);
+  EXPECT_THAT(readFinderTags(target, error), ElementsAre("Blue", "Trip"));
+
+  EXPECT_THROW(copyFinderResourceValues(target, folder / "missing"), fs::filesystem_error);
+  if (fs::exists("/proc/self/status", error)) {
+    EXPECT_THROW(copyFinderResourceValues("/proc/self/status", source), fs::filesystem_error);
+  }
+}
+
+}  // namespace
+}  // namespace orvelin

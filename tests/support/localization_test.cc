@@ -1,0 +1,129 @@
+#include "orvelin/support/localization.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "common/test_support.h"
+#include "orvelin/exiftool/language.h"
+#include "orvelin/support/user_defaults.h"
+
+namespace orvelin {
+namespace {
+
+using ::testing::Pair;
+using ::testing::UnorderedElementsAre;
+
+TEST(StringsTable, EntriesEscapesAndComments) {
+  const auto table = parseStringsTable(
+      "\xEF\xBB\xBF/* Localization.strings\n   Orvelin */\n\n"
+      "\"plain\" = \"Plain text\";\n"
+      "// a line comment with \"quotes\" and = ; signs\n"
+      "\"quote\" = \"He said \\\"hi\\\"\";\n"
+      "/* \"commented\" = \"out\"; */\n"
+      "\"escapes\" = \"a\\\\b\\tc\\nd\\'e\";\n"
+      "\"raw line feed\" = \"one\ntwo\";\n"
+      "\"unicode\" = \"caf\\U00e9 \\U00E9t\\U00e9 \\Ud83d\\Ude00\";\n"
+      "\"octal\" = \"\\101\\102\";\n"
+      "bare_key = bare.value-1;\n"
+      "\"self\";\n"
+      "\"plain\" = \"Replaced\";\n"
+      "   \"spaced\"\t=\n\"out\"  ;");
+  EXPECT_THAT(table, UnorderedElementsAre(Pair("plain", "Replaced"), Pair("quote", "He said \"hi\""),
+                                          Pair("escapes", "a\\b\tc\nd'e"), Pair("raw line feed", "one\ntwo"),
+                                          Pair("unicode", "caf\u00e9 \u00e9t\u00e9 \U0001F600"), Pair("octal", "AB"),
+                                          Pair("bare_key", "bare.value-1"), Pair("self", "self"),
+                                          Pair("spaced", "out")));
+}
+
+TEST(StringsTable, StopsAtTheFirstMalformedEntryKeepingWhatCameBefore) {
+  EXPECT_THAT(parseStringsTable("\"a\" = \"1\";\n\"b\" = \"2\"\n\"c\" = \"3\";"), UnorderedElementsAre(Pair("a", "1")));
+  EXPECT_THAT(parseStringsTable("\"a\" = \"1\";\n\"b\" = \"unterminated;"), UnorderedElementsAre(Pair("a", "1")));
+  EXPECT_THAT(parseStringsTable("\"a\" = \"1\"; /* open comment"), UnorderedElementsAre(Pair("a", "1")));
+  EXPECT_TRUE(parseStringsTable("").empty());
+  EXPECT_TRUE(parseStringsTable("= \"x\";").empty());
+  // A lone surrogate cannot be UTF-8: it becomes U+FFFD.
+  EXPECT_THAT(parseStringsTable("\"s\" = \"\\Ud800x\";"), UnorderedElementsAre(Pair("s", "\uFFFDx")));
+}
+
+TEST(StringsTable, ReadsFiles) {
+  testing::ScratchFolder folder;
+  testing::writeFile(folder / "T.strings", "\"k\" = \"v\";");
+  EXPECT_THAT(readStringsFile(folder / "T.strings"), UnorderedElementsAre(Pair("k", "v")));
+  EXPECT_TRUE(readStringsFile(folder / "missing.strings").empty());
+}
+
+TEST(Format, SpecifiersOfTheTexts) {
+  EXPECT_EQ(ORVFormat("%@ has %d files", {std::string("Folder"), std::int64_t{3}}), "Folder has 3 files");
+  EXPECT_EQ(ORVFormat("%ld of %lu, %lld", {std::int64_t{-2}, std::uint64_t{18446744073709551615u}, std::int64_t{7}}),
+            "-2 of 18446744073709551615, 7");
+  EXPECT_EQ(ORVFormat("%.2f%% done", {0.5 * 100.0 / 3.0}), "16.67% done");
+  EXPECT_EQ(ORVFormat("%2$@ before %1$@", {std::string("one"), std::string("two")}), "two before one");
+  EXPECT_EQ(ORVFormat("[%5d] [%-3d] [%03d]", {std::int64_t{42}, std::int64_t{7}, std::int64_t{5}}), "[   42] [7  ] [005]");
+  EXPECT_EQ(ORVFormat("%@ and %@", {1.5, std::int64_t{3}}), "1.5 and 3");
+  EXPECT_EQ(ORVFormat("%d", {std::string("12")}), "12");  // a text for a number is read as one
+  EXPECT_EQ(ORVFormat("%d", {1e300}), "0");               // out of range: no undefined cast
+  // Missing arguments leave nothing; unknown or cut specifiers stay as they are.
+  EXPECT_EQ(ORVFormat("a%@b%dc", {}), "abc");
+  EXPECT_EQ(ORVFormat("100%", {}), "100%");
+  EXPECT_EQ(ORVFormat("%k", {std::string("x")}), "%k");
+  // Arguments convert from the usual types.
+  const std::size_t count = 4;
+  EXPECT_EQ(ORVFormat("%lu %d %@", {count, 5, "text"}), "4 5 text");
+}
+
+// Sets the user's language for one test and restores the stored choice afterwards.
+class UserLanguageScope {
+ public:
+  explicit UserLanguageScope(Language language)
+      : saved_(ORVGetUserDefaults()->object(Language::userLanguageKey())) {
+    Language::setUserLanguage(language);
+  }
+  ~UserLanguageScope() {
+    if (saved_)
+      ORVGetUserDefaults()->set(Language::userLanguageKey(), *saved_);
+    else
+      ORVGetUserDefaults()->remove(Language::userLanguageKey());
+  }
+
+ private:
+  std::optional<nlohmann::json> saved_;
+};
+
+TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKey) {
+  {
+    UserLanguageScope english(Language::english);
+    EXPECT_EQ(ORVCurrentLocalizationName(), "English");
+    EXPECT_EQ(ORVTL("LanguageLocalValue"), "English");
+    EXPECT_EQ(ORVTL(std::nullopt, "LanguageCzech"), "Czech");
+    EXPECT_EQ(ORVTL("x"), "x");                                     // no table knows the key
+    EXPECT_EQ(ORVTL("NoSuchTable", "LanguageCzech"), "LanguageCzech");  // nor a missing table
+  }
+  {
+    UserLanguageScope german(Language::german);
+    EXPECT_EQ(ORVCurrentLocalizationName(), "Deutsch");
+    EXPECT_EQ(ORVTL("LanguageLocalValue"), "German");
+    EXPECT_EQ(ORVTL("LanguageCzech"), "Czech");  // not translated: the English text
+  }
+}
+
+TEST(ORVTL, FormatsWithUpToFourArguments) {
+  EXPECT_EQ(ORVTL("Copy %@ to %@", {"a.jpg", std::string("b")}), "Copy a.jpg to b");
+  EXPECT_EQ(ORVTL(std::nullopt, "%d%d%d%d", {1, 2, 3, 4}), "1234");
+  EXPECT_EQ(ORVTL("100%%"), "100%%");  // without arguments the text is not formatted
+  EXPECT_EQ(ORVTL("100%%", {1}), "100%");
+}
+
+TEST(ORVTLDeathTest, FiveArgumentsAreFatal) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(ORVTL("%@%@%@%@%@", {1, 2, 3, 4, 5}), "ORVTL doesn't support more than 4 arguments");
+}
+
+TEST(Bundle, LabelAndResources) {
+  EXPECT_EQ(ORVBundleLabel("TagsResourcesReader", "operationQueue"),
+            "Optional(\"org.orvelin.Orvelin\").TagsResourcesReader.operationQueue");
+  EXPECT_TRUE(ORVResourceURL("ExifTool/orvperl.sh").has_value());
+  EXPECT_FALSE(ORVResourceURL("no such resource").has_value());
+}
+
+}  // namespace
+}  // namespace orvelin

@@ -1,0 +1,171 @@
+#include "orvelin/support/notification_center.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "orvelin/support/operation_queue.h"
+
+namespace orvelin {
+namespace {
+
+using ::testing::ElementsAre;
+using namespace std::chrono_literals;
+
+struct Sender {
+  int value = 0;
+};
+
+TEST(NotificationCenter, PostCallsMatchingObserversInOrderOnThePostingThread) {
+  NotificationCenter center;
+  std::vector<std::string> calls;
+  std::thread::id callThread;
+  center.addObserver("A", nullptr, nullptr, [&](const Notification& note) {
+    calls.push_back("first " + note.name);
+    callThread = std::this_thread::get_id();
+  });
+  center.addObserver(std::nullopt, nullptr, nullptr, [&](const Notification& note) { calls.push_back("any " + note.name); });
+  center.addObserver("B", nullptr, nullptr, [&](const Notification& note) { calls.push_back("b " + note.name); });
+  center.addObserver("A", nullptr, nullptr, [&](const Notification& note) { calls.push_back("second " + note.name); });
+
+  center.post("A");
+  EXPECT_THAT(calls, ElementsAre("first A", "any A", "second A"));
+  EXPECT_EQ(callThread, std::this_thread::get_id());
+  calls.clear();
+  center.post("C");
+  EXPECT_THAT(calls, ElementsAre("any C"));
+  EXPECT_EQ(center.observerCount(), 4u);
+}
+
+TEST(NotificationCenter, ObjectFilterIsByIdentity) {
+  NotificationCenter center;
+  Sender first, twin;  // equal values, different identities
+  int fromFirst = 0, fromAnyone = 0;
+  center.addObserver("Changed", &first, nullptr, [&](const Notification& note) {
+    EXPECT_EQ(note.object, &first);
+    ++fromFirst;
+  });
+  center.addObserver("Changed", nullptr, nullptr, [&](const Notification&) { ++fromAnyone; });
+  center.post("Changed", &twin);
+  center.post("Changed", &first);
+  center.post("Changed");
+  EXPECT_EQ(fromFirst, 1);
+  EXPECT_EQ(fromAnyone, 3);
+}
+
+TEST(NotificationCenter, UserInfoValuesAreTyped) {
+  NotificationCenter center;
+  std::optional<int> count;
+  std::optional<std::string> wrongType;
+  std::optional<int> missing;
+  center.addObserver("Info", nullptr, nullptr, [&](const Notification& note) {
+    count = note.userInfoValue<int>("Count");
+    wrongType = note.userInfoValue<std::string>("Count");
+    missing = note.userInfoValue<int>("Nothing");
+  });
+  center.post("Info", nullptr, {{"Count", 3}});
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(wrongType, std::nullopt);
+  EXPECT_EQ(missing, std::nullopt);
+}
+
+TEST(NotificationCenter, RemovedObserversAreNotCalled) {
+  NotificationCenter center;
+  int calls = 0;
+  auto token = center.addObserver("N", nullptr, nullptr, [&](const Notification&) { ++calls; });
+  center.post("N");
+  center.removeObserver(token);
+  center.removeObserver(token);  // twice is harmless
+  center.removeObserver(nullptr);
+  center.post("N");
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(center.observerCount(), 0u);
+
+  // An observer may remove itself, add others and post from inside its block.
+  NotificationObserverToken self;
+  std::vector<std::string> seen;
+  self = center.addObserver("Outer", nullptr, nullptr, [&](const Notification&) {
+    seen.push_back("outer");
+    center.removeObserver(self);
+    center.addObserver("Inner", nullptr, nullptr, [&](const Notification&) { seen.push_back("inner"); });
+    center.post("Inner");
+  });
+  center.post("Outer");
+  center.post("Outer");
+  EXPECT_THAT(seen, ElementsAre("outer", "inner"));
+}
+
+TEST(NotificationCenter, ObserverWithAQueueGetsTheNotificationThere) {
+  NotificationCenter center;
+  OperationQueue queue(1);
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool release = false;
+  std::vector<int> received;
+  bool onQueue = true;
+  center.addObserver("Q", nullptr, &queue, [&](const Notification& note) {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return release; });  // the poster must not wait for this
+    onQueue = onQueue && queue.isCurrentQueue();
+    received.push_back(*note.userInfoValue<int>("N"));
+  });
+  center.post("Q", nullptr, {{"N", 1}});
+  center.post("Q", nullptr, {{"N", 2}});
+  {
+    std::lock_guard lock(mutex);
+    EXPECT_TRUE(received.empty());
+    release = true;
+    changed.notify_all();
+  }
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_THAT(received, ElementsAre(1, 2));
+  EXPECT_TRUE(onQueue);
+}
+
+TEST(NotificationCenter, RemovalDropsDeliveriesNotYetBegun) {
+  NotificationCenter center;
+  OperationQueue queue(1);
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool release = false;
+  queue.addOperation([&] {  // holds the queue until released
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return release; });
+  });
+  std::atomic<int> calls{0};
+  auto token = center.addObserver("Q", nullptr, &queue, [&](const Notification&) { ++calls; });
+  center.post("Q");
+  center.removeObserver(token);
+  {
+    std::lock_guard lock(mutex);
+    release = true;
+    changed.notify_all();
+  }
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(calls.load(), 0);
+}
+
+TEST(NotificationCenter, ConcurrentPostsAndRegistrations) {
+  NotificationCenter center;
+  std::atomic<int> calls{0};
+  center.addObserver("Hit", nullptr, nullptr, [&](const Notification&) { ++calls; });
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 200; ++i) {
+        auto token = center.addObserver("Other", nullptr, nullptr, [](const Notification&) {});
+        center.post("Hit");
+        center.removeObserver(token);
+      }
+    });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(calls.load(), 800);
+  EXPECT_EQ(center.observerCount(), 1u);
+}
+
+}  // namespace
+}  // namespace orvelin

@@ -1,0 +1,196 @@
+#include "orvelin/support/operation_queue.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace orvelin {
+namespace {
+
+using ::testing::ElementsAre;
+using namespace std::chrono_literals;
+
+// A gate that operations wait at until the test opens it.
+class Gate {
+ public:
+  void wait() {
+    std::unique_lock lock(mutex_);
+    ++waiting_;
+    changed_.notify_all();
+    changed_.wait(lock, [&] { return open_; });
+  }
+  void open() {
+    std::lock_guard lock(mutex_);
+    open_ = true;
+    changed_.notify_all();
+  }
+  // True once `count` operations wait at the gate; false after ten seconds without.
+  bool awaitWaiting(int count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, 10s, [&] { return waiting_ >= count; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int waiting_ = 0;
+  bool open_ = false;
+};
+
+TEST(OperationQueue, WidthOneRunsInOrderOneAtATime) {
+  OperationQueue queue(1, "serial");
+  EXPECT_EQ(queue.name(), "serial");
+  EXPECT_EQ(queue.maxConcurrentOperationCount(), 1u);
+  std::vector<int> order;
+  std::atomic<int> running{0};
+  std::atomic<bool> overlapped{false};
+  for (int i = 0; i < 200; ++i)
+    queue.addOperation([&, i] {
+      if (++running > 1) overlapped = true;
+      order.push_back(i);
+      --running;
+    });
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(queue.operationCount(), 0u);
+  EXPECT_FALSE(overlapped.load());
+  ASSERT_EQ(order.size(), 200u);
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+}
+
+TEST(OperationQueue, RunsUpToItsWidthAtOnce) {
+  OperationQueue queue(3);
+  Gate gate;
+  std::atomic<int> running{0};
+  std::atomic<int> highest{0};
+  for (int i = 0; i < 7; ++i)
+    queue.addOperation([&] {
+      const int now = ++running;
+      int seen = highest.load();
+      while (now > seen && !highest.compare_exchange_weak(seen, now)) {
+      }
+      gate.wait();
+      --running;
+    });
+  ASSERT_TRUE(gate.awaitWaiting(3));
+  std::this_thread::sleep_for(50ms);  // room for a fourth to start, were the width not kept
+  EXPECT_EQ(highest.load(), 3);
+  EXPECT_EQ(queue.operationCount(), 7u);  // three running, four waiting
+  EXPECT_TRUE(queue.isCurrentQueue() == false);
+  gate.open();
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(queue.operationCount(), 0u);
+  EXPECT_EQ(highest.load(), 3);
+}
+
+TEST(OperationQueue, CancelDropsWhatHasNotBegun) {
+  OperationQueue queue(1);
+  Gate gate;
+  std::vector<int> ran;  // written by the queue's one thread
+  queue.addOperation([&] {
+    gate.wait();
+    ran.push_back(0);
+  });
+  ASSERT_TRUE(gate.awaitWaiting(1));
+  for (int i = 1; i <= 5; ++i) queue.addOperation([&, i] { ran.push_back(i); });
+  EXPECT_EQ(queue.operationCount(), 6u);
+  queue.cancelAllOperations();
+  EXPECT_EQ(queue.operationCount(), 1u);  // the running one goes on
+  queue.addOperation([&] { ran.push_back(6); });  // added after the cancel: runs
+  gate.open();
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_THAT(ran, ElementsAre(0, 6));
+}
+
+// An object whose destructor asks the queue something, as captured state may.
+struct AsksQueueOnDestruction {
+  AsksQueueOnDestruction(OperationQueue* queue, std::atomic<int>* destroyed) : queue(queue), destroyed(destroyed) {}
+  AsksQueueOnDestruction(const AsksQueueOnDestruction&) = delete;
+  OperationQueue* queue;
+  std::atomic<int>* destroyed;
+  ~AsksQueueOnDestruction() {
+    (void)queue->operationCount();
+    ++*destroyed;
+  }
+};
+
+TEST(OperationQueue, DroppedOperationsReleaseTheirCapturesOutsideTheQueueLock) {
+  std::atomic<int> destroyed{0};
+  Gate gate;
+  {
+    OperationQueue queue(1);
+    queue.addOperation([&] { gate.wait(); });
+    ASSERT_TRUE(gate.awaitWaiting(1));
+    auto probe = std::make_shared<AsksQueueOnDestruction>(&queue, &destroyed);
+    queue.addOperation([probe] {});
+    probe.reset();
+    queue.cancelAllOperations();
+    EXPECT_EQ(destroyed.load(), 1);
+
+    auto second = std::make_shared<AsksQueueOnDestruction>(&queue, &destroyed);
+    queue.addOperation([second] {});
+    second.reset();
+    gate.open();
+    queue.waitUntilAllOperationsAreFinished();
+  }
+  EXPECT_EQ(destroyed.load(), 2);
+}
+
+TEST(OperationQueue, WaitIncludesOperationsAddedMeanwhile) {
+  OperationQueue queue(2);
+  std::atomic<int> done{0};
+  queue.addOperation([&] {
+    std::this_thread::sleep_for(20ms);
+    queue.addOperation([&] {
+      std::this_thread::sleep_for(20ms);
+      ++done;
+    });
+    ++done;
+  });
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(done.load(), 2);
+}
+
+TEST(OperationQueue, DestructionWaitsForRunningAndDropsWaiting) {
+  std::atomic<int> finished{0};
+  std::atomic<int> started{0};
+  Gate gate;
+  std::thread opener;
+  {
+    OperationQueue queue(1);
+    queue.addOperation([&] {
+      ++started;
+      gate.wait();
+      ++finished;
+    });
+    ASSERT_TRUE(gate.awaitWaiting(1));
+    queue.addOperation([&] { ++started; });
+    // The running operation ends only after the destructor has begun.
+    opener = std::thread([&] {
+      std::this_thread::sleep_for(300ms);
+      gate.open();
+    });
+  }
+  opener.join();
+  EXPECT_EQ(finished.load(), 1);
+  EXPECT_EQ(started.load(), 1);
+}
+
+TEST(OperationQueueDeathTest, WaitingForItselfIsAFault) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        OperationQueue queue(2);
+        queue.addOperation([&] { queue.waitUntilAllOperationsAreFinished(); });
+        std::this_thread::sleep_for(10s);
+      },
+      "waits for itself");
+}
+
+}  // namespace
+}  // namespace orvelin

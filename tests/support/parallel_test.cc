@@ -1,0 +1,183 @@
+#include "orvelin/support/parallel.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <charconv>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace orvelin {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
+
+using namespace std::chrono_literals;
+
+// Counts the bodies running at once and remembers the highest count.
+class ConcurrencyProbe {
+ public:
+  void enter() {
+    const int now = ++running_;
+    int seen = highest_.load();
+    while (now > seen && !highest_.compare_exchange_weak(seen, now)) {
+    }
+  }
+  void leave() { --running_; }
+  int highest() const { return highest_.load(); }
+
+ private:
+  std::atomic<int> running_{0};
+  std::atomic<int> highest_{0};
+};
+
+TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidth) {
+  constexpr std::size_t count = 200;
+  std::vector<std::atomic<int>> runs(count);
+  ConcurrencyProbe probe;
+  concurrentPerform(count, [&](std::size_t index) {
+    probe.enter();
+    std::this_thread::sleep_for(100us);
+    ++runs[index];
+    probe.leave();
+  });
+  for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(runs[i].load(), 1) << i;
+  EXPECT_GE(WorkerPool::shared().width(), 1u);
+  EXPECT_LE(probe.highest(), static_cast<int>(WorkerPool::shared().width()));
+
+  int calls = 0;
+  concurrentPerform(0, [&](std::size_t) { ++calls; });
+  EXPECT_EQ(calls, 0);
+}
+
+TEST(ConcurrentPerform, IterationsOverlapWhenThereAreSeveralCores) {
+  if (WorkerPool::shared().width() < 2) GTEST_SKIP() << "one core: the iterations run one after the other";
+  // Each of the two iterations waits (for at most ten seconds) until the other has started.
+  std::mutex mutex;
+  std::condition_variable changed;
+  int started = 0;
+  std::atomic<int> overlapped{0};
+  concurrentPerform(2, [&](std::size_t) {
+    std::unique_lock lock(mutex);
+    ++started;
+    changed.notify_all();
+    if (changed.wait_for(lock, 10s, [&] { return started == 2; })) ++overlapped;
+  });
+  EXPECT_EQ(overlapped.load(), 2);
+}
+
+TEST(ConcurrentPerform, NestedCallsFinish) {
+  std::atomic<int> total{0};
+  const std::size_t outer = WorkerPool::shared().width() * 2;
+  concurrentPerform(outer, [&](std::size_t) { concurrentPerform(50, [&](std::size_t) { ++total; }); });
+  EXPECT_EQ(total.load(), static_cast<int>(outer) * 50);
+}
+
+TEST(ConcurrentPerform, RethrowsTheFirstErrorAfterTheStartedIterationsEnd) {
+  std::atomic<int> running{0};
+  EXPECT_THROW(concurrentPerform(100,
+                                 [&](std::size_t index) {
+                                   ++running;
+                                   if (index == 3) {
+                                     --running;
+                                     throw std::runtime_error("three");
+                                   }
+                                   std::this_thread::sleep_for(200us);
+                                   --running;
+                                 }),
+               std::runtime_error);
+  EXPECT_EQ(running.load(), 0);  // nothing runs on after the caller got the error
+}
+
+TEST(WorkerPool, RunsAsynchronousBlocks) {
+  std::mutex mutex;
+  std::condition_variable changed;
+  int done = 0;
+  for (int i = 0; i < 20; ++i)
+    WorkerPool::shared().async([&] {
+      std::lock_guard lock(mutex);
+      ++done;
+      changed.notify_all();
+    });
+  std::unique_lock lock(mutex);
+  EXPECT_TRUE(changed.wait_for(lock, 30s, [&] { return done == 20; }));
+}
+
+TEST(ParallelMap, KeepsTheInputOrderOverAThousandElements) {
+  std::vector<int> input(1000);
+  for (int i = 0; i < 1000; ++i) input[static_cast<std::size_t>(i)] = i;
+  // Early elements take longest, so they finish last.
+  const auto output = pMap(input, [](int value) {
+    std::this_thread::sleep_for(std::chrono::microseconds((999 - value) % 13 * 20));
+    return std::to_string(value * 2);
+  });
+  ASSERT_EQ(output.size(), 1000u);
+  for (int i = 0; i < 1000; ++i) EXPECT_EQ(output[static_cast<std::size_t>(i)], std::to_string(i * 2));
+  EXPECT_TRUE(pMap(std::vector<int>{}, [](int value) { return value; }).empty());
+}
+
+TEST(ParallelMap, CompactMapDropsAbsentResultsAndKeepsOrder) {
+  const std::vector<std::string> input{"1", "x", "3"};
+  const auto parsed = pCompactMap(input, [](const std::string& text) -> std::optional<int> {
+    int value = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (result.ec != std::errc() || result.ptr != text.data() + text.size()) return std::nullopt;
+    return value;
+  });
+  EXPECT_THAT(parsed, ElementsAre(1, 3));
+
+  std::vector<int> many(500);
+  for (int i = 0; i < 500; ++i) many[static_cast<std::size_t>(i)] = i;
+  const auto odd = pCompactMap(many, [](int v) { return v % 2 ? std::optional<int>(v) : std::nullopt; });
+  ASSERT_EQ(odd.size(), 250u);
+  EXPECT_TRUE(std::is_sorted(odd.begin(), odd.end()));
+}
+
+TEST(ParallelMap, MapToSet) {
+  const std::vector<int> input{1, 2, 3, 4, 5, 6};
+  EXPECT_EQ(pMapToSet(input, [](int) { return std::string("same"); }).size(), 1u);
+  EXPECT_THAT(pMapToSet(input, [](int value) { return value % 3; }), UnorderedElementsAre(0, 1, 2));
+  EXPECT_TRUE(pMapToSet(std::vector<int>{}, [](int value) { return value; }).empty());
+}
+
+TEST(ArrayHelpers, RemoveAtIndexes) {
+  std::vector<std::string> letters{"a", "b", "c"};
+  remove(letters, {0, 2});
+  EXPECT_THAT(letters, ElementsAre("b"));
+
+  std::vector<int> numbers{0, 1, 2, 3, 4, 5};
+  remove(numbers, {4, 1, 4, 9});  // any order; duplicates and indexes past the end are ignored
+  EXPECT_THAT(numbers, ElementsAre(0, 2, 3, 5));
+}
+
+TEST(ArrayHelpers, MoveKeepsTheBlockTogetherAndReturnsWhereItBegins) {
+  std::vector<std::string> letters{"a", "b", "c", "d"};
+  EXPECT_EQ(moveFrom(letters, {0, 1}, 3), 1u);
+  EXPECT_THAT(letters, ElementsAre("c", "a", "b", "d"));
+
+  letters = {"a", "b", "c", "d"};
+  EXPECT_EQ(moveFrom(letters, {3}, 0), 0u);
+  EXPECT_THAT(letters, ElementsAre("d", "a", "b", "c"));
+
+  letters = {"a", "b", "c", "d"};
+  EXPECT_EQ(moveFrom(letters, {1, 3}, 2), 1u);  // one index below the destination, one above
+  EXPECT_THAT(letters, ElementsAre("a", "b", "d", "c"));
+
+  letters = {"a", "b", "c", "d"};
+  EXPECT_EQ(moveFrom(letters, {0, 2}, 4), 2u);  // to the end
+  EXPECT_THAT(letters, ElementsAre("b", "d", "a", "c"));
+
+  letters = {"a", "b"};
+  EXPECT_EQ(moveFrom(letters, {}, 1), 1u);
+  EXPECT_THAT(letters, ElementsAre("a", "b"));
+}
+
+}  // namespace
+}  // namespace orvelin

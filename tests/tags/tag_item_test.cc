@@ -1,0 +1,131 @@
+#include "orvelin/tags/tag_item.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+#include "orvelin/values/value.h"
+#include "orvelin/values/value_converter.h"
+
+namespace orvelin {
+namespace {
+
+std::shared_ptr<const TagItem> makeItem(const char* type, std::int64_t count, bool isList,
+                                        std::vector<std::string> values = {}, std::int64_t index = 0) {
+  TagItemData data;
+  data.index = index;
+  data.stream = "EXIF";
+  data.key = "Test";
+  data.type = type;
+  data.count = count;
+  data.isList = isList;
+  data.values = std::move(values);
+  return TagItem::make(data);
+}
+
+TEST(TagItemArrays, ClassificationByTypeCountAndList) {
+  struct Case {
+    const char* type;
+    std::int64_t count;
+    bool isList;
+    bool array, dynamic, fixed;
+  };
+  const Case cases[] = {
+      {"string", 5, false, false, false, false},  {"string", 1, true, true, true, false},
+      {"int16u", 3, false, true, false, true},    {"int16u", -1, false, true, true, false},
+      {"int16u", 1, false, false, false, false},  {"int16u", 0, false, false, false, false},
+      {"int16u", 2, true, true, true, false},     {"country3166a3", 3, false, false, false, false},
+      {"rational64u", 3, false, true, false, true}, {"digits", -1, false, false, false, false},
+  };
+  for (const auto& c : cases) {
+    const auto item = makeItem(c.type, c.count, c.isList);
+    ASSERT_TRUE(item);
+    SCOPED_TRACE(std::string(c.type) + " count " + std::to_string(c.count) + (c.isList ? " list" : ""));
+    EXPECT_EQ(item->isInArray(), c.array);
+    EXPECT_EQ(item->isInDynamicArray(), c.dynamic);
+    EXPECT_EQ(item->isInStaticArray(), c.fixed);
+  }
+}
+
+TEST(TagItemArrays, ConvertersJoinWithTheirSeparators) {
+  const auto fixed = makeItem("int16u", 3, false);
+  EXPECT_EQ(fixed->converter()->stringValueFromRawValue(Value(std::vector<Value>{Value(std::int64_t{1}), Value(std::int64_t{2}), Value(std::int64_t{3})})), "1 2 3");
+  const auto list = makeItem("string", 0, true);
+  EXPECT_EQ(list->converter()->stringValueFromRawValue(Value(std::vector<Value>{Value("a"), Value("b")})), "a,b");
+  const auto plain = makeItem("string", 5, false);
+  EXPECT_EQ(plain->converter()->stringValueFromRawValue(Value("a b")), "a b");
+  EXPECT_EQ(plain->converter(), plain->converter());  // made once
+}
+
+TEST(TagItemVocabulary, IndexOfFallsBackToLeadingParts) {
+  const auto models = makeItem("string", 0, false, {"Canon EOS", "Canon EOS 5D", "2.2", "a,b", ""});
+  EXPECT_EQ(models->indexOf("Canon EOS 5D"), 1u);
+  EXPECT_EQ(models->indexOf("Canon EOS 5D Mark IV"), 1u);
+  EXPECT_EQ(models->indexOf("Canon EOS 7D"), 0u);
+  EXPECT_EQ(models->indexOf("2.2.0.0"), 2u);
+  EXPECT_EQ(models->indexOf("a,b,c"), 3u);
+  EXPECT_EQ(models->indexOf("Nikon D70"), std::nullopt);
+  EXPECT_EQ(models->indexOf(""), 4u);
+  const auto noEmpty = makeItem("string", 0, false, {"x"});
+  EXPECT_EQ(noEmpty->indexOf(""), std::nullopt);
+  // A blank that occurs but finds nothing lets the point try.
+  const auto versions = makeItem("string", 0, false, {"1"});
+  EXPECT_EQ(versions->indexOf("1.5 beta"), 0u);
+}
+
+TEST(TagItemIdentity, OrderByIndexEqualityByIdentity) {
+  auto a = makeItem("string", 0, false, {}, 5);
+  auto b = makeItem("string", 0, false, {}, 2);
+  auto c = makeItem("string", 0, false, {}, 5);
+  std::vector<std::shared_ptr<const TagItem>> items{a, b, c};
+  std::stable_sort(items.begin(), items.end(), TagItemIndexLess{});
+  EXPECT_EQ(items[0], b);
+  EXPECT_EQ(items[1], a);
+  EXPECT_EQ(items[2], c);
+  EXPECT_NE(a, c);  // same record, different items
+}
+
+TEST(TagItemLocalisation, KeysAreStreamKeyAndValue) {
+  // Without a catalogue loaded for this stream, the keys themselves come back.
+  TagItemData data;
+  data.index = 0;
+  data.stream = "NoSuchStream";
+  data.key = "Thing";
+  data.type = "int8u";
+  data.values = {"1", "2"};
+  const auto item = TagItem::make(data);
+  EXPECT_EQ(item->localizedName(), "NoSuchStream:Thing");
+  EXPECT_EQ(item->localizedDescription(), "NoSuchStream:Thing (NoSuchStream:Thing)");
+  EXPECT_EQ(item->localizedValues(), (std::vector<std::string>{"NoSuchStream:Thing:1", "NoSuchStream:Thing:2"}));
+}
+
+TEST(TagItemData, OptionalAndRequiredKeys) {
+  const auto json = nlohmann::json::parse(
+      R"({"index":1,"key":"Make","type":"string","values":[],"count":1,"isWritable":true,"isFlatten":false,"isList":false,"isBinary":false,"isUnsafe":false})");
+  const auto data = json.get<TagItemData>();
+  EXPECT_FALSE(data.stream);
+  EXPECT_EQ(data.key, "Make");
+  EXPECT_FALSE(TagItem::make(data));  // decodes, but makes no item
+  auto missing = json;
+  missing.erase("isUnsafe");
+  EXPECT_THROW(missing.get<TagItemData>(), nlohmann::json::exception);
+  auto wrongKind = json;
+  wrongKind["count"] = "one";
+  EXPECT_THROW(wrongKind.get<TagItemData>(), nlohmann::json::exception);
+  auto badType = json;
+  badType["stream"] = "EXIF";
+  badType["type"] = "Date";
+  EXPECT_FALSE(TagItem::make(badType.get<TagItemData>()));
+
+  // The optional keys are written only when present, the others always.
+  TagItemData bare;
+  EXPECT_EQ(nlohmann::json(bare).dump(),
+            R"({"count":0,"isBinary":false,"isFlatten":false,"isList":false,"isUnsafe":false,"isWritable":false,"values":[]})");
+  const auto full = makeItem("int16u", 3, true, {"1"}, 7)->data();
+  EXPECT_EQ(nlohmann::json(full).get<TagItemData>(), full);
+  EXPECT_EQ(nlohmann::json(full)["type"], "int16u");
+}
+
+}  // namespace
+}  // namespace orvelin

@@ -1,0 +1,157 @@
+#include "orvelin/values/coordinate_parser.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <string>
+
+#include "common/test_support.h"
+#include "orvelin/exiftool/exiftool_cli.h"
+
+namespace orvelin {
+namespace {
+
+constexpr double kDMS = 1e-9;
+
+double dms(double degrees, double minutes, double seconds) { return (seconds / 60.0 + minutes) * 60.0 / 3600.0 + degrees; }
+
+TEST(CoordinateParser, DecimalDegreesWithPointOrComma) {
+  const CoordinateParser parser;
+  EXPECT_EQ(parser.coordinate("48.8566, 2.3522"), Coordinate(48.8566, 2.3522));
+  EXPECT_EQ(parser.coordinate("48,8566 2,3522"), Coordinate(48.8566, 2.3522));
+  EXPECT_EQ(parser.coordinateFromDDdddddString("48,8566 2,3522"), Coordinate(48.8566, 2.3522));
+  EXPECT_EQ(parser.coordinate("-48.5, -2.5"), Coordinate(-48.5, -2.5));
+  EXPECT_EQ(parser.coordinate(" 48.85660°; 2.35220° "), Coordinate(48.8566, 2.3522));
+  EXPECT_EQ(parser.coordinate("- 12.5|+3"), Coordinate(-12.5, 3.0));
+  EXPECT_EQ(parser.coordinate("-33.868820000000001, 151.209295000000000"), Coordinate(-33.86882, 151.209295));
+  const auto southWest = parser.coordinate("-48.5, -2.5");
+  ASSERT_TRUE(southWest);
+  EXPECT_EQ(southWest->latitude.reference, Latitude::Reference::south);
+  EXPECT_EQ(southWest->longitude.reference, Longitude::Reference::west);
+}
+
+// Nothing between the numbers: backtracking alone splits them, the last digit going to the
+// longitude.
+TEST(CoordinateParser, BacktrackingSplitsAdjacentNumbers) {
+  const CoordinateParser parser;
+  EXPECT_EQ(parser.coordinate("12.34"), Coordinate(12.3, 4.0));
+  EXPECT_EQ(parser.coordinate("48.8566°"), Coordinate(48.856, 6.0));
+  EXPECT_EQ(parser.latitudeValue("48.8566°"), 48.8566);
+  EXPECT_EQ(parser.longitudeValue("48.8566°"), 48.8566);
+  EXPECT_EQ(parser.coordinate("7"), std::nullopt);
+}
+
+TEST(CoordinateParser, DegreesAndDecimalMinutesWithLeadingLetters) {
+  const CoordinateParser parser;
+  const auto north = parser.coordinate("N 48 51.396 E 2 21.132");
+  ASSERT_TRUE(north);
+  EXPECT_NEAR(north->latitude.value, 48.8566, kDMS);
+  EXPECT_NEAR(north->longitude.value, 2.3522, kDMS);
+  EXPECT_EQ(parser.coordinateFromDDdddddString("N 48 51.396 E 2 21.132"), std::nullopt);
+
+  const auto south = parser.coordinate("S 48 51.396; W 2 21.132");
+  ASSERT_TRUE(south);
+  EXPECT_NEAR(south->latitude.value, -48.8566, kDMS);
+  EXPECT_NEAR(south->longitude.value, -2.3522, kDMS);
+  EXPECT_NEAR(parser.coordinate("s 48° 51,396' w 2° 21,132'")->longitude.value, -2.3522, kDMS);
+  EXPECT_NEAR(parser.latitudeFromDDMMmmmString("+12 30").value_or(0), 12.5, kDMS);
+
+  // The sign in front of the degrees only passes as "+" without a blank.
+  EXPECT_EQ(parser.coordinate("-48 30.0, 2 0"), std::nullopt);
+  EXPECT_EQ(parser.latitudeFromDDMMmmmString("-12 30"), std::nullopt);
+  EXPECT_EQ(parser.latitudeFromDDMMmmmString("+ 12 30"), std::nullopt);
+}
+
+TEST(CoordinateParser, SecondsWithTheLetterInFrontOrBehind) {
+  const CoordinateParser parser;
+  const auto pre = parser.coordinate("N 48° 51' 23.8\"; E 02° 21' 7.9\"");
+  ASSERT_TRUE(pre);
+  EXPECT_NEAR(pre->latitude.value, dms(48, 51, 23.8), kDMS);
+  EXPECT_NEAR(pre->longitude.value, dms(2, 21, 7.9), kDMS);
+  EXPECT_NEAR(parser.latitudeValue("48 51 23.8").value_or(0), dms(48, 51, 23.8), kDMS);  // every sign is optional
+
+  // Only the fourth form reads a letter behind.
+  const std::string behind = "48 51 23.8 N, 2 21 7.9 E";
+  EXPECT_EQ(parser.coordinateFromDDdddddString(behind), std::nullopt);
+  EXPECT_EQ(parser.coordinateFromDDMMmmmString(behind), std::nullopt);
+  EXPECT_EQ(parser.coordinateFromPreDDMMSSsString(behind), std::nullopt);
+  const auto post = parser.coordinateFromPostDDMMSSsString(behind);
+  ASSERT_TRUE(post);
+  EXPECT_EQ(parser.coordinate(behind), post);
+  EXPECT_NEAR(post->latitude.value, dms(48, 51, 23.8), kDMS);
+  EXPECT_NEAR(post->longitude.value, dms(2, 21, 7.9), kDMS);
+  EXPECT_NEAR(parser.coordinate("48 51 23.8 s 2 21 7.9 w")->latitude.value, -dms(48, 51, 23.8), kDMS);
+  const auto latitude = parser.latitude("33 52 7.75 S");
+  ASSERT_TRUE(latitude);
+  EXPECT_EQ(latitude->reference, Latitude::Reference::south);
+  EXPECT_NEAR(latitude->minutes, 52.12916666, 1e-6);
+  EXPECT_NEAR(parser.longitude("151° 12' 33.46\" E")->value, dms(151, 12, 33.46), kDMS);
+}
+
+TEST(CoordinateParser, NoRangeCheckAndRefusals) {
+  const CoordinateParser parser;
+  EXPECT_EQ(parser.latitudeValue("120"), 120.0);
+  EXPECT_EQ(parser.coordinate("120, 400"), Coordinate(120.0, 400.0));
+  for (const char* text : {"", "abc", "48.8566, 2.3522 x", "N48 E2 junk", "48..8, 2", "1e5, 2", "48.8566;; 2.3522;"})
+    EXPECT_EQ(parser.coordinate(text), std::nullopt) << '"' << text << '"';
+  EXPECT_EQ(parser.latitude("north"), std::nullopt);
+  EXPECT_EQ(parser.longitude(""), std::nullopt);
+}
+
+TEST(CoordinateParser, MatchesNeedTheirExactGroups) {
+  const CoordinateParser parser;
+  EXPECT_EQ(parser.latitudeFromDDdddddMatches({"- 1 2,5"}), -12.5);
+  EXPECT_EQ(parser.latitudeFromDDdddddMatches({"1", "2"}), std::nullopt);
+  EXPECT_EQ(parser.latitudeFromDDMMmmmMatches({"S", "10", "30"}), -10.5);
+  EXPECT_EQ(parser.longitudeFromDDMMmmmMatches({"S", "10", "30"}), 10.5);  // "S" is no longitude letter
+  EXPECT_EQ(parser.longitudeFromDDMMmmmMatches({"w", "10", "30"}), -10.5);
+  EXPECT_EQ(parser.latitudeFromDDMMmmmMatches({"", "10"}), std::nullopt);
+  EXPECT_EQ(parser.latitudeFromDDMMmmmMatches({"", "-10", "30"}), std::nullopt);
+  EXPECT_EQ(parser.latitudeFromDDMMmmmMatches({"", "10", " 30"}), std::nullopt);
+  EXPECT_NEAR(parser.latitudeFromPreDDMMSSsMatches({"N", "1", "30", "36"}).value_or(0), 1.51, 1e-12);
+  EXPECT_NEAR(parser.latitudeFromPostDDMMSSsMatches({"1", "30", "36", "S"}).value_or(0), -1.51, 1e-12);
+  EXPECT_EQ(parser.longitudeFromPostDDMMSSsMatches({"1", "30", "x", "W"}), std::nullopt);
+  EXPECT_EQ(parser.longitudeFromPreDDMMSSsMatches({"E", "1", "30"}), std::nullopt);
+}
+
+// Runs of digits that the optional groups could share make the patterns backtrack for
+// minutes; such texts are refused after a bounded amount of work.
+TEST(CoordinateParser, PathologicalTextsAreRefusedQuickly) {
+  const CoordinateParser parser;
+  for (const std::string& text : {std::string(40, '1') + "x", std::string(200, ' ') + "x", "N" + std::string(60, '7') + "N"}) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(parser.coordinate(text), std::nullopt);
+    EXPECT_EQ(parser.latitude(text), std::nullopt);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << text;
+  }
+}
+
+// Positions as exiftool prints them, in its own degree-minute-second form and as raw numbers,
+// read back to the numbers exiftool computes itself.
+TEST(CoordinateParserWithExifTool, ReadsExifToolsPositions) {
+  const auto file = testing::dataDirectory() / "GPS.jpg";
+  ExifToolCLI numbers;
+  numbers.run({"-j", "-n", "-Composite:GPSLatitude", "-Composite:GPSLongitude", "-Composite:GPSPosition", file.string()});
+  ExifToolCLI printed;
+  printed.run({"-j", "-c", "%d %d %.6f", "-Composite:GPSPosition", file.string()});
+  ASSERT_TRUE(numbers.buildStdOutString() && printed.buildStdOutString());
+  const auto expected = nlohmann::json::parse(*numbers.buildStdOutString()).at(0);
+  const auto latitude = expected.at("GPSLatitude").get<double>();
+  const auto longitude = expected.at("GPSLongitude").get<double>();
+  ASSERT_LT(longitude, 0.0);  // the sample lies west of Greenwich
+
+  const CoordinateParser parser;
+  const auto fromNumbers = parser.coordinate(expected.at("GPSPosition").get<std::string>());
+  ASSERT_TRUE(fromNumbers);
+  EXPECT_EQ(*fromNumbers, Coordinate(latitude, longitude));
+
+  const auto text = nlohmann::json::parse(*printed.buildStdOutString()).at(0).at("GPSPosition").get<std::string>();
+  const auto fromText = parser.coordinate(text);
+  ASSERT_TRUE(fromText) << text;
+  EXPECT_NEAR(fromText->latitude.value, latitude, 1e-9) << text;
+  EXPECT_NEAR(fromText->longitude.value, longitude, 1e-9) << text;
+}
+
+}  // namespace
+}  // namespace orvelin

@@ -1,0 +1,109 @@
+#include "orvelin/values/coordinate_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+
+#include "orvelin/values/coordinate_parser.h"
+
+namespace orvelin {
+namespace {
+
+const Coordinate kParis(48.8566, 2.3522);
+
+TEST(CoordinateWriter, FourNotationsWithTheDefaults) {
+  const CoordinateWriter writer;
+  EXPECT_EQ(writer.DDddddd(kParis), "48.85660°; 2.35220°");
+  EXPECT_EQ(writer.DDMMmmm(kParis), "N 48° 51.396'; E 02° 21.132'");
+  EXPECT_EQ(writer.preDDMMSSs(kParis), "N 48° 51' 23.8\"; E 02° 21' 7.9\"");
+  EXPECT_EQ(writer.postDDMMSSs(kParis), "48° 51' 23.8\" N; 02° 21' 7.9\" E");
+  EXPECT_EQ(writer.DDddddd(kParis.latitude), "48.85660°");
+  EXPECT_EQ(writer.postDDMMSSs(kParis.longitude), "02° 21' 7.9\" E");
+}
+
+TEST(CoordinateWriter, SpacesUnitsAndSeparatorAreSettings) {
+  CoordinateWriter writer;
+  writer.displaySpaces = false;
+  EXPECT_EQ(writer.preDDMMSSs(kParis), "N48°51'23.8\"; E02°21'7.9\"");
+  writer.displaysUnits = false;
+  writer.defaultSeparator = ", ";
+  EXPECT_EQ(writer.DDddddd(kParis), "48.85660, 2.35220");
+  EXPECT_EQ(writer.DDMMmmm(kParis), "N4851.396, E0221.132");
+  writer.displaySpaces = true;
+  EXPECT_EQ(writer.postDDMMSSs(kParis), "48 51 23.8 N, 02 21 7.9 E");
+}
+
+TEST(CoordinateWriter, SouthWestAndTheWholeParts) {
+  const CoordinateWriter writer;
+  const Coordinate sydney(-33.8688, -151.2093);
+  EXPECT_EQ(writer.DDddddd(sydney), "-33.86880°; -151.20930°");
+  EXPECT_EQ(writer.DDMMmmm(sydney), "S 33° 52.128'; W 151° 12.558'");
+  EXPECT_EQ(writer.preDDMMSSs(sydney), "S 33° 52' 7.7\"; W 151° 12' 33.5\"");
+  EXPECT_EQ(writer.DDMMmmm(Latitude(0.0)), "N 00° 0.000'");
+  // The fields are used as they stand: degrees that were edited are truncated, not recomputed.
+  Latitude edited(10.0);
+  edited.degrees = 7.9;
+  edited.minutes = 59.9999;
+  EXPECT_EQ(writer.preDDMMSSs(edited), "N 07° 59' 0.0\"");
+}
+
+// Seconds round in the text alone: no carry into the minutes.
+TEST(CoordinateWriter, SecondsRoundWithoutCarry) {
+  const CoordinateWriter writer;
+  const Latitude latitude(10.0 + 59.0 / 60.0 + 59.96 / 3600.0);
+  EXPECT_EQ(writer.preDDMMSSs(latitude), "N 10° 59' 60.0\"");
+  EXPECT_EQ(writer.postDDMMSSs(latitude), "10° 59' 60.0\" N");
+}
+
+TEST(CoordinateWriter, ParserReadsEveryNotationBack) {
+  const CoordinateParser parser;
+  for (const bool spaces : {true, false}) {
+    for (const bool units : {true, false}) {
+      CoordinateWriter writer;
+      writer.displaySpaces = spaces;
+      writer.displaysUnits = units;
+      writer.defaultSeparator = spaces ? "; " : ";";
+      for (const Coordinate& coordinate : {kParis, Coordinate(-33.8688, -151.2093), Coordinate(0.5, 179.25)}) {
+        SCOPED_TRACE(std::string(spaces ? "spaces " : "") + (units ? "units " : "") + writer.DDddddd(coordinate));
+        const auto decimal = parser.coordinate(writer.DDddddd(coordinate));
+        ASSERT_TRUE(decimal);
+        EXPECT_NEAR(decimal->latitude.value, coordinate.latitude.value, 1e-5);
+        EXPECT_NEAR(decimal->longitude.value, coordinate.longitude.value, 1e-5);
+        for (const auto& text : {writer.DDMMmmm(coordinate), writer.preDDMMSSs(coordinate)}) {
+          if (!spaces && !units) continue;  // nothing left between the numbers but their digits
+          const auto read = parser.coordinate(text);
+          ASSERT_TRUE(read) << text;
+          EXPECT_NEAR(read->latitude.value, coordinate.latitude.value, 1e-4) << text;
+          EXPECT_NEAR(read->longitude.value, coordinate.longitude.value, 1e-4) << text;
+        }
+      }
+    }
+  }
+}
+
+TEST(CoordinateWriter, PrintsAPointWhateverTheLocale) {
+  bool switched = false;
+  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"})
+    if (std::setlocale(LC_NUMERIC, name)) switched = true;
+  if (!switched) GTEST_SKIP() << "no locale with a decimal comma is installed";
+  const CoordinateWriter writer;
+  const auto text = writer.DDMMmmm(kParis);
+  std::setlocale(LC_NUMERIC, "C");
+  EXPECT_EQ(text, "N 48° 51.396'; E 02° 21.132'");
+}
+
+TEST(CoordinateWriterDeathTest, WholePartsOfNonFiniteFieldsStop) {
+  Latitude broken(1.0);
+  broken.degrees = std::numeric_limits<double>::quiet_NaN();
+  const CoordinateWriter writer;
+  EXPECT_EQ(writer.DDddddd(broken), "1.00000°");  // the decimal form uses the value alone
+  EXPECT_DEATH(writer.DDMMmmm(broken), "Fatal error: Coordinate field");
+  Longitude huge(2.0);
+  huge.minutes = 1e300;
+  EXPECT_DEATH(writer.preDDMMSSs(huge), "Fatal error: Coordinate field");
+}
+
+}  // namespace
+}  // namespace orvelin

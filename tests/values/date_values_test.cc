@@ -1,0 +1,216 @@
+#include "orvelin/values/date_values.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <limits>
+
+#include "orvelin/values/date_time_value_converter.h"
+
+namespace orvelin {
+namespace {
+
+using std::chrono::hours;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// Expected moments come from the C library's own local time, not from the code under test.
+Date local(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+  std::tm fields{};
+  fields.tm_year = year - 1900;
+  fields.tm_mon = month - 1;
+  fields.tm_mday = day;
+  fields.tm_hour = hour;
+  fields.tm_min = minute;
+  fields.tm_sec = second;
+  fields.tm_isdst = -1;
+  return std::chrono::system_clock::from_time_t(std::mktime(&fields));
+}
+
+Date utc(int year, int month, int day, int hour, int minute, int second) {
+  std::tm fields{};
+  fields.tm_year = year - 1900;
+  fields.tm_mon = month - 1;
+  fields.tm_mday = day;
+  fields.tm_hour = hour;
+  fields.tm_min = minute;
+  fields.tm_sec = second;
+  return std::chrono::system_clock::from_time_t(timegm(&fields));
+}
+
+DateValues values(std::optional<std::int64_t> year, std::optional<std::int64_t> month, std::optional<std::int64_t> day,
+                  std::optional<std::int64_t> hour = std::nullopt, std::optional<std::int64_t> minute = std::nullopt,
+                  std::optional<std::int64_t> second = std::nullopt) {
+  DateValues result;
+  result.year = year;
+  result.month = month;
+  result.day = day;
+  result.hour = hour;
+  result.minute = minute;
+  result.second = second;
+  return result;
+}
+
+TEST(DateTimeValueConverter, ReadsTheElevenFormsInTheirOrder) {
+  const DateTimeValueConverter converter;
+  const struct {
+    const char* text;
+    Date expected;
+  } cases[] = {
+      {"2021:03:04 10:11:12", local(2021, 3, 4, 10, 11, 12)},
+      {"2021:03:04 10:11", local(2021, 3, 4, 10, 11, 0)},
+      {"2021:03:04", local(2021, 3, 4)},
+      {"20210304", local(2021, 3, 4)},
+      {"10:11:12", local(1970, 1, 1, 10, 11, 12)},
+      {"101112", local(1970, 1, 1, 10, 11, 12)},  // six digits are a time, never 2010-11-12
+      {"2021:03:04 10:11:12.345+0100", utc(2021, 3, 4, 9, 11, 12) + milliseconds(345)},
+      {"2021:03:04 10:11:12+01:00", utc(2021, 3, 4, 9, 11, 12)},
+      {"2021:03:04 10:11:12Z", utc(2021, 3, 4, 10, 11, 12)},
+      {"2021:03:04 10:11:12GMT-02:30", utc(2021, 3, 4, 12, 41, 12)},
+      {"2021:03:04 10:11:12-0230", utc(2021, 3, 4, 12, 41, 12)},
+      {"2021", local(2021, 1, 1)},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(converter.typedValueFromStringValue(c.text), c.expected) << c.text;
+    EXPECT_EQ(converter.typedValueFromRawValue(Value(c.text)), c.expected) << c.text;
+  }
+}
+
+TEST(DateTimeValueConverter, RefusesWhatNoFormReadsWhole) {
+  const DateTimeValueConverter converter;
+  for (const char* text : {"", "2021:13:01", "2021:02:30", "2021:03:04 25:00:00", "2021-03-04", "hello", "10111",
+                           "1011121", "202103041", "0000:00:00 00:00:00", " 2021", "2021 ", "2021:03:04 10:11:12 ",
+                           "\xEF\xBC\x92\xEF\xBC\x90\xEF\xBC\x92\xEF\xBC\x91", "20\xFF" "21"})
+    EXPECT_EQ(converter.typedValueFromStringValue(text), std::nullopt) << '"' << text << '"';
+  EXPECT_EQ(converter.typedValueFromStringValue(std::nullopt), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromStringValue("yesterday"), std::nullopt);
+}
+
+TEST(DateTimeValueConverter, WritesLocalTimeInItsOwnFormat) {
+  const DateTimeValueConverter converter;
+  EXPECT_EQ(converter.stringValueFromStringValue("2021:03:04 10:11"), "2021:03:04 10:11:00");
+  EXPECT_EQ(converter.stringValueFromStringValue("20210304"), "2021:03:04 00:00:00");
+  EXPECT_EQ(DateTimeValueConverter("HHmmss").stringValueFromStringValue("2021:03:04 10:11:12"), "101112");
+  EXPECT_EQ(DateTimeValueConverter("yyyyMMdd").stringValueFromStringValue("2021:03:04 10:11:12"), "20210304");
+  EXPECT_EQ(DateTimeValueConverter("yyyy:MM:dd").stringValueFromStringValue("2021"), "2021:01:01");
+  EXPECT_EQ(DateTimeValueConverter("HH:mm:ss").stringValueFromStringValue("101112"), "10:11:12");
+
+  // A zone in the text is honoured on reading and lost on writing: the result is local time.
+  const auto instant = utc(2021, 3, 4, 9, 11, 12);
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(instant);
+  std::tm fields{};
+  localtime_r(&seconds, &fields);
+  char expected[32];
+  std::strftime(expected, sizeof expected, "%Y:%m:%d %H:%M:%S", &fields);
+  EXPECT_EQ(converter.stringValueFromStringValue("2021:03:04 10:11:12+01:00"), expected);
+  EXPECT_EQ(converter.stringValueFromTypedValue(instant), expected);
+  EXPECT_EQ(converter.stringValueFromTypedValue(std::nullopt), std::nullopt);
+}
+
+TEST(DateTimeValueConverter, RawValuesAndOtherForms) {
+  const DateTimeValueConverter converter;
+  const auto moment = local(2021, 3, 4, 10, 11, 12);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(moment)), moment);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(PartialDate(2021, 3, 4))), local(2021, 3, 4));
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(PartialTime(10, 11, 12))), local(2000, 1, 1, 10, 11, 12));
+  EXPECT_EQ(converter.typedValueFromRawValue(Value("")), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(20210304)), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value()), std::nullopt);
+
+  EXPECT_EQ(converter.objectValueFromStringValue("2021:03:04 10:11"), Value("2021:03:04 10:11:00"));
+  EXPECT_EQ(converter.formattedValueFromStringValue("20210304"), "2021:03:04 00:00:00");
+  EXPECT_EQ(converter.rawValueFromStringValue("2021:03:04 10:11:12"), Value(moment));
+  EXPECT_EQ(converter.csvValueFromRawValue(Value(moment)), "2021:03:04 10:11:12");
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value("2021:03:04")), Value("2021:03:04 00:00:00"));
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value("soon")), std::nullopt);
+}
+
+TEST(DateParts, FieldsRoundTripThroughTheCalendar) {
+  const auto moment = local(2021, 3, 4, 10, 11, 12);
+  EXPECT_EQ(DateTime(moment), DateTime(2021, 3, 4, 10, 11, 12));
+  EXPECT_EQ(DateTime(2021, 3, 4, 10, 11, 12).date(), moment);
+  EXPECT_EQ(PartialDate(moment), PartialDate(2021, 3, 4));
+  EXPECT_EQ(PartialDate(2021, 3, 4).date(), local(2021, 3, 4));
+  EXPECT_EQ(PartialTime(moment), PartialTime(10, 11, 12));
+  EXPECT_EQ(PartialTime(10, 11, 12).date(), local(2000, 1, 1, 10, 11, 12));
+  EXPECT_EQ(PartialTime(1, 2, 3).dateComponents(), (DateComponents{2000, 1, 1, 1, 2, 3}));
+  EXPECT_EQ(PartialDate(1, 2, 3).dateComponents(), (DateComponents{1, 2, 3, 0, 0, 0}));
+}
+
+TEST(DateParts, OutOfRangeFieldsCarryOver) {
+  EXPECT_EQ(PartialDate(2021, 13, 1).date(), local(2022, 1, 1));
+  EXPECT_EQ(PartialDate(2021, 3, 0).date(), local(2021, 2, 28));
+  EXPECT_EQ(DateTime(2021, 1, 1, 0, 0, 75).date(), local(2021, 1, 1, 0, 1, 15));
+  EXPECT_EQ(PartialTime(24, 0, 0).date(), local(2000, 1, 2));
+}
+
+TEST(DateParts, ARefusedDateIsTheCurrentMoment) {
+  const auto before = std::chrono::system_clock::now();
+  const auto huge = std::numeric_limits<std::int64_t>::max();
+  const auto refused = DateTime(2021, 1, 1, 0, 0, huge).date();
+  const auto farAway = PartialDate(300000, 1, 1).date();  // beyond the clock's range
+  const auto after = std::chrono::system_clock::now();
+  EXPECT_GE(refused, before);
+  EXPECT_LE(refused, after);
+  EXPECT_GE(farAway, before);
+  EXPECT_LE(farAway, after);
+  DateComponents components;
+  components.second = huge;
+  EXPECT_EQ(components.date(), std::nullopt);
+}
+
+TEST(DateValues, DescriptionWritesYearFirstAndReadsAnyOrder) {
+  EXPECT_EQ(DateValues().description(), "");
+  EXPECT_TRUE(DateValues().isEmpty());
+  EXPECT_EQ(values(2021, std::nullopt, std::nullopt, 6).description(), "YY: 2021, hh: 6");
+  EXPECT_EQ(values(-1, 2, 3, 4, 5, 6).description(), "YY: -1, MM: 2, DD: 3, hh: 4, mm: 5, ss: 6");
+
+  EXPECT_EQ(DateValues::fromDescription("MM: 2, YY: 2000").description(), "YY: 2000, MM: 2");
+  EXPECT_EQ(DateValues::fromDescription("ss: 9, mm: 8, hh: 7, DD: 6, MM: 5, YY: 4"), values(4, 5, 6, 7, 8, 9));
+  EXPECT_EQ(DateValues::fromDescription(" YY :2021 , \tss:\t-3 "), values(2021, {}, {}, {}, {}, -3));
+  EXPECT_EQ(DateValues::fromDescription("YY: +5"), values(5, {}, {}));
+  EXPECT_EQ(DateValues::fromDescription("YY: 1, YY: 2"), values(2, {}, {}));  // the later wins
+  EXPECT_EQ(DateValues::fromDescription("YY: 1, YY: x"), DateValues());     // even when unreadable
+  EXPECT_TRUE(DateValues::fromDescription(std::nullopt).isEmpty());
+  for (const char* text : {"", "YY 1", "yy: 1", "Year: 1", "YY: 1.5", "YY: 1e3", "YY: ", "YY: 99999999999999999999",
+                           "YY: 1,MM: 2", ", , :"})
+    EXPECT_TRUE(DateValues::fromDescription(text).isEmpty()) << '"' << text << '"';
+  EXPECT_EQ(DateValues::fromDescription("DD: 3, junk, MM: 4"), values({}, 4, 3));
+}
+
+TEST(DateValues, FromADateTakesAllSixFields) {
+  EXPECT_EQ(DateValues(local(2021, 3, 4, 10, 11, 12)), values(2021, 3, 4, 10, 11, 12));
+  EXPECT_TRUE(DateValues(std::nullopt).isEmpty());
+  EXPECT_EQ(DateValues().date(), local(1970, 1, 1));  // the calendar's answer for no field at all
+  EXPECT_EQ(values(2021, std::nullopt, std::nullopt).date(), local(2021, 1, 1));
+  EXPECT_EQ(values({}, 3, {}, 12).date(), local(1970, 3, 1, 12));
+}
+
+TEST(DateValues, UpdateReplacesFieldsAndCarriesImpossibleDays) {
+  const auto lastOfJanuary = local(2021, 1, 31, 10, 0, 0);
+  EXPECT_EQ(values({}, 2, {}).updateDate(lastOfJanuary), local(2021, 3, 3, 10));  // February 31st
+  EXPECT_EQ(values(2000, 2, {}).updateDate(lastOfJanuary), local(2000, 3, 2, 10));
+  EXPECT_EQ(values({}, {}, 15, 8, 30, 0).updateDate(lastOfJanuary), local(2021, 1, 15, 8, 30));
+  EXPECT_EQ(values({}, {}, {}, 25).updateDate(lastOfJanuary), local(2021, 2, 1, 1));
+  EXPECT_EQ(DateValues().updateDate(lastOfJanuary), lastOfJanuary);
+  EXPECT_EQ(values(2021, {}, {}).updateDate(std::nullopt), std::nullopt);
+}
+
+TEST(DateValues, ShiftAddsLargestFirstAndClampsAtMonthEnds) {
+  EXPECT_EQ(values({}, {}, -1).shiftDate(local(2021, 3, 1, 12)), local(2021, 2, 28, 12));
+  EXPECT_EQ(values({}, 1, {}).shiftDate(local(2021, 1, 31)), local(2021, 2, 28));
+  EXPECT_EQ(values({}, 1, {}).shiftDate(local(2020, 1, 31)), local(2020, 2, 29));
+  EXPECT_EQ(values(1, {}, {}).shiftDate(local(2020, 2, 29)), local(2021, 2, 28));
+  EXPECT_EQ(values(1, 1, 1).shiftDate(local(2021, 1, 31)), local(2022, 3, 1));
+  EXPECT_EQ(values({}, -14, {}).shiftDate(local(2021, 3, 31)), local(2020, 1, 31));
+  const auto moment = local(2021, 6, 15, 12, 0, 0);
+  EXPECT_EQ(values({}, {}, {}, 25).shiftDate(moment), moment + hours(25));
+  EXPECT_EQ(values({}, {}, {}, {}, -61, 30).shiftDate(moment), moment - seconds(61 * 60 - 30));
+  EXPECT_EQ(DateValues().shiftDate(moment), moment);
+  EXPECT_EQ(values(1, {}, {}).shiftDate(std::nullopt), std::nullopt);
+  EXPECT_EQ(values(std::numeric_limits<std::int64_t>::max(), {}, {}).shiftDate(moment), std::nullopt);
+  EXPECT_EQ(values(1000, {}, {}).shiftDate(moment), std::nullopt);  // beyond the clock's range
+}
+
+}  // namespace
+}  // namespace orvelin

@@ -1,0 +1,292 @@
+#include "orvelin/values/value_converter.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "orvelin/values/date_time_value_converter.h"
+
+namespace orvelin {
+namespace {
+
+using namespace std::string_literals;
+
+Value array(std::initializer_list<Value> elements) { return Value(Value::Array(elements)); }
+
+// Switches LC_NUMERIC to a locale with a decimal comma for the scope, or reports that none is
+// installed.
+class CommaLocale {
+ public:
+  CommaLocale() {
+    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8", "de_DE", "fr_FR"}) {
+      if (std::setlocale(LC_NUMERIC, name)) {
+        active_ = true;
+        return;
+      }
+    }
+  }
+  ~CommaLocale() { std::setlocale(LC_NUMERIC, "C"); }
+  bool active() const { return active_; }
+
+ private:
+  bool active_ = false;
+};
+
+TEST(BoolValueConverter, ReadsTextsByTheTwoSetsOnly) {
+  const BoolValueConverter converter;
+  for (const char* text : {"True", "true", "1", "Yes", "yes", "Y", "y"})
+    EXPECT_EQ(converter.stringValueFromStringValue(text), "true") << text;
+  for (const char* text : {"False", "false", "0", "No", "no", "N", "n"})
+    EXPECT_EQ(converter.stringValueFromStringValue(text), "false") << text;
+  for (const char* text : {"TRUE", " yes", "yes ", "2", "", "on", "1.0"})
+    EXPECT_EQ(converter.typedValueFromStringValue(text), std::nullopt) << '"' << text << '"';
+  EXPECT_EQ(converter.typedValueFromStringValue(std::nullopt), std::nullopt);
+  EXPECT_EQ(converter.formattedValueFromStringValue("Y"), "true");
+  EXPECT_EQ(converter.formattedValueFromStringValue(""), std::nullopt);
+  EXPECT_EQ(converter.objectValueFromStringValue("no"), Value(false));
+  EXPECT_EQ(converter.rawValueFromStringValue("yes"), Value(true));
+}
+
+TEST(BoolValueConverter, RawNumbersOnlyAsZeroOrOne) {
+  const BoolValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(true)), true);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(1)), true);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(0u)), false);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(2)), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(-1)), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(1.0)), true);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(0.5)), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::nan(""))), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value("n")), false);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value()), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(Country3166a3::france)), std::nullopt);
+  EXPECT_EQ(BoolValueConverter::typedValueFromIntegerValue(std::nullopt), std::nullopt);
+  EXPECT_EQ(BoolValueConverter::typedValueFromDoubleValue(-0.0), false);
+  EXPECT_EQ(converter.csvValueFromRawValue(Value("Yes")), "true");
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value(1)), Value(true));
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value("maybe")), std::nullopt);
+}
+
+TEST(SDoubleValueConverter, TextsLoseBlanksAndTabsAndTakeTheDecimalComma) {
+  const SDoubleValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromStringValue("1,5"), 1.5);
+  EXPECT_EQ(converter.stringValueFromStringValue("1,5"), "1.50000000");
+  EXPECT_EQ(converter.typedValueFromStringValue("\t12 "), 12.0);
+  EXPECT_EQ(converter.typedValueFromStringValue("1 234,5"), 1234.5);
+  EXPECT_EQ(converter.typedValueFromStringValue("- 2"), -2.0);
+  EXPECT_EQ(converter.typedValueFromStringValue("1e3"), 1000.0);
+  EXPECT_EQ(converter.typedValueFromStringValue("0x10"), 16.0);
+  EXPECT_EQ(converter.typedValueFromStringValue("-inf"), -std::numeric_limits<double>::infinity());
+  EXPECT_TRUE(std::isnan(*converter.typedValueFromStringValue("nan")));
+  for (const char* text : {"", "abc", "1,2,3", "1,234.5", "12abc", "\n1", "1\n", "1e999", "1e-999", "--1"})
+    EXPECT_EQ(converter.typedValueFromStringValue(text), std::nullopt) << '"' << text << '"';
+  EXPECT_EQ(converter.typedValueFromStringValue(std::string("1\0", 2)), std::nullopt);
+  EXPECT_DOUBLE_EQ(converter.typedValueFromStringValue(std::string(100, '1') + ".5").value_or(0), 1.1111111111111111e99);
+  EXPECT_EQ(converter.formattedValueFromStringValue("-0,25"), "-0.25000000");
+  EXPECT_EQ(converter.objectValueFromStringValue("2,5"), Value(2.5));
+}
+
+TEST(SDoubleValueConverter, RawValuesAndTheirForms) {
+  const SDoubleValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(2.25)), 2.25);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(-7)), -7.0);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::uint64_t{1} << 63)), 9223372036854775808.0);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(true)), 1.0);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value("3,5")), 3.5);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(PartialTime(1, 2, 3))), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(array({Value(1.0)})), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(1.5)), "1.50000000");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(-1e-9)), "-0.00000000");
+  EXPECT_EQ(converter.csvValueFromRawValue(Value(2)), "2.00000000");
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value("0,5")), Value(0.5));
+  EXPECT_EQ(converter.rawValueFromStringValue("x"), std::nullopt);
+}
+
+TEST(SDoubleValueConverter, PrintsAPointWhateverTheLocale) {
+  CommaLocale locale;
+  if (!locale.active()) GTEST_SKIP() << "no locale with a decimal comma is installed";
+  const SDoubleValueConverter converter;
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(1.5)), "1.50000000");
+  EXPECT_EQ(converter.typedValueFromStringValue("1.5"), 1.5);
+}
+
+TEST(UDoubleValueConverter, RefusesNegativesAndNotANumber) {
+  const UDoubleValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromStringValue("-0.1"), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromStringValue("0"), 0.0);
+  EXPECT_EQ(converter.typedValueFromStringValue("-0"), 0.0);  // negative zero passes
+  EXPECT_EQ(converter.typedValueFromStringValue("nan"), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(-1)), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::nan(""))), std::nullopt);
+  EXPECT_EQ(converter.objectValueFromStringValue("-3"), std::nullopt);
+  EXPECT_EQ(converter.formattedValueFromStringValue("-3"), std::nullopt);
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value(-3.0)), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromRawValue(Value("4,5")), "4.50000000");
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value(4)), Value(4.0));
+}
+
+TEST(SIntValueConverter, TextsMustBeWholeNumbers) {
+  const SIntValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromStringValue("-3"), -3);
+  EXPECT_EQ(converter.typedValueFromStringValue("3.0"), 3);
+  EXPECT_EQ(converter.typedValueFromStringValue("3,0"), 3);
+  EXPECT_EQ(converter.typedValueFromStringValue("1e3"), 1000);
+  EXPECT_EQ(converter.typedValueFromStringValue("1 000"), 1000);
+  for (const char* text : {"3.5", "", "abc", "nan", "0.1", "1,2,3"})
+    EXPECT_EQ(converter.typedValueFromStringValue(text), std::nullopt) << '"' << text << '"';
+  EXPECT_EQ(converter.stringValueFromStringValue("+42"), "42");
+  EXPECT_EQ(converter.formattedValueFromStringValue("7,0"), "7");
+  EXPECT_EQ(converter.objectValueFromStringValue("-12"), Value(-12));
+}
+
+// Large and small magnitudes take an exponent in their shortest text, and only the digits
+// before it count.
+TEST(SIntValueConverter, IntegersGoThroughTheShortestText) {
+  const SIntValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromStringValue("1e20"), 1);
+  EXPECT_EQ(converter.typedValueFromStringValue("-3e20"), -3);
+  EXPECT_EQ(converter.typedValueFromStringValue("1e16"), 10000000000000000);
+  EXPECT_EQ(converter.typedValueFromStringValue("18014398509481984"), 18014398509481984);  // 2^54
+  EXPECT_EQ(converter.typedValueFromStringValue("2e16"), 2);
+  EXPECT_EQ(converter.typedValueFromStringValue("inf"), 0);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(1e-5)), 1);  // "1e-05"
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(0.0001)), 0);  // "0.0001"
+}
+
+TEST(SIntValueConverter, RawDoublesAreTruncatedStringsAreNot) {
+  const SIntValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(3.7)), 3);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(-3.7)), -3);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value("3.7")), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::int64_t{-5})), -5);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(true)), 1);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::uint64_t{9223372036854775807u})), 9223372036854775807);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::uint64_t{9223372036854775808u})), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(Country3166a3::france)), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(12.9)), "12");
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value("12")), Value(12));
+  EXPECT_EQ(converter.csvValueFromRawValue(Value(-4)), "-4");
+}
+
+TEST(UIntValueConverter, RefusesNegatives) {
+  const UIntValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromStringValue("-3"), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(-1)), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(-0.5)), 0);  // "-0.5" gives 0, which is no negative
+  EXPECT_EQ(converter.typedValueFromStringValue("-0"), 0);
+  EXPECT_EQ(converter.typedValueFromStringValue("400"), 400);
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(400u)), "400");
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value("-1")), std::nullopt);
+  EXPECT_EQ(converter.objectValueFromStringValue("-1"), std::nullopt);
+  EXPECT_EQ(converter.formattedValueFromStringValue("5"), "5");
+}
+
+TEST(StringValueConverter, KeepsTextsAndDescribesNumbers) {
+  const StringValueConverter converter;
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(" a b ")), " a b ");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(400)), "400");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(5.6)), "5.6");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(3.0)), "3");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(0.1 + 0.2)), "0.3");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(1e20)), "1e+20");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(false)), "false");
+  EXPECT_EQ(converter.stringValueFromRawValue(array({Value("a"), Value("b")})), "a, b");
+  EXPECT_EQ(converter.stringValueFromRawValue(array({})), "");
+  EXPECT_EQ(converter.stringValueFromRawValue(array({Value("a"), Value(1)})), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(Date{})), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromRawValue(Value()), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromStringValue(" x "), " x ");
+  EXPECT_EQ(converter.stringValueFromStringValue(""), "");
+  EXPECT_EQ(converter.stringValueFromStringValue(std::nullopt), std::nullopt);
+  EXPECT_EQ(converter.formattedValueFromStringValue("x"), "x");
+  EXPECT_EQ(converter.objectValueFromStringValue("x"), Value("x"));
+  EXPECT_EQ(converter.rawValueFromStringValue(""), Value(""));
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value(2)), Value("2"));
+  EXPECT_EQ(converter.csvValueFromRawValue(Value("a,b")), "a,b");
+}
+
+TEST(NoneValueConverter, AnswersAbsentToEverything) {
+  const NoneValueConverter converter;
+  const Value raw("x");
+  EXPECT_EQ(converter.typedValueFromRawValue(raw), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromStringValue("x"), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromTypedValue("x"s), std::nullopt);
+  EXPECT_EQ(converter.rawValueFromStringValue("x"), std::nullopt);
+  EXPECT_EQ(converter.objectValueFromStringValue("x"), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromRawValue(raw), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromStringValue("x"), std::nullopt);
+  EXPECT_EQ(converter.formattedValueFromStringValue("x"), std::nullopt);
+  EXPECT_EQ(converter.csvValueFromRawValue(raw), std::nullopt);
+  EXPECT_EQ(converter.jsonValueFromRawValue(raw), std::nullopt);
+}
+
+TEST(C3166a3ValueConverter, CodesAreExactAndDisplayedWithTheirNames) {
+  const C3166a3ValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromStringValue("fra"), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromStringValue("FR"), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromStringValue(" FRA"), std::nullopt);
+  EXPECT_EQ(converter.typedValueFromStringValue("AFG"), Country3166a3::afghanistan);
+  EXPECT_EQ(converter.typedValueFromStringValue("COD"), Country3166a3::congo);
+  EXPECT_EQ(converter.typedValueFromStringValue("COG"), Country3166a3::republicOfTheCongo);
+  EXPECT_EQ(converter.typedValueFromStringValue("BES"), Country3166a3::bonaire);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(Country3166a3::japan)), Country3166a3::japan);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value("JPN")), Country3166a3::japan);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value(392)), std::nullopt);
+  EXPECT_EQ(converter.formattedValueFromStringValue("FRA"), "FRA - France");
+  EXPECT_EQ(converter.formattedValueFromStringValue("XXX"), std::nullopt);
+  EXPECT_EQ(converter.objectValueFromStringValue("FRA"), Value("FRA"));
+  EXPECT_EQ(converter.rawValueFromStringValue("FRA"), Value(Country3166a3::france));
+  EXPECT_EQ(converter.csvValueFromRawValue(Value(Country3166a3::germany)), "DEU");
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value("DEU")), Value("DEU"));
+}
+
+TEST(ArrayValueConverter, SplitsOnTheWholeSeparatorAndTrimsEachPiece) {
+  const ArrayValueConverter converter(std::make_shared<StringValueConverter>(), ", ");
+  EXPECT_EQ(converter.rawValueFromStringValue("a,b"), array({Value("a,b")}));
+  EXPECT_EQ(converter.rawValueFromStringValue("a, b"), array({Value("a"), Value("b")}));
+  EXPECT_EQ(converter.rawValueFromStringValue(" a ,  b\t"), array({Value("a"), Value("b")}));
+  EXPECT_EQ(converter.rawValueFromStringValue("a, , b, "), array({Value("a"), Value(""), Value("b"), Value("")}));
+  EXPECT_EQ(converter.rawValueFromStringValue(""), std::nullopt);
+  EXPECT_EQ(converter.rawValueFromStringValue(std::nullopt), std::nullopt);
+  EXPECT_EQ(converter.objectValueFromStringValue("a, b"), array({Value("a"), Value("b")}));
+
+  const ArrayValueConverter numbers(std::make_shared<UIntValueConverter>(), ",");
+  EXPECT_EQ(numbers.rawValueFromStringValue("1, x, -2, 3"), array({Value(1), Value(3)}));
+  EXPECT_EQ(numbers.rawValueFromStringValue("x"), array({}));
+  EXPECT_EQ(numbers.jsonValueFromRawValue(Value("1 , 2")), array({Value(1), Value(2)}));
+}
+
+TEST(ArrayValueConverter, JoinsRawArraysAndKeepsTexts) {
+  const ArrayValueConverter converter(std::make_shared<StringValueConverter>(), ", ");
+  // An element whose converter answers absent leaves no trace.
+  EXPECT_EQ(converter.stringValueFromRawValue(array({Value(" a "), Value(Date{}), Value(2)})), "a, 2");
+  EXPECT_EQ(converter.stringValueFromRawValue(array({Value(Date{})})), "");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(" a,b ")), " a,b ");  // a text is not split
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(4)), "4");             // anything else: the element's way
+  EXPECT_EQ(converter.stringValueFromRawValue(Value()), std::nullopt);
+  EXPECT_EQ(converter.stringValueFromStringValue("a ,b,  c"), "a ,b, c");
+  EXPECT_EQ(converter.stringValueFromStringValue("a , b,  c"), "a, b, c");
+  EXPECT_EQ(converter.stringValueFromStringValue(""), std::nullopt);
+  EXPECT_EQ(converter.formattedValueFromStringValue(" a , b "), " a , b ");
+  EXPECT_EQ(converter.csvValueFromRawValue(array({Value("x"), Value("y")})), "x, y");
+
+  const ArrayValueConverter spaced(std::make_shared<UIntValueConverter>(), " ");
+  EXPECT_EQ(spaced.stringValueFromRawValue(array({Value(1), Value(-2), Value(3.0)})), "1 3");
+  EXPECT_EQ(spaced.stringValueFromStringValue("1 2  3"), "1 2 3");
+  EXPECT_EQ(spaced.jsonValueFromRawValue(array({Value("4"), Value("5")})), array({Value(4), Value(5)}));
+}
+
+TEST(ArrayValueConverter, NestsOverDates) {
+  const ArrayValueConverter converter(std::make_shared<DateTimeValueConverter>("yyyy:MM:dd"), ",");
+  const auto elements = converter.rawValueFromStringValue("2021:03:04, 20210305,never");
+  ASSERT_TRUE(elements);
+  ASSERT_EQ(elements->getIf<Value::Array>()->size(), 2u);
+  EXPECT_EQ(converter.stringValueFromRawValue(*elements), "2021:03:04,2021:03:05");
+}
+
+}  // namespace
+}  // namespace orvelin

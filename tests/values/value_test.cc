@@ -1,0 +1,101 @@
+#include "orvelin/values/value.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <limits>
+#include <map>
+#include <sstream>
+
+namespace orvelin {
+namespace {
+
+// The shapes of exiftool's JSON output, and what they become.
+TEST(Value, ReadsAndWritesJSON) {
+  const auto json = nlohmann::json::parse(R"json({
+    "ISO": 400, "ExposureCompensation": -0.7, "Big": 18446744073709551615, "Negative": -12,
+    "Make": "Canon", "Flag": true, "Missing": null, "Keywords": ["a", 1, [2.5, false]],
+    "Struct": {"a": 1}
+  })json");
+  const auto iso = Value::fromJSON(json["ISO"]);
+  EXPECT_EQ(iso.kind(), Value::Kind::signedInteger);  // a JSON integer within range has no sign kind
+  EXPECT_EQ(Value::fromJSON(json["Big"]).kind(), Value::Kind::unsignedInteger);
+  EXPECT_EQ(Value::fromJSON(json["Negative"]), Value(-12));
+  EXPECT_EQ(Value::fromJSON(json["ExposureCompensation"]), Value(-0.7));
+  EXPECT_EQ(Value::fromJSON(json["Make"]), Value("Canon"));
+  EXPECT_EQ(Value::fromJSON(json["Flag"]), Value(true));
+  EXPECT_TRUE(Value::fromJSON(json["Missing"]).isNull());
+  EXPECT_TRUE(Value::fromJSON(json["Struct"]).isNull());  // objects have no counterpart
+  const auto keywords = Value::fromJSON(json["Keywords"]);
+  ASSERT_TRUE(keywords.is<Value::Array>());
+  EXPECT_EQ(keywords, Value(Value::Array{Value("a"), Value(1), Value(Value::Array{Value(2.5), Value(false)})}));
+
+  for (const auto* key : {"ISO", "ExposureCompensation", "Big", "Negative", "Make", "Flag", "Missing", "Keywords"})
+    EXPECT_EQ(Value::fromJSON(json[key]).toJSON(), json[key]) << key;
+  using Members = std::map<std::string, Value>;
+  EXPECT_EQ(json.get<Members>().at("ISO"), Value(400));
+  EXPECT_EQ(nlohmann::json(Value(Value::Array{Value(1), Value("x")})).dump(), R"([1,"x"])");
+}
+
+TEST(Value, KindsWithoutAJSONCounterpartWriteText) {
+  const Date date = std::chrono::sys_days(std::chrono::year(2021) / 3 / 4) + std::chrono::hours(10) +
+                    std::chrono::minutes(11) + std::chrono::seconds(12) + std::chrono::milliseconds(345);
+  EXPECT_EQ(Value(date).toJSON(), "2021-03-04T10:11:12.345Z");
+  EXPECT_EQ(Value(Date{} - std::chrono::hours(36)).toJSON(), "1969-12-30T12:00:00.000Z");
+  EXPECT_EQ(Value(PartialDate(2021, 3, 4)).toJSON(), "2021:03:04");
+  EXPECT_EQ(Value(PartialTime(9, 8, 7)).toJSON(), "09:08:07");
+  EXPECT_EQ(Value(Country3166a3::france).toJSON(), "FRA");
+  EXPECT_TRUE(Value(std::nan("")).toJSON().is_null());
+  EXPECT_TRUE(Value(std::numeric_limits<double>::infinity()).toJSON().is_null());
+}
+
+TEST(Value, NumbersCompareByValueAcrossKinds) {
+  EXPECT_EQ(Value(3), Value(3u));
+  EXPECT_EQ(Value(3), Value(3.0));
+  EXPECT_EQ(Value(std::uint64_t{1} << 63), Value(9223372036854775808.0));
+  EXPECT_NE(Value(std::uint64_t{18446744073709551615u}), Value(18446744073709551615.0));  // that double is 2^64
+  EXPECT_NE(Value(-1), Value(std::uint64_t{18446744073709551615u}));
+  EXPECT_NE(Value(std::int64_t{9007199254740993}), Value(9007199254740992.0));  // no rounding through double
+  EXPECT_NE(Value(true), Value(1));
+  EXPECT_NE(Value("3"), Value(3));
+  EXPECT_NE(Value(std::nan("")), Value(std::nan("")));
+  EXPECT_NE(Value(), Value(0));
+  EXPECT_EQ(Value(), Value(nullptr));
+  EXPECT_EQ(Value(Value::Array{Value(1), Value(2.0)}), Value(Value::Array{Value(1.0), Value(2u)}));
+  EXPECT_NE(Value(Value::Array{Value(1)}), Value(Value::Array{Value(1), Value(1)}));
+  EXPECT_EQ(Value(Country3166a3::japan), Value(*Country3166a3::fromRawValue("JPN")));
+  EXPECT_NE(Value(PartialDate(2021, 1, 1)), Value(PartialDate(2021, 1, 2)));
+}
+
+TEST(Value, DescribesItselfAsABoxedObject) {
+  EXPECT_EQ(Value(5.6).description(), "5.6");
+  EXPECT_EQ(Value(3.0).description(), "3");
+  EXPECT_EQ(Value(1.0 / 3.0).description(), "0.3333333333333333");
+  EXPECT_EQ(Value(1e20).description(), "1e+20");
+  EXPECT_EQ(Value(-12).description(), "-12");
+  EXPECT_EQ(Value(true).description(), "true");
+  EXPECT_EQ(Value(Value::Array{Value("a"), Value(2)}).description(), "[a, 2]");
+  EXPECT_EQ(Value().description(), "null");
+  std::ostringstream out;
+  out << Value("x") << ' ' << Value(2);
+  EXPECT_EQ(out.str(), "\"x\" 2");
+}
+
+TEST(Value, ConstructionPicksTheNaturalKind) {
+  EXPECT_EQ(Value(static_cast<short>(-2)).kind(), Value::Kind::signedInteger);
+  EXPECT_EQ(Value(static_cast<unsigned char>(2)).kind(), Value::Kind::unsignedInteger);
+  EXPECT_EQ(Value(2.5f).kind(), Value::Kind::real);
+  EXPECT_EQ(Value(std::string_view("v")).kind(), Value::Kind::string);
+  EXPECT_EQ(Value(Country3166a3::peru).kind(), Value::Kind::country);
+  EXPECT_TRUE(Value(1).isNumber());
+  EXPECT_TRUE(Value(false).isNumber());
+  EXPECT_FALSE(Value("1").isNumber());
+  Value text("before");
+  *text.getIf<std::string>() = "after";
+  EXPECT_EQ(text, Value("after"));
+  EXPECT_EQ(text.getIf<double>(), nullptr);
+}
+
+}  // namespace
+}  // namespace orvelin

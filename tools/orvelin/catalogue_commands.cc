@@ -1,0 +1,194 @@
+// `orvelin catalogue generate|info` and `orvelin tag`.
+
+#include <chrono>
+#include <cstdio>
+#include <future>
+#include <iostream>
+#include <set>
+
+#include <nlohmann/json.hpp>
+
+#include "commands.h"
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/catalogue/tags_resources_writer.h"
+#include "orvelin/support/files.h"
+#include "orvelin/support/localization.h"
+#include "orvelin/support/user_defaults.h"
+#include "orvelin/values/date_time_value_converter.h"
+#include "orvelin/values/value_converter.h"
+
+namespace orvelin::tool {
+
+namespace {
+
+// Prints the writer's progress and tells when it is done.
+class GenerationProgress final : public TagsResourcesWriterDelegate {
+ public:
+  explicit GenerationProgress(bool quiet) : quiet_(quiet) {}
+  void writerWillStart(TagsResourcesWriter&) override {}
+  void writerDidProgress(TagsResourcesWriter& writer) override {
+    if (quiet_) return;
+    std::fprintf(stderr, "catalogue: %lld/%lld\n", static_cast<long long>(writer.completedUnit()),
+                 static_cast<long long>(writer.totalUnit()));
+  }
+  void writerDidFinish(TagsResourcesWriter&) override { finished_.set_value(); }
+  void waitFinished() { finished_.get_future().wait(); }
+
+ private:
+  bool quiet_;
+  std::promise<void> finished_;
+};
+
+int generateCatalogue(const std::string& directory, std::vector<std::string> streamNames, bool quiet) {
+  const auto start = std::chrono::steady_clock::now();
+  std::vector<TagStream> streams;
+  if (streamNames.empty()) {
+    streams = TagsResourcesWriter::streamsKnownToExifTool();
+    if (streams.empty()) {
+      std::fprintf(stderr, "orvelin: exiftool lists no group; is it installed (Debian: libimage-exiftool-perl)?\n");
+      return 1;
+    }
+  } else {
+    for (auto& name : streamNames) streams.emplace_back(std::move(name));
+  }
+  auto writer = TagsResourcesWriter::make(std::filesystem::absolute(directory));
+  writer->streams = streams;
+  auto progress = std::make_shared<GenerationProgress>(quiet);
+  writer->delegate = progress;
+  writer->writeResources();
+  writer->waitResourcesGeneration();
+  progress->waitFinished();
+
+  // Count what was written, from the files themselves.
+  auto reader = TagsResourcesReader::make(writer->directoryURL);
+  reader->readResources();
+  reader->waitResourcesParsing();
+  std::size_t tags = 0;
+  for (const auto& [stream, items] : reader->tagItems()) tags += items.size();
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  if (!quiet)
+    std::fprintf(stderr, "catalogue: %zu streams, %zu tags in %s (%.1f s)\n", streams.size(), tags, directory.c_str(),
+                 elapsed.count());
+  return tags == 0 ? 1 : 0;
+}
+
+int catalogueInfo(bool json) {
+  auto& resources = TagsResources::shared();
+  resources.reload();
+  const auto catalogue = resources.catalogue();
+  std::size_t tags = 0, writable = 0;
+  for (const auto& [stream, items] : catalogue->tags) {
+    tags += items.size();
+    for (const auto& [key, item] : items) writable += item->isWritable ? 1 : 0;
+  }
+  std::vector<std::string> languages;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(ORVResourcesDirectory() / "Localized tags", error)) {
+    const auto name = entry.path().filename().string();
+    if (name.size() > 6 && name.ends_with(".lproj")) languages.push_back(name.substr(0, name.size() - 6));
+  }
+  std::sort(languages.begin(), languages.end());
+  if (json) {
+    nlohmann::json out = {{"resources", ORVResourcesDirectory().string()},
+                          {"streams", catalogue->streams},
+                          {"tags", tags},
+                          {"writable", writable},
+                          {"languages", languages}};
+    std::cout << out.dump(2) << "\n";
+  } else {
+    std::cout << "resources: " << ORVResourcesDirectory().string() << "\n";
+    std::cout << "streams: " << catalogue->streams.size() << "\n";
+    std::cout << "tags: " << tags << "\n";
+    std::cout << "writable: " << writable << "\n";
+    std::cout << "languages: " << languages.size();
+    for (const auto& language : languages) std::cout << (language == languages.front() ? " (" : ", ") << language;
+    std::cout << (languages.empty() ? "\n" : ")\n");
+  }
+  return tags == 0 ? 1 : 0;
+}
+
+// The name of a converter's class, for people.
+std::string converterKind(const ValueConverter& converter) {
+  if (const auto* array = dynamic_cast<const ArrayValueConverter*>(&converter))
+    return "ArrayValueConverter(" + converterKind(*array->valueConverter) + ", \"" + array->separator + "\")";
+  if (const auto* date = dynamic_cast<const DateTimeValueConverter*>(&converter))
+    return "DateTimeValueConverter(\"" + date->dateFormat + "\")";
+  if (dynamic_cast<const StringValueConverter*>(&converter)) return "StringValueConverter";
+  if (dynamic_cast<const BoolValueConverter*>(&converter)) return "BoolValueConverter";
+  if (dynamic_cast<const UIntValueConverter*>(&converter)) return "UIntValueConverter";
+  if (dynamic_cast<const SIntValueConverter*>(&converter)) return "SIntValueConverter";
+  if (dynamic_cast<const UDoubleValueConverter*>(&converter)) return "UDoubleValueConverter";
+  if (dynamic_cast<const SDoubleValueConverter*>(&converter)) return "SDoubleValueConverter";
+  if (dynamic_cast<const C3166a3ValueConverter*>(&converter)) return "C3166a3ValueConverter";
+  return "NoneValueConverter";
+}
+
+int showTag(const std::string& rawName, const std::string& languageName) {
+  if (!languageName.empty()) {
+    const auto language = parseLanguage(languageName);
+    if (!language) {
+      std::fprintf(stderr, "orvelin: unknown language %s\n", languageName.c_str());
+      return 2;
+    }
+    // A choice for this run alone: the defaults are never synchronised to disk.
+    auto defaults = std::make_shared<UserDefaults>(ORVTemporaryDirectory() / ("orvelin-" + ORVMakeUUIDString() + ".json"));
+    defaults->set(Language::userLanguageKey(), std::string(language->rawValue()));
+    ORVSetUserDefaults(defaults);
+  }
+  if (!TagName::fromRawValue(rawName)) {
+    std::fprintf(stderr, "orvelin: %s is no tag name (STREAM:KEY)\n", rawName.c_str());
+    return 2;
+  }
+  auto& resources = TagsResources::shared();
+  resources.reload();
+  const auto item = resources.tagForRawName(rawName);
+  if (!item) {
+    std::fprintf(stderr, "%s: not in the catalogue\n", rawName.c_str());
+    return 1;
+  }
+  nlohmann::json out = item->data();
+  out["converter"] = converterKind(*item->converter());
+  out["localizedName"] = item->localizedName();
+  out["localizedValues"] = item->localizedValues();
+  out["isInArray"] = item->isInArray();
+  std::cout << out.dump(2) << "\n";
+  return 0;
+}
+
+}  // namespace
+
+void addCatalogueCommands(CLI::App& app, Outcome& outcome) {
+  auto* catalogue = app.add_subcommand("catalogue", "Generate or describe the tag catalogue");
+  catalogue->require_subcommand(1);
+
+  struct GenerateOptions {
+    std::string directory;
+    std::vector<std::string> streams;
+    bool quiet = false;
+  };
+  auto generate = std::make_shared<GenerateOptions>();
+  auto* generateCommand = catalogue->add_subcommand("generate", "Generate the catalogue from exiftool into DIR");
+  generateCommand->add_option("DIR", generate->directory, "Folder that receives Tags/ and Localized tags/")->required();
+  generateCommand->add_option("--stream", generate->streams, "Generate only these streams (repeatable)");
+  generateCommand->add_flag("--quiet", generate->quiet, "Print nothing but errors");
+  generateCommand->callback([&outcome, generate] {
+    outcome.run = [generate] { return generateCatalogue(generate->directory, generate->streams, generate->quiet); };
+  });
+
+  auto json = std::make_shared<bool>(false);
+  auto* info = catalogue->add_subcommand("info", "Streams, tags, writable tags and languages of the catalogue");
+  info->add_flag("--json", *json, "Print JSON");
+  info->callback([&outcome, json] { outcome.run = [json] { return catalogueInfo(*json); }; });
+
+  struct TagOptions {
+    std::string name;
+    std::string language;
+  };
+  auto tag = std::make_shared<TagOptions>();
+  auto* tagCommand = app.add_subcommand("tag", "Show the catalogue record of a tag");
+  tagCommand->add_option("STREAM:KEY", tag->name, "The tag, such as EXIF:Make")->required();
+  tagCommand->add_option("--lang", tag->language, "Language of the localised texts");
+  tagCommand->callback([&outcome, tag] { outcome.run = [tag] { return showTag(tag->name, tag->language); }; });
+}
+
+}  // namespace orvelin::tool
