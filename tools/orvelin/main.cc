@@ -23,6 +23,7 @@ int main(int argc, char** argv) {
   tool::addExifToolCommand(app, outcome);
   tool::addCatalogueCommands(app, outcome);
   tool::addReadCommands(app, outcome);
+  tool::addSetCommand(app, outcome);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

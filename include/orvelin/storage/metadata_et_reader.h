@@ -69,6 +69,12 @@ class MetadataETReader : public MetadataReader {
   ReadOnlyStorage readReadOnlyStorage(const std::filesystem::path& url) const;
   ReadWriteStorage readReadWriteStorage(const std::filesystem::path& url) const;
 
+  // An editor of a file: its storage as above, with the file's Finder tags (an error reading
+  // them is thrown as std::filesystem::filesystem_error). Defined with the editors.
+  std::shared_ptr<ETImageMetadataEditor> readImageFile(const std::filesystem::path& url) const;
+  // An editor of a folder, with an empty storage; runs no process.
+  std::shared_ptr<ETFolderMetadataEditor> readImageFolder(const std::filesystem::path& url) const;
+
   // Fills `storage` from exiftool's JSON output (as printed by the command above). Public so
   // that output obtained otherwise can be read the same way.
   void fillStorage(GenericStorage& storage, std::string_view output) const;

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <filesystem>
+#include <system_error>
+
+namespace orvelin {
+
+// The file operations of a save, behind one interface so that tests and hosts can put another
+// in its place (see ORVSetFileSystem). Each reports failure through `error` and never throws.
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  // Makes the folder and its missing parents; an existing folder is no error.
+  virtual void createDirectories(const std::filesystem::path& url, std::error_code& error) = 0;
+  // Moves a file to `to`, which must not exist. Within one file system a rename; across file
+  // systems a copy (synced, then renamed into place) followed by the removal of the source, so
+  // that `to` is either absent or complete, and the source goes only once the copy is whole.
+  virtual void moveItem(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) = 0;
+  // Removes a file; a missing file is no error.
+  virtual void removeItem(const std::filesystem::path& url, std::error_code& error) = 0;
+
+  // The POSIX file system. Belongs to the library and must never be deleted.
+  static FileSystem* Default();
+};
+
+// Forwards every call to another file system; tests derive from it to make one call fail.
+class FileSystemWrapper : public FileSystem {
+ public:
+  explicit FileSystemWrapper(FileSystem* target) : target_(target) {}
+  void createDirectories(const std::filesystem::path& url, std::error_code& error) override {
+    target_->createDirectories(url, error);
+  }
+  void moveItem(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) override {
+    target_->moveItem(from, to, error);
+  }
+  void removeItem(const std::filesystem::path& url, std::error_code& error) override { target_->removeItem(url, error); }
+
+ private:
+  FileSystem* target_;
+};
+
+// The file system the library uses, FileSystem::Default() unless set. The caller keeps
+// ownership and keeps it alive while installed; null restores the default. Meant to be set at
+// start-up or in a test, while no save runs.
+FileSystem* ORVGetFileSystem();
+void ORVSetFileSystem(FileSystem* fileSystem);
+
+}  // namespace orvelin

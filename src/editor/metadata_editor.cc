@@ -1,0 +1,307 @@
+#include "orvelin/editor/metadata_editor.h"
+
+#include <cstdio>
+#include <iostream>
+
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editions/editions_manager.h"
+#include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/support/fatal.h"
+#include "orvelin/support/notification_center.h"
+#include "orvelin/support/string_extensions.h"
+
+namespace orvelin {
+
+const std::string MetadataEditor::didChangeLockStateNotification = "MetadataEditorDidChangeLockStateNotification";
+
+// ---------------------------------------------------------------------------------------------
+// Core
+
+TagAccess MetadataEditorCore::access(const TagName& name) const {
+  if (storage.isFolder()) return TagAccess::rwc;
+  if (auto byType = TagAccess::access(storage.fileType(), name.stream()); byType && *byType != TagAccess::n)
+    return *byType;
+  if (!storage.g0OriginalStreams().contains(name.stream()) && !storage.g1OriginalStreams().contains(name.stream()))
+    return TagAccess::n;
+  return storage.hasValue(name) ? TagAccess::rw : TagAccess::r;
+}
+
+bool MetadataEditorCore::canEditValue(const TagName& name) const {
+  const auto& type = storage.fileType();
+  if ((type == "icc" || type == "icm") && name.stream() == TagStream::icc) return true;
+  const auto item = TagsResources::shared().tag(name);
+  if (!item || !item->isWritable) return false;
+  return access(name).canBeEdited();
+}
+
+std::optional<std::string> MetadataEditorCore::originalValue(const TagName& name) const {
+  if (access(name) == TagAccess::n) return std::nullopt;
+  return storage.originalValue(name);
+}
+
+std::optional<std::string> MetadataEditorCore::currentValue(const TagName& name) const {
+  if (const auto* written = storage.writtenValuePointer(name)) return *written;
+  return originalValue(name);
+}
+
+void MetadataEditorCore::registerEdition(const TagName& name) const {
+  if (auto owner = editor.lock()) EditionsManager::shared().registerEdition(owner, name);
+}
+
+void MetadataEditorCore::setValue(const std::optional<std::string>& value, const TagName& name) {
+  if (!canEditValue(name)) return;
+  if (lockCounter > 0) return;
+  if (value == currentValue(name)) return;
+  storage.setValue(value, name);
+  registerEdition(name);
+}
+
+void MetadataEditorCore::unsafeSetValue(const std::optional<std::string>& value, const TagName& name) {
+  if (lockCounter > 0) return;
+  storage.setWrittenValueDirectly(value, name);
+  registerEdition(name);
+}
+
+void MetadataEditorCore::forceValue(const TagName& name) {
+  if (!canEditValue(name) || lockCounter > 0) return;
+  storage.setWrittenValueDirectly(currentValue(name).value_or(std::string()), name);
+  registerEdition(name);
+}
+
+void MetadataEditorCore::setFinderTags(const std::optional<std::vector<std::string>>& tags) {
+  // A folder has no original tags to compare with.
+  const bool shouldOptimizedFinderTags = !storage.isFolder();
+  if (shouldOptimizedFinderTags && (!tags || *tags == storage.originalFinderTags()))
+    storage.setFinderTags(std::nullopt);
+  else
+    storage.setFinderTags(tags);
+  registerEdition(TagName::orvfinderTags);
+}
+
+void MetadataEditorCore::postDidChangeLockState() const {
+  if (auto owner = editor.lock())
+    NotificationCenter::defaultCenter().post(MetadataEditor::didChangeLockStateNotification, owner.get());
+}
+
+void MetadataEditorCore::lockEditor() {
+  if (++lockCounter == 1) postDidChangeLockState();
+}
+
+void MetadataEditorCore::unlockEditor() {
+  if (lockCounter-- == 1) postDidChangeLockState();
+}
+
+std::string MetadataEditorCore::debugDescription() const {
+  std::string text;
+  for (const auto& name : storage.currentValuesTagNames()) {
+    text.append(name.stream().rawValue()).append(":").append(name.key().rawValue()).append(":");
+    if (const auto value = currentValue(name)) text.append(*value);
+    text.push_back('\n');
+  }
+  return text;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Editor
+
+MetadataEditor::MetadataEditor(ReadWriteStorage storage, std::optional<std::string> password)
+    : hashURL_(storage.sourceFileURL()), core_(std::move(storage), std::move(password)) {}
+
+void MetadataEditor::adopt() {
+  write([this](MetadataEditorCore& core) {
+    core.storage.owner = shared_from_this();
+    core.editor = shared_from_this();
+  });
+}
+
+std::filesystem::path MetadataEditor::url() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.sourceFileURL(); });
+}
+
+std::string MetadataEditor::filename() const { return url().stem().string(); }
+
+std::string MetadataEditor::fileType() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.fileType(); });
+}
+
+std::optional<std::string> MetadataEditor::password() const {
+  return read([](const MetadataEditorCore& core) { return core.filePassword; });
+}
+
+ReadWriteStorage MetadataEditor::storage() const {
+  return read([](const MetadataEditorCore& core) { return core.storage; });
+}
+
+bool MetadataEditor::isFolder() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.isFolder(); });
+}
+
+bool MetadataEditor::isEdited() const {
+  return read([](const MetadataEditorCore& core) {
+    return core.storage.hasWrittenValues() || core.storage.writtenFinderTags().has_value();
+  });
+}
+
+std::set<TagStream> MetadataEditor::g0OriginalStreams() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.g0OriginalStreams(); });
+}
+
+std::set<TagStream> MetadataEditor::g1OriginalStreams() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.g1OriginalStreams(); });
+}
+
+std::vector<TagName> MetadataEditor::originalTagNames() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.originalValuesTagNames(); });
+}
+
+std::vector<TagName> MetadataEditor::writtenTagNames() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.writtenValuesTagNames(); });
+}
+
+std::vector<TagName> MetadataEditor::currentTagNames() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.currentValuesTagNames(); });
+}
+
+bool MetadataEditor::canEditFinderTags() const { return true; }
+
+std::vector<std::string> MetadataEditor::originalFinderTags() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.originalFinderTags(); });
+}
+
+std::optional<std::vector<std::string>> MetadataEditor::writtenFinderTags() const {
+  return read([](const MetadataEditorCore& core) { return core.storage.writtenFinderTags(); });
+}
+
+void MetadataEditor::setFinderTags(const std::optional<std::vector<std::string>>& tags) {
+  write([&](MetadataEditorCore& core) { core.setFinderTags(tags); });
+}
+
+bool MetadataEditor::isLocked() const {
+  return read([](const MetadataEditorCore& core) { return core.isLocked(); });
+}
+
+void MetadataEditor::lockEditor() {
+  write([](MetadataEditorCore& core) { core.lockEditor(); });
+}
+
+void MetadataEditor::unlockEditor() {
+  write([](MetadataEditorCore& core) { core.unlockEditor(); });
+}
+
+TagAccess MetadataEditor::access(const TagName& name) const {
+  return read([&](const MetadataEditorCore& core) { return core.access(name); });
+}
+
+bool MetadataEditor::canReadValue(const TagName& name) const {
+  return read([&](const MetadataEditorCore& core) { return core.canReadValue(name); });
+}
+
+bool MetadataEditor::canEditValue(const TagName& name) const {
+  return read([&](const MetadataEditorCore& core) { return core.canEditValue(name); });
+}
+
+bool MetadataEditor::isValueEdited(const TagName& name) const {
+  return read([&](const MetadataEditorCore& core) { return core.isValueEdited(name); });
+}
+
+std::optional<std::string> MetadataEditor::originalValue(const TagName& name) const {
+  return read([&](const MetadataEditorCore& core) { return core.originalValue(name); });
+}
+
+std::optional<std::string> MetadataEditor::writtenValue(const TagName& name) const {
+  return read([&](const MetadataEditorCore& core) { return core.writtenValue(name); });
+}
+
+std::optional<std::string> MetadataEditor::currentValue(const TagName& name) const {
+  return read([&](const MetadataEditorCore& core) { return core.currentValue(name); });
+}
+
+std::optional<std::string> MetadataEditor::unsafeGetValue(const TagName& name) const {
+  return read([&](const MetadataEditorCore& core) { return core.unsafeGetValue(name); });
+}
+
+void MetadataEditor::setValue(const std::optional<std::string>& value, const TagName& name) {
+  write([&](MetadataEditorCore& core) { core.setValue(value, name); });
+}
+
+void MetadataEditor::setValue(const std::optional<std::string>& value, const std::vector<TagName>& names) {
+  write([&](MetadataEditorCore& core) {
+    for (const auto& name : names) core.setValue(value, name);
+  });
+}
+
+void MetadataEditor::setValues(const std::vector<std::pair<TagName, std::optional<std::string>>>& values) {
+  write([&](MetadataEditorCore& core) {
+    for (const auto& [name, value] : values) core.setValue(value, name);
+  });
+}
+
+void MetadataEditor::setValues(const std::map<TagName, std::string>& values) {
+  write([&](MetadataEditorCore& core) {
+    for (const auto& [name, value] : values) core.setValue(value, name);
+  });
+}
+
+void MetadataEditor::unsafeSetValue(const std::optional<std::string>& value, const TagName& name) {
+  write([&](MetadataEditorCore& core) { core.unsafeSetValue(value, name); });
+}
+
+void MetadataEditor::forceValue(const TagName& name) {
+  write([&](MetadataEditorCore& core) { core.forceValue(name); });
+}
+
+std::string MetadataEditor::debugDescription() const {
+  return read([](const MetadataEditorCore& core) { return core.debugDescription(); });
+}
+
+void MetadataEditor::debugPrint() const { std::cout << debugDescription() << std::flush; }
+
+std::optional<Image> MetadataEditor::extractFileIcon() const { return std::nullopt; }
+
+std::optional<Image> MetadataEditor::extractThumbnail() const {
+  ORVFatal("SHOULD BE IMPLEMENTED BY SUBCLASS extractThumbnail()");
+}
+
+void MetadataEditor::postDidChangeLockState() const {
+  NotificationCenter::defaultCenter().post(didChangeLockStateNotification, this);
+}
+
+void MetadataEditor::prepareInternalSaveChanges(ReadWriteStorage&) {
+  write([](MetadataEditorCore& core) {
+    core.lockEditor();
+    EditionsManager::shared().beginSession();
+    if (auto owner = core.editor.lock()) {
+      for (const auto& name : core.storage.writtenValuesTagNames()) EditionsManager::shared().registerEdition(owner, name);
+    }
+  });
+}
+
+void MetadataEditor::performInternalFlushChanges(ReadWriteStorage&) {
+  write([](MetadataEditorCore& core) {
+    if (core.lockCounter < 1) std::printf("Flushing changes while storage is not locked.\n");
+    core.storage.flushNewToOriginalValues();
+  });
+}
+
+void MetadataEditor::concludeInternalSaveChanges(ReadWriteStorage&) {
+  write([](MetadataEditorCore& core) {
+    EditionsManager::shared().endSession();
+    core.unlockEditor();
+  });
+}
+
+const std::set<std::string, std::less<>>& MetadataEditor::supportedImages() {
+  static const std::set<std::string, std::less<>> images = [] {
+    const auto& arranged = ExifToolCLI::arrangedTypes();
+    const auto found = arranged.find(MediaKind::image);
+    return found == arranged.end() ? std::set<std::string, std::less<>>{} : found->second;
+  }();
+  return images;
+}
+
+const std::vector<std::string>& MetadataEditor::supportedImagesList() {
+  static const std::vector<std::string> list(supportedImages().begin(), supportedImages().end());
+  return list;
+}
+
+}  // namespace orvelin

@@ -1,0 +1,259 @@
+#include "orvelin/storage/metadata_et_writer.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+
+#include "orvelin/editor/et_editors.h"
+#include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/support/debug_log.h"
+#include "orvelin/support/file_system.h"
+#include "orvelin/support/files.h"
+#include "orvelin/support/text_encoding.h"
+#include "orvelin/support/user_defaults.h"
+#include "orvelin/values/date_time_value_converter.h"
+
+namespace orvelin {
+
+namespace fs = std::filesystem;
+
+// ---------------------------------------------------------------------------------------------
+// Shared writer logic
+
+namespace {
+
+std::optional<Date> dateOf(const ReadWriteStorage& storage, const TagName& name) {
+  const std::string* text = storage.writtenValuePointer(name);
+  if (!text) text = storage.originalValuePointer(name);
+  if (!text) return std::nullopt;
+  return DateTimeValueConverter().typedValueFromStringValue(*text);
+}
+
+}  // namespace
+
+FileAttributes MetadataWriter::fileAttributes(const ReadWriteStorage& storage) const {
+  FileAttributes attributes;
+  if (shouldUpdateSourceSystemCreateDate) attributes.creationDate = dateOf(storage, TagName::exifCreateDate);
+  if (shouldUpdateSourceSystemModifyDate) attributes.modificationDate = dateOf(storage, TagName::exifModifyDate);
+  return attributes;
+}
+
+URLAttributes MetadataWriter::urlAttributes(const ReadWriteStorage& storage) const {
+  URLAttributes attributes;
+  if (shouldUpdateSourceFinderTags && storage.writtenFinderTags()) attributes.tagNames = *storage.writtenFinderTags();
+  return attributes;
+}
+
+void MetadataWriter::writeFileAttributes(const ReadWriteStorage& storage) const {
+  const auto attributes = fileAttributes(storage);
+  if (attributes.empty()) return;
+  const auto& url = storage.sourceFileURL();
+  if (attributes.creationDate) ORVDebugLog("File creation date of " + url.string() + " cannot be set on this system");
+  if (!attributes.modificationDate) return;
+  const auto since = attributes.modificationDate->time_since_epoch();
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
+  const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds);
+  const timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds.count()), static_cast<long>(nanoseconds.count())}};
+  if (::utimensat(AT_FDCWD, url.c_str(), times, 0) != 0)
+    throw fs::filesystem_error("cannot set the modification date", url, std::error_code(errno, std::generic_category()));
+}
+
+void MetadataWriter::writeURLAttributes(const ReadWriteStorage& storage) const {
+  const auto attributes = urlAttributes(storage);
+  if (attributes.empty()) return;
+  std::error_code error;
+  writeFinderTags(storage.sourceFileURL(), *attributes.tagNames, error);
+  if (error) throw fs::filesystem_error("cannot set the Finder tags", storage.sourceFileURL(), error);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Errors
+
+MetadataETWriterError::MetadataETWriterError(Code code) : std::runtime_error(errorDescription(code)), code_(code) {}
+
+const char* MetadataETWriterError::errorDescription(Code code) {
+  switch (code) {
+    case Code::copySourceImageFailed: return "Copy of source failed";
+    case Code::jsonEncodingFailed: return "JSON encoding failed";
+    case Code::jsonFileCreationFailed: return "JSON file creation failed";
+    case Code::outputIsMissing: return "Output is missing";
+  }
+  return "";
+}
+
+// ---------------------------------------------------------------------------------------------
+// The exiftool writer
+
+namespace {
+
+// Writes a failure of the JSON step to the log and to standard output when the log is on.
+void reportJSONFailure(const char* text) {
+  if (!ORVIsDebugLogEnabled()) return;
+  ORVDebugLogWrite(text);
+}
+
+void logOutput(const ExifToolCLI& cli) {
+  ORVDebugLog([&] {
+    const auto& error = cli.stdErrData();
+    return error && !error->empty() ? decodeUTF8OrMacRoman(*error).value_or("") : std::string("NO STD ERR");
+  }());
+  ORVDebugLog([&] {
+    const auto& output = cli.stdOutData();
+    return output && !output->empty() ? decodeUTF8OrMacRoman(*output).value_or("") : std::string("NO STD OUT");
+  }());
+}
+
+}  // namespace
+
+std::vector<std::string> MetadataETWriter::buildArguments(const fs::path& jsonURL) const {
+  std::vector<std::string> arguments{"-G", "-s", "-n", "-f"};
+  if (forceIPTCUTF8) arguments.push_back("-IPTC:CodedCharacterSet=UTF8");
+  if (shouldUpdateImagesFinderTags) {
+    arguments.push_back("-use");
+    arguments.push_back("MWG");
+  }
+  arguments.push_back("-json=" + jsonURL.string());
+  return arguments;
+}
+
+nlohmann::json MetadataETWriter::jsonValues(const ReadWriteStorage& storage) const {
+  auto values = storage.buildETValues();
+  auto dateEntry = [&](bool wanted, const TagName& name, const char* key) {
+    if (!wanted) return;
+    const std::string* text = storage.writtenValuePointer(name);
+    if (!text) text = storage.originalValuePointer(name);
+    if (text)
+      values[key] = *text;
+    else
+      values.erase(key);
+  };
+  // Linux keeps no birth time that a program could set: the creation date is not sent.
+  if (shouldUpdateImagesSystemCreateDate) ORVDebugLog("File:FileCreateDate cannot be set on this system");
+  dateEntry(shouldUpdateImagesSystemModifyDate, TagName::exifModifyDate, "File:FileModifyDate");
+  return values;
+}
+
+fs::path MetadataETWriter::createJSONFile(const nlohmann::json& values) const {
+  const auto url = temporaryURL("json", ORVTemporaryDirectory());
+  ORVDebugLog("Creation of JSON at: " + url.string());
+  ORVDebugLog("JSON Content:\n" + values.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  std::string text;
+  try {
+    text = values.dump(2);
+  } catch (const nlohmann::json::exception&) {
+    reportJSONFailure("JSON encoding failed");
+    throw MetadataETWriterError(MetadataETWriterError::Code::jsonEncodingFailed);
+  }
+  if (!writeFileAtomically(url, text)) {
+    reportJSONFailure("JSON file creation failed");
+    throw MetadataETWriterError(MetadataETWriterError::Code::jsonFileCreationFailed);
+  }
+  return url;
+}
+
+void MetadataETWriter::writeMetadataValue(const ReadWriteStorage& storage) {
+  const auto values = jsonValues(storage);
+  if (values.empty()) return;
+  const auto jsonURL = createJSONFile(values);
+  ScopedFileRemover jsonRemover(jsonURL);
+  auto* fileSystem = ORVGetFileSystem();
+
+  const auto& source = storage.sourceFileURL();
+  auto work = source;
+  if (shouldMoveSource) {
+    const auto backup = ORVGetBackupFolderURL();
+    std::error_code error;
+    fileSystem->createDirectories(backup, error);
+    if (error) throw fs::filesystem_error("cannot make the backup folder", backup, error);
+    auto extension = source.extension().string();
+    if (!extension.empty()) extension.erase(0, 1);
+    work = temporaryURL(extension, backup);
+    fileSystem->moveItem(source, work, error);
+    if (error) throw fs::filesystem_error("cannot move the file to the backup folder", source, work, error);
+  }
+
+  auto arguments = buildArguments(jsonURL);
+  arguments.push_back(work.string());
+  ExifToolCLI cli;
+  cli.password = password;
+  cli.enableCorrection = enableCorrection;
+  cli.recurseSubfolders = recurseSubfolders;
+  cli.filterPathExtension = filterPathExtension;
+  cli.overwriteInPlace = true;
+  cli.run(arguments);
+  logOutput(cli);
+  ORVDebugLog("Saving changes");
+
+  if (!waitFileExists(work, 3.0)) {
+    ORVDebugLog("No output file at " + work.string());
+    throw MetadataETWriterError(MetadataETWriterError::Code::outputIsMissing);
+  }
+  if (work != source) {
+    std::error_code error;
+    fileSystem->moveItem(work, source, error);
+    if (error) throw fs::filesystem_error("cannot move the file back from the backup folder", work, source, error);
+  }
+  if (shouldUpdateImagesFinderTags && storage.writtenFinderTags()) {
+    std::error_code error;
+    writeFinderTags(source, *storage.writtenFinderTags(), error);
+    if (error) throw fs::filesystem_error("cannot set the Finder tags", source, error);
+  }
+}
+
+void MetadataETWriter::writeStorage(const ReadWriteStorage& storage) {
+  ORVDebugLog("Start writing source at " + storage.sourceFileURL().string());
+  auto owner = storage.owner.lock();
+  // The owner is told with the storage it owns; the writer works on a copy.
+  ReadWriteStorage ownerStorage = storage;
+  if (owner) owner->prepareInternalSaveChanges(ownerStorage);
+  try {
+    writeMetadataValue(storage);
+    writeFileAttributes(storage);
+    writeURLAttributes(storage);
+  } catch (...) {
+    if (owner) owner->concludeInternalSaveChanges(ownerStorage);
+    throw;
+  }
+  if (owner) owner->performInternalFlushChanges(ownerStorage);
+  ORVDebugLog("End writing source at " + storage.sourceFileURL().string());
+  if (owner) owner->concludeInternalSaveChanges(ownerStorage);
+}
+
+void MetadataETWriter::writeImageFileEditor(const ETImageMetadataEditor& editor) {
+  password = editor.password();
+  const auto storage = editor.storage();
+  overwriteInPlace = true;
+  recurseSubfolders = false;
+  filterPathExtension = std::nullopt;
+  shouldMoveSource = true;
+  writeStorage(storage);
+}
+
+void MetadataETWriter::writeImageFolderEditor(const ETFolderMetadataEditor& editor) {
+  password = editor.password();
+  const auto storage = editor.storage();
+  overwriteInPlace = !editor.createBackupFiles;
+  recurseSubfolders = editor.recurseSubfolders;
+  filterPathExtension = editor.filterPathExtension;
+  shouldMoveSource = false;
+  writeStorage(storage);
+}
+
+void MetadataETWriter::exportSidecar(const ReadWriteStorage& storage, const fs::path& url) {
+  const auto values = jsonValues(storage);
+  if (values.empty()) return;
+  const auto jsonURL = createJSONFile(values);
+  ScopedFileRemover jsonRemover(jsonURL);
+  auto arguments = buildArguments(jsonURL);
+  if (!storage.isFolder()) arguments.insert(arguments.begin(), {"-tagsfromfile", storage.sourceFileURL().string()});
+  arguments.push_back(url.string());
+  ExifToolCLI cli;
+  cli.password = password;
+  cli.enableCorrection = enableCorrection;
+  cli.overwriteInPlace = true;
+  cli.run(arguments);
+  logOutput(cli);
+}
+
+}  // namespace orvelin

@@ -1,0 +1,151 @@
+#include "orvelin/support/file_system.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <string>
+
+#include "orvelin/support/files.h"
+
+namespace orvelin {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::error_code lastError() { return std::error_code(errno, std::generic_category()); }
+
+// Copies the user extended attributes (the Finder tags among them) from one open file to
+// another; what cannot be copied is left behind.
+void copyUserAttributes(int from, int to) {
+  const ssize_t size = ::flistxattr(from, nullptr, 0);
+  if (size <= 0) return;
+  std::string names(static_cast<size_t>(size), '\0');
+  const ssize_t got = ::flistxattr(from, names.data(), names.size());
+  if (got <= 0) return;
+  names.resize(static_cast<size_t>(got));
+  for (std::size_t at = 0; at < names.size();) {
+    const std::string name = names.c_str() + at;
+    at += name.size() + 1;
+    if (name.rfind("user.", 0) != 0) continue;
+    const ssize_t length = ::fgetxattr(from, name.c_str(), nullptr, 0);
+    if (length < 0) continue;
+    std::string value(static_cast<size_t>(length), '\0');
+    const ssize_t read = ::fgetxattr(from, name.c_str(), value.data(), value.size());
+    if (read < 0) continue;
+    ::fsetxattr(to, name.c_str(), value.data(), static_cast<size_t>(read), 0);
+  }
+}
+
+// Copies `from` to `to` through a temporary file in `to`'s folder, synced before it is renamed
+// into place, keeping the permission bits and the modification time.
+void copyFileWhole(const fs::path& from, const fs::path& to, std::error_code& error) {
+  UniqueFd source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!source.valid()) {
+    error = lastError();
+    return;
+  }
+  struct stat info {};
+  if (::fstat(source.get(), &info) != 0) {
+    error = lastError();
+    return;
+  }
+  const auto temporary = to.parent_path() / ("." + to.filename().string() + "." + ORVMakeUUIDString() + ".part");
+  ScopedFileRemover remover(temporary);
+  UniqueFd target(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, info.st_mode & 07777));
+  if (!target.valid()) {
+    error = lastError();
+    return;
+  }
+  char buffer[1 << 16];
+  for (;;) {
+    const ssize_t n = ::read(source.get(), buffer, sizeof buffer);
+    if (n == 0) break;
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      error = lastError();
+      return;
+    }
+    for (ssize_t done = 0; done < n;) {
+      const ssize_t written = ::write(target.get(), buffer + done, static_cast<size_t>(n - done));
+      if (written < 0) {
+        if (errno == EINTR) continue;
+        error = lastError();
+        return;
+      }
+      done += written;
+    }
+  }
+  copyUserAttributes(source.get(), target.get());
+  const timespec times[2] = {info.st_atim, info.st_mtim};
+  ::futimens(target.get(), times);
+  if (::fsync(target.get()) != 0 || ::close(target.release()) != 0) {
+    error = lastError();
+    return;
+  }
+  if (::rename(temporary.c_str(), to.c_str()) != 0) {
+    error = lastError();
+    return;
+  }
+  remover.dismiss();
+}
+
+class PosixFileSystem final : public FileSystem {
+ public:
+  void createDirectories(const fs::path& url, std::error_code& error) override {
+    error.clear();
+    fs::create_directories(url, error);
+    if (!error && !fs::is_directory(url, error) && !error) error = std::make_error_code(std::errc::not_a_directory);
+  }
+
+  void moveItem(const fs::path& from, const fs::path& to, std::error_code& error) override {
+    error.clear();
+    struct stat existing {};
+    if (::lstat(to.c_str(), &existing) == 0) {
+      error = std::make_error_code(std::errc::file_exists);
+      return;
+    }
+    if (::rename(from.c_str(), to.c_str()) == 0) return;
+    if (errno != EXDEV) {
+      error = lastError();
+      return;
+    }
+    copyFileWhole(from, to, error);
+    if (error) return;
+    if (::unlink(from.c_str()) != 0) {
+      error = lastError();
+      // Keep one copy only: the source stays, the copy goes.
+      ::unlink(to.c_str());
+    }
+  }
+
+  void removeItem(const fs::path& url, std::error_code& error) override {
+    error.clear();
+    if (::unlink(url.c_str()) != 0 && errno != ENOENT) error = lastError();
+  }
+};
+
+std::atomic<FileSystem*>& installed() {
+  static std::atomic<FileSystem*> fileSystem{nullptr};
+  return fileSystem;
+}
+
+}  // namespace
+
+FileSystem* FileSystem::Default() {
+  static auto* fileSystem = new PosixFileSystem;
+  return fileSystem;
+}
+
+FileSystem* ORVGetFileSystem() {
+  FileSystem* fileSystem = installed().load();
+  return fileSystem ? fileSystem : FileSystem::Default();
+}
+
+void ORVSetFileSystem(FileSystem* fileSystem) { installed().store(fileSystem); }
+
+}  // namespace orvelin
