@@ -10,6 +10,10 @@
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/exiftool/one_command_jobs.h"
 #include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/editor/metadata_editor.h"
+#include "orvelin/support/parallel.h"
+#include "orvelin/tasks/image_tasks.h"
+#include "batch.h"
 
 namespace orvelin::tool {
 
@@ -33,44 +37,106 @@ struct ReadOptions {
   std::string language;
   bool rawProfile = false;
   bool printValues = false;
+  bool quiet = false;
 };
 
-int readFiles(const ReadOptions& options) {
+// What was read of one file, or why it could not be.
+struct ReadResult {
+  std::optional<ReadWriteStorage> storage;
+  std::string error;
+};
+
+std::string errorText(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& exception) {
+    return exception.what();
+  } catch (...) {
+    return "Unknown error";
+  }
+}
+
+// Reads a file outside the import tasks: files of other kinds than images, and reads in
+// another language or profile than the editors'.
+ReadResult readDirectly(const MetadataETReader& reader, const fs::path& url) {
+  ReadResult result;
+  try {
+    auto storage = reader.readReadWriteStorage(url);
+    storage.readFinderTags();
+    result.storage = std::move(storage);
+  } catch (...) {
+    result.error = errorText(std::current_exception());
+  }
+  return result;
+}
+
+std::vector<ReadResult> readAll(const ReadOptions& options, const std::vector<fs::path>& urls) {
   MetadataETReader reader;
   if (!options.printValues) reader.setupDefaultForEditorReading();
-  if (!options.language.empty()) {
-    reader.language = parseLanguage(options.language);
-    if (!reader.language) {
-      std::fprintf(stderr, "orvelin: unknown language %s\n", options.language.c_str());
-      return 2;
-    }
+  if (!options.language.empty()) reader.language = parseLanguage(options.language);
+  const bool editorsProfile = !options.printValues && !reader.language;
+
+  std::vector<ReadResult> results(urls.size());
+  // Images (and folders) are imported as editors, by import tasks, as a host does.
+  std::vector<std::size_t> imported, direct;
+  for (std::size_t i = 0; i < urls.size(); ++i)
+    (editorsProfile && ImportImageTaskItem::canImportImage(urls[i]) ? imported : direct).push_back(i);
+  if (!imported.empty()) {
+    ImportImageTasksGenerator generator;
+    for (auto i : imported) generator.urls.push_back(urls[i]);
+    auto group = generator.generateGroup();
+    runGroup(group, options.quiet, [&] {
+      for (std::size_t k = 0; k < imported.size(); ++k) {
+        const auto& task = dynamic_cast<const ImportImageTaskItem&>(*group->tasks[k]);
+        auto& result = results[imported[k]];
+        if (auto editor = task.editor())
+          result.storage = editor->storage();
+        else
+          result.error = task.errorDescription();
+      }
+    });
+  }
+  const auto others = pMap(direct, [&](std::size_t i) { return readDirectly(reader, urls[i]); });
+  for (std::size_t k = 0; k < direct.size(); ++k) results[direct[k]] = others[k];
+  return results;
+}
+
+int readFiles(const ReadOptions& options) {
+  if (!options.language.empty() && !parseLanguage(options.language)) {
+    std::fprintf(stderr, "orvelin: unknown language %s\n", options.language.c_str());
+    return 2;
   }
   TagsResources::shared().reload();
 
   int status = 0;
-  nlohmann::json all = nlohmann::json::array();
-  bool first = true;
+  std::vector<fs::path> urls;
+  std::vector<std::string> names;
   for (const auto& file : options.files) {
-    const fs::path url = fs::absolute(file);
     std::error_code missing;
-    if (!fs::exists(url, missing)) {
+    if (!fs::exists(file, missing)) {
       reportFailure(file, "No such file or folder");
       status = 1;
       continue;
     }
-    ReadWriteStorage storage(url);
-    try {
-      storage = reader.readReadWriteStorage(url);
-      storage.readFinderTags();
-    } catch (const std::exception& error) {
-      reportFailure(file, error.what());
+    urls.push_back(fs::absolute(file));
+    names.push_back(file);
+  }
+  const auto results = readAll(options, urls);
+
+  nlohmann::json all = nlohmann::json::array();
+  bool first = true;
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    const auto& result = results[i];
+    if (!result.storage) {
+      reportFailure(names[i], result.error);
       status = 1;
       continue;
     }
+    const auto& storage = *result.storage;
     if (options.json) {
       nlohmann::json values = nlohmann::json::object();
       for (const auto& [name, value] : storage.originalValuesDict()) values[name.rawValue()] = value;
-      all.push_back({{"SourceFile", url.string()},
+      all.push_back({{"SourceFile", urls[i].string()},
                      {"values", std::move(values)},
                      {"finderTags", storage.originalFinderTags()},
                      {"g0Streams", streamNames(storage.g0OriginalStreams())},
@@ -139,6 +205,7 @@ void addReadCommands(CLI::App& app, Outcome& outcome) {
                  "Read with the editors' profile: raw values, short names, no composite tags (the default)");
   read->add_flag("--print-values", options->printValues,
                  "Read values as exiftool prints them for people instead of the editors' raw profile");
+  read->add_flag("--quiet", options->quiet, "Print nothing but the values and errors");
   read->callback([&outcome, options] { outcome.run = [options] { return readFiles(*options); }; });
 
   auto cleanFilesList = std::make_shared<std::vector<std::string>>();

@@ -1,0 +1,205 @@
+#include "orvelin/tasks/image_tasks.h"
+
+#include "orvelin/editor/et_editors.h"
+#include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/storage/metadata_et_writer.h"
+#include "orvelin/support/localization.h"
+#include "orvelin/support/parallel.h"
+#include "orvelin/support/string_extensions.h"
+
+namespace orvelin {
+
+namespace fs = std::filesystem;
+
+template <>
+const char* TaskError<ImportImageTaskErrorCode>::errorDescription(ImportImageTaskErrorCode code) {
+  switch (code) {
+    case ImportImageTaskErrorCode::inputIsInvalid: return "Input is invalid";
+    case ImportImageTaskErrorCode::fileURLIsMissing: return "File URL is missing";
+    case ImportImageTaskErrorCode::fileIsNotSupported: return "File is not supported";
+  }
+  return "";
+}
+
+template <>
+const char* TaskError<SaveImageEditionsTaskErrorCode>::errorDescription(SaveImageEditionsTaskErrorCode code) {
+  switch (code) {
+    case SaveImageEditionsTaskErrorCode::inputIsInvalid: return "Input is invalid";
+    case SaveImageEditionsTaskErrorCode::editorIsMissing: return "Editor is missing";
+    case SaveImageEditionsTaskErrorCode::editorIsUnknown: return "Editor is unknown";
+  }
+  return "";
+}
+
+namespace {
+
+std::string lowercasedExtension(const fs::path& url) {
+  auto extension = url.extension().string();
+  if (!extension.empty()) extension.erase(0, 1);
+  return asciiLowercased(extension);
+}
+
+std::optional<std::string> pathOf(const std::optional<fs::path>& url) {
+  if (!url) return std::nullopt;
+  return url->string();
+}
+
+MetadataETReader editorReader(const std::optional<std::string>& password) {
+  MetadataETReader reader(password);
+  reader.enableRawValues = true;
+  reader.enableShortTags = true;
+  reader.disableComposite = true;
+  return reader;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Import
+
+bool ImportImageTaskItem::canImportImage(const fs::path& url) {
+  const auto extension = lowercasedExtension(url);
+  return extension.empty() || MetadataEditor::supportedImages().contains(extension);
+}
+
+bool ImportImageTaskItem::canImportImages(const std::vector<fs::path>& urls) {
+  return std::any_of(urls.begin(), urls.end(), [](const auto& url) { return canImportImage(url); });
+}
+
+std::optional<ImportImageTaskInput> ImportImageTaskItem::input() const { return input_; }
+
+std::shared_ptr<MetadataEditor> ImportImageTaskItem::editor() const {
+  std::lock_guard lock(mutex_);
+  return editor_;
+}
+
+void ImportImageTaskItem::internalProcess() {
+  if (!input_) throw ImportImageTaskError(ImportImageTaskErrorCode::inputIsInvalid);
+  if (!input_->fileURL) throw ImportImageTaskError(ImportImageTaskErrorCode::fileURLIsMissing);
+  const auto& url = *input_->fileURL;
+  const auto extension = lowercasedExtension(url);
+  const auto reader = editorReader(input_->password);
+  std::shared_ptr<MetadataEditor> made;
+  if (extension.empty()) {
+    made = reader.readImageFolder(url);  // reads nothing: the folder's edits go to all its files
+  } else {
+    if (!MetadataEditor::supportedImages().contains(extension))
+      throw ImportImageTaskError(ImportImageTaskErrorCode::fileIsNotSupported);
+    made = reader.readImageFile(url);
+  }
+  std::lock_guard lock(mutex_);
+  editor_ = std::move(made);
+}
+
+std::string ImportImageTaskItem::title() const {
+  return kindTitle("ImportImage", input_ ? pathOf(input_->fileURL) : std::nullopt);
+}
+
+std::string ImportImageTaskItem::subtitle() const {
+  return kindSubtitle(input_ ? pathOf(input_->fileURL) : std::nullopt);
+}
+
+void ImportImageTaskItem::flushResources() {
+  std::lock_guard lock(mutex_);
+  editor_.reset();
+}
+
+std::string ImportImageTasksGenerator::defaultGroupLabel() const { return ORVTL("ImportImageTasksGeneratorGroupLabel"); }
+
+std::vector<std::shared_ptr<ImportImageTaskItem>> ImportImageTasksGenerator::generateTasks() const {
+  return pCompactMap(urls, [this](const fs::path& url) -> std::optional<std::shared_ptr<ImportImageTaskItem>> {
+    if (!ImportImageTaskItem::canImportImage(url)) return std::nullopt;
+    return std::make_shared<ImportImageTaskItem>(ImportImageTaskInput{url, password});
+  });
+}
+
+bool TasksGroup::hasEditorsImportTasks() const {
+  return std::any_of(tasks.begin(), tasks.end(),
+                     [](const auto& task) { return dynamic_cast<const ImportImageTaskItem*>(task.get()) != nullptr; });
+}
+
+std::vector<std::shared_ptr<MetadataEditor>> TasksGroup::importedEditors() const {
+  std::vector<std::shared_ptr<MetadataEditor>> editors;
+  for (const auto& task : tasks) {
+    if (const auto* import = dynamic_cast<const ImportImageTaskItem*>(task.get()))
+      if (auto editor = import->editor()) editors.push_back(std::move(editor));
+  }
+  return editors;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Save
+
+SaveImageEditionsTaskItem::SaveImageEditionsTaskItem(SaveImageEditionsTaskInput input)
+    : input_(std::move(input)),
+      inputURL_(input_->editor ? std::optional<fs::path>(input_->editor->url()) : std::nullopt) {}
+
+std::optional<SaveImageEditionsTaskInput> SaveImageEditionsTaskItem::input() const {
+  std::lock_guard lock(mutex_);
+  return input_;
+}
+
+void SaveImageEditionsTaskItem::internalProcess() {
+  const auto input = this->input();
+  if (!input) throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::inputIsInvalid);
+  const auto& editor = input->editor;
+  if (!editor) throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::editorIsMissing);
+
+  const bool lock = input->lockBeforeProcessing.value_or(true);
+  if (lock) editor->lockEditor();
+  try {
+    const bool updateCreate = input->updateSystemCreateDate.value_or(false);
+    const bool updateModify = input->updateSystemModifyDate.value_or(false);
+    MetadataETWriter writer;
+    writer.password = editor->password();
+    writer.renamingPattern = input->renamingPattern;
+    writer.enableCorrection = input->enableCorrection.value_or(false);
+    writer.forceIPTCUTF8 = input->forceIPTCUTF8.value_or(true);
+    writer.shouldUpdateImagesSystemCreateDate = updateCreate;
+    writer.shouldUpdateImagesSystemModifyDate = updateModify;
+    writer.shouldUpdateImagesFinderTags = true;
+    if (const auto* folder = dynamic_cast<const ETFolderMetadataEditor*>(editor.get())) {
+      writer.shouldUpdateSourceSystemCreateDate = false;
+      writer.shouldUpdateSourceSystemModifyDate = false;
+      writer.shouldUpdateSourceFinderTags = false;
+      writer.writeImageFolderEditor(*folder);
+    } else if (const auto* file = dynamic_cast<const ETImageMetadataEditor*>(editor.get())) {
+      writer.shouldUpdateSourceSystemCreateDate = updateCreate;
+      writer.shouldUpdateSourceSystemModifyDate = updateModify;
+      writer.shouldUpdateSourceFinderTags = true;
+      writer.writeImageFileEditor(*file);
+    } else {
+      throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::editorIsUnknown);
+    }
+  } catch (...) {
+    if (lock) editor->unlockEditor();
+    throw;
+  }
+  if (lock) editor->unlockEditor();
+}
+
+std::string SaveImageEditionsTaskItem::title() const { return kindTitle("SaveImageEditions", pathOf(inputURL_)); }
+
+std::string SaveImageEditionsTaskItem::subtitle() const { return kindSubtitle(pathOf(inputURL_)); }
+
+void SaveImageEditionsTaskItem::flushResources() {
+  std::lock_guard lock(mutex_);
+  if (input_) input_->editor.reset();
+}
+
+std::string SaveImageEditionsTasksGenerator::defaultGroupLabel() const {
+  return ORVTL("SaveImageEditionsTasksGeneratorGroupLabel");
+}
+
+std::vector<std::shared_ptr<SaveImageEditionsTaskItem>> SaveImageEditionsTasksGenerator::generateTasks() const {
+  return pCompactMap(editors,
+                     [this](const std::shared_ptr<MetadataEditor>& editor)
+                         -> std::optional<std::shared_ptr<SaveImageEditionsTaskItem>> {
+                       if (!editor || !editor->isEdited() || editor->isLocked()) return std::nullopt;
+                       return std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{
+                           editor, enableCorrection, forceIPTCUTF8, updateSystemCreateDate, updateSystemModifyDate,
+                           renamingPattern, lockBeforeProcessing});
+                     });
+}
+
+}  // namespace orvelin

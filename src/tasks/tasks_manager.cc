@@ -1,0 +1,116 @@
+#include "orvelin/tasks/tasks_manager.h"
+
+#include <algorithm>
+
+#include "orvelin/support/localization.h"
+#include "orvelin/support/main_queue.h"
+#include "orvelin/support/notification_center.h"
+
+namespace orvelin {
+
+const std::string TasksGroup::didProgressNotification = "TasksGroupDidProgressNotification";
+const std::string TasksManager::didAddGroupNotification = "TasksManagerDidAddGroupNotification";
+const std::string TasksManager::didRemoveGroupNotification = "TasksManagerDidRemoveGroupNotification";
+const std::string TasksManager::groupKey = "Group";
+
+// ---------------------------------------------------------------------------------------------
+// Group
+
+TasksGroup::TasksGroup(std::string label, std::vector<std::shared_ptr<TaskItem>> tasks)
+    : label(std::move(label)), creationDate(std::chrono::system_clock::now()), tasks(std::move(tasks)) {}
+
+void TasksGroup::setDoneUnit(std::int64_t doneUnit) {
+  doneUnit_ = doneUnit;
+  if (auto target = delegate.lock()) target->tasksGroupDidProgress(*this);
+  NotificationCenter::defaultCenter().post(didProgressNotification, this);
+}
+
+std::size_t TasksGroup::tasksCount(TaskStatus status) const {
+  return static_cast<std::size_t>(
+      std::count_if(tasks.begin(), tasks.end(), [status](const auto& task) { return task->status() == status; }));
+}
+
+void TasksGroup::cancel() {
+  for (const auto& task : tasks) task->cancel();
+}
+
+void TasksGroup::flushResources() {
+  for (const auto& task : tasks) task->flushResources();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Manager
+
+TasksManager& TasksManager::shared() {
+  static auto* manager = new TasksManager;
+  return *manager;
+}
+
+TasksManager::TasksManager() : tasksQueue_(8, ORVBundleLabel("TasksManager", "tasksQueue")) {}
+
+TasksManager::~TasksManager() {
+  tasksQueue_.cancelAllOperations();
+  tasksQueue_.waitUntilAllOperationsAreFinished();
+}
+
+std::vector<std::shared_ptr<TasksGroup>> TasksManager::groups() const {
+  std::lock_guard lock(mutex_);
+  return groups_;
+}
+
+bool TasksManager::isRunning() const {
+  std::lock_guard lock(mutex_);
+  return !groups_.empty();
+}
+
+void TasksManager::addToPendingList(const std::shared_ptr<TasksGroup>& group) {
+  if (!group || group->tasks.empty()) return;
+  {
+    std::lock_guard lock(mutex_);
+    groups_.push_back(group);
+  }
+  performDidAdd(group);
+  // Each block keeps its group and task alive; the manager outlives its blocks (its destructor
+  // waits for them).
+  for (const auto& task : group->tasks) {
+    tasksQueue_.addOperation([this, group, task] {
+      task->performFromBackground();
+      MainQueue::shared().sync([&] { taskCameBack(group); });
+    });
+  }
+}
+
+void TasksManager::taskCameBack(const std::shared_ptr<TasksGroup>& group) {
+  group->setDoneUnit(group->doneUnit() + 1);
+  if (!group->isFinished()) return;
+  {
+    std::lock_guard lock(mutex_);
+    if (auto found = std::find(groups_.begin(), groups_.end(), group); found != groups_.end()) groups_.erase(found);
+  }
+  performDidRemove(group);
+  group->flushResources();
+}
+
+void TasksManager::cancelAllTasks() {
+  for (const auto& group : groups())
+    for (const auto& task : group->tasks) task->cancel();
+  tasksQueue_.cancelAllOperations();
+}
+
+void TasksManager::waitAllGroups() { tasksQueue_.waitUntilAllOperationsAreFinished(); }
+
+void TasksManager::informsDelegateDidRemove(TasksGroup& group) {
+  if (auto target = delegate.lock()) target->tasksManagerDidRemove(*this, group);
+}
+
+void TasksManager::performDidAdd(const std::shared_ptr<TasksGroup>& group) {
+  if (auto target = delegate.lock()) target->tasksManagerDidAdd(*this, *group);
+  NotificationCenter::defaultCenter().post(didAddGroupNotification, this, {{groupKey, group}});
+}
+
+void TasksManager::performDidRemove(const std::shared_ptr<TasksGroup>& group) {
+  if (auto target = delegate.lock()) target->tasksManagerDidRemove(*this, *group);
+  NotificationCenter::defaultCenter().post(didRemoveGroupNotification, this, {{groupKey, group}});
+}
+
+}  // namespace orvelin
