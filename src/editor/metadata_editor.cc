@@ -1,6 +1,5 @@
 #include "orvelin/editor/metadata_editor.h"
 
-#include <cstdio>
 #include <iostream>
 
 #include "orvelin/catalogue/tags_resources.h"
@@ -79,8 +78,7 @@ void MetadataEditorCore::setFinderTags(const std::optional<std::vector<std::stri
 }
 
 void MetadataEditorCore::postDidChangeLockState() const {
-  if (auto owner = editor.lock())
-    NotificationCenter::defaultCenter().post(MetadataEditor::didChangeLockStateNotification, owner.get());
+  if (auto owner = editor.lock()) owner->postDidChangeLockState();
 }
 
 void MetadataEditorCore::lockEditor() {
@@ -118,7 +116,11 @@ std::filesystem::path MetadataEditor::url() const {
   return read([](const MetadataEditorCore& core) { return core.storage.sourceFileURL(); });
 }
 
-std::string MetadataEditor::filename() const { return url().stem().string(); }
+std::string MetadataEditor::filename() const {
+  auto path = url();
+  if (!path.has_filename()) path = path.parent_path();  // a folder given with a final slash
+  return path.stem().string();
+}
 
 std::string MetadataEditor::fileType() const {
   return read([](const MetadataEditorCore& core) { return core.storage.fileType(); });
@@ -278,7 +280,7 @@ void MetadataEditor::prepareInternalSaveChanges(ReadWriteStorage&) {
 
 void MetadataEditor::performInternalFlushChanges(ReadWriteStorage&) {
   write([](MetadataEditorCore& core) {
-    if (core.lockCounter < 1) std::printf("Flushing changes while storage is not locked.\n");
+    if (core.lockCounter < 1) std::cout << "Flushing changes while storage is not locked." << std::endl;
     core.storage.flushNewToOriginalValues();
   });
 }

@@ -91,6 +91,14 @@ int Image::width() const { return vips_image_get_width(impl_->pixels.image); }
 int Image::height() const { return vips_image_get_height(impl_->pixels.image); }
 int Image::bands() const { return vips_image_get_bands(impl_->pixels.image); }
 
+std::string Image::pixelData() const {
+  // The image was copied into memory when it was made: its pixels are one block, read here
+  // without touching the image.
+  VipsImage* image = impl_->pixels.image;
+  if (!image->data) return std::string();
+  return std::string(reinterpret_cast<const char*>(image->data), VIPS_IMAGE_SIZEOF_IMAGE(image));
+}
+
 std::optional<std::string> Image::jpegData() const {
   void* buffer = nullptr;
   size_t length = 0;

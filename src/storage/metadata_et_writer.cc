@@ -4,12 +4,16 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <mutex>
+#include <set>
+#include <sstream>
 
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
+#include "orvelin/support/string_extensions.h"
 #include "orvelin/support/text_encoding.h"
 #include "orvelin/support/user_defaults.h"
 #include "orvelin/values/date_time_value_converter.h"
@@ -93,6 +97,70 @@ void reportJSONFailure(const char* text) {
   ORVDebugLogWrite(text);
 }
 
+// The extensions (upper case) of the file types that exiftool writes, as `exiftool -listwf`
+// prints them; asked once per process, again while the answer is empty.
+std::set<std::string> writableExtensions() {
+  static std::mutex mutex;
+  static std::set<std::string> extensions;
+  std::lock_guard lock(mutex);
+  if (!extensions.empty()) return extensions;
+  ExifToolCLI cli;
+  cli.run({"-listwf"});
+  std::istringstream lines(cli.buildStdOutString().value_or(""));
+  std::string line;
+  std::getline(lines, line);  // "Writable file extensions:"
+  for (std::string word; lines >> word;) extensions.insert(asciiUppercased(word));
+  return extensions;
+}
+
+// The extension of a file name as exiftool sees it: what follows the last dot, upper-cased.
+std::string exifToolExtension(const std::string& filename) {
+  const auto dot = filename.rfind('.');
+  return dot == std::string::npos || dot + 1 == filename.size() ? std::string() : asciiUppercased(filename.substr(dot + 1));
+}
+
+// The files that exiftool writes when it is given `folder`: its files of a writable type, or
+// with -ext those of that extension; with -r also those of its subfolders whose names do not
+// begin with a dot.
+void collectWrittenFiles(const fs::path& folder, bool recurse, const std::optional<std::string>& filter,
+                         const std::set<std::string>& writable, std::vector<fs::path>& files) {
+  std::error_code error;
+  for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+    const auto name = it->path().filename().string();
+    std::error_code statusError;
+    if (it->is_directory(statusError)) {
+      if (recurse && name.front() != '.') collectWrittenFiles(it->path(), recurse, filter, writable, files);
+      continue;
+    }
+    const auto extension = exifToolExtension(name);
+    if (filter ? (*filter == "*" || extension == *filter) : writable.contains(extension)) files.push_back(it->path());
+  }
+}
+
+// Sets the Finder tags that exiftool would have set with "macOS:MDItemUserTags": on the file
+// written, or on each file of a written folder. As for exiftool's own warnings, a failure is
+// written to the debug log and does not fail the save.
+void writeImagesFinderTags(const fs::path& url, const std::vector<std::string>& tags, bool recurse,
+                           const std::optional<std::string>& filterPathExtension) {
+  std::vector<fs::path> files;
+  std::error_code error;
+  if (fs::is_directory(url, error)) {
+    std::optional<std::string> filter;
+    if (filterPathExtension) {
+      auto extension = *filterPathExtension;
+      if (!extension.empty() && extension.front() == '.') extension.erase(0, 1);
+      filter = asciiUppercased(extension);
+    }
+    collectWrittenFiles(url, recurse, filter, filter ? std::set<std::string>() : writableExtensions(), files);
+  } else {
+    files.push_back(url);
+  }
+  for (const auto& file : files) {
+    writeFinderTags(file, tags, error);
+    if (error) ORVDebugLog("Finder tags of " + file.string() + " cannot be set: " + error.message());
+  }
+}
+
 void logOutput(const ExifToolCLI& cli) {
   ORVDebugLog([&] {
     const auto& error = cli.stdErrData();
@@ -128,9 +196,14 @@ nlohmann::json MetadataETWriter::jsonValues(const ReadWriteStorage& storage) con
     else
       values.erase(key);
   };
-  // Linux keeps no birth time that a program could set: the creation date is not sent.
-  if (shouldUpdateImagesSystemCreateDate) ORVDebugLog("File:FileCreateDate cannot be set on this system");
+  // Linux keeps no birth time that a program could set: with this option the key is never
+  // sent, whatever the written values hold.
+  if (shouldUpdateImagesSystemCreateDate) {
+    values.erase("File:FileCreateDate");
+    ORVDebugLog("File:FileCreateDate cannot be set on this system");
+  }
   dateEntry(shouldUpdateImagesSystemModifyDate, TagName::exifModifyDate, "File:FileModifyDate");
+  // exiftool has no Finder tags here: they are set on the written files after the run.
   return values;
 }
 
@@ -194,11 +267,8 @@ void MetadataETWriter::writeMetadataValue(const ReadWriteStorage& storage) {
     fileSystem->moveItem(work, source, error);
     if (error) throw fs::filesystem_error("cannot move the file back from the backup folder", work, source, error);
   }
-  if (shouldUpdateImagesFinderTags && storage.writtenFinderTags()) {
-    std::error_code error;
-    writeFinderTags(source, *storage.writtenFinderTags(), error);
-    if (error) throw fs::filesystem_error("cannot set the Finder tags", source, error);
-  }
+  if (shouldUpdateImagesFinderTags && storage.writtenFinderTags())
+    writeImagesFinderTags(source, *storage.writtenFinderTags(), recurseSubfolders, filterPathExtension);
 }
 
 void MetadataETWriter::writeStorage(const ReadWriteStorage& storage) {
@@ -254,6 +324,9 @@ void MetadataETWriter::exportSidecar(const ReadWriteStorage& storage, const fs::
   cli.overwriteInPlace = true;
   cli.run(arguments);
   logOutput(cli);
+  std::error_code error;
+  if (shouldUpdateImagesFinderTags && storage.writtenFinderTags() && fs::exists(url, error))
+    writeImagesFinderTags(url, *storage.writtenFinderTags(), false, std::nullopt);
 }
 
 }  // namespace orvelin

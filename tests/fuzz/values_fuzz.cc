@@ -52,25 +52,34 @@ const std::vector<std::shared_ptr<const ValueConverter>>& dateConverters() {
   return converters;
 }
 
-const std::vector<std::shared_ptr<const ValueConverter>>& arrayConverters() {
+struct ArrayConverter {
+  std::shared_ptr<const ValueConverter> converter;
+  // False when the element's own text may hold the separator (a date and its time are
+  // separated by a blank), so that a second pass splits it anew.
+  bool idempotent;
+};
+
+const std::vector<ArrayConverter>& arrayConverters() {
   static const auto converters = [] {
-    std::vector<std::shared_ptr<const ValueConverter>> result;
+    std::vector<ArrayConverter> result;
     for (const auto* family : {&scalarConverters(), &dateConverters()})
       for (const auto& element : *family)
         for (const char* separator : {",", " ", ", "})
-          result.push_back(std::make_shared<ArrayValueConverter>(element, separator));
+          result.push_back({std::make_shared<ArrayValueConverter>(element, separator),
+                            !(family == &dateConverters() && std::string_view(separator) == " ")});
     return result;
   }();
   return converters;
 }
 
-void stringEntryPoints(const ValueConverter& converter, std::string_view text) {
+void stringEntryPoints(const ValueConverter& converter, std::string_view text, bool idempotent = true) {
   (void)converter.rawValueFromStringValue(text);
   (void)converter.objectValueFromStringValue(text);
   (void)converter.formattedValueFromStringValue(text);
   (void)converter.stringValueFromRawValue(Value(text));
   const auto normalised = converter.stringValueFromStringValue(text);
-  if (normalised) require(converter.stringValueFromStringValue(*normalised) == normalised, "idempotent normal form", text);
+  if (normalised && idempotent)
+    require(converter.stringValueFromStringValue(*normalised) == normalised, "idempotent normal form", text);
 }
 
 void rawEntryPoints(const ValueConverter& converter, const Value& raw) {
@@ -122,8 +131,9 @@ void json(std::string_view text) {
   const auto value = Value::fromJSON(parsed);
   (void)value.toJSON().dump();
   (void)value.description();
-  for (const auto* family : {&scalarConverters(), &dateConverters(), &arrayConverters()})
+  for (const auto* family : {&scalarConverters(), &dateConverters()})
     for (const auto& converter : *family) rawEntryPoints(*converter, value);
+  for (const auto& array : arrayConverters()) rawEntryPoints(*array.converter, value);
 }
 
 }  // namespace
@@ -142,7 +152,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       for (const auto& converter : dateConverters()) stringEntryPoints(*converter, text);
       break;
     case 5:
-      for (const auto& converter : arrayConverters()) stringEntryPoints(*converter, text);
+      for (const auto& array : arrayConverters()) stringEntryPoints(*array.converter, text, array.idempotent);
       break;
     case 6: json(text); break;
   }

@@ -24,6 +24,8 @@ void addExifToolCommand(CLI::App& app, Outcome& outcome);
 void addCatalogueCommands(CLI::App& app, Outcome& outcome);
 void addReadCommands(CLI::App& app, Outcome& outcome);
 void addSetCommand(CLI::App& app, Outcome& outcome);
+// `orvelin gps` and `orvelin size`.
+void addGPSCommands(CLI::App& app, Outcome& outcome);
 
 // Parses a language given as its name ("German"), or its exiftool code ("de"). Absent when
 // the text names no language.

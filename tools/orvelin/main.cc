@@ -24,6 +24,7 @@ int main(int argc, char** argv) {
   tool::addCatalogueCommands(app, outcome);
   tool::addReadCommands(app, outcome);
   tool::addSetCommand(app, outcome);
+  tool::addGPSCommands(app, outcome);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -28,7 +28,7 @@ class ETImageMetadataEditor : public MetadataEditor {
 class ETFolderMetadataEditor : public MetadataEditor {
  public:
   // Plain fields, set by the host before a save; not guarded by the editor's lock.
-  bool createBackupFiles = false;  // keep exiftool's "_original" files
+  bool createBackupFiles = false;  // the writer's overwriteInPlace is its negation
   bool recurseSubfolders = true;
   std::optional<std::string> filterPathExtension;  // only files of this extension
 

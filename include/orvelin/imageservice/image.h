@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace orvelin {
@@ -23,6 +24,9 @@ class Image {
   int width() const;
   int height() const;
   int bands() const;
+  // The decoded pixels as they lie in memory: rows from the top, bands interleaved, in the
+  // image's own sample format. Two images with equal pixel data show the same picture.
+  std::string pixelData() const;
 
   // Writes the image as a JPEG of quality 100. False, with a line on standard error, when the
   // file cannot be written.

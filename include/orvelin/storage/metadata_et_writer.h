@@ -100,17 +100,24 @@ class MetadataETWriter : public MetadataWriter {
   // std::filesystem::filesystem_error for a move that failed.
   void writeStorage(const ReadWriteStorage& storage);
   // Sets the options for a file editor (the source is moved aside during the write) and saves.
+  // REQUIRES: the caller holds a lock of the editor (lockEditor()), as the save tasks do: the
+  // values written are those of a copy taken before the save locks the editor itself, and an
+  // edit accepted in between would be flushed without being written.
   void writeImageFileEditor(const ETImageMetadataEditor& editor);
-  // Sets the options for a folder editor (the folder's files are rewritten where they are,
-  // with exiftool's backups when the editor asks for them) and saves.
+  // Sets the options for a folder editor (the folder's files are rewritten where they are, in
+  // one run; overwriteInPlace follows the editor's createBackupFiles, although the run always
+  // overwrites in place and leaves no backup) and saves. REQUIRES: as for
+  // writeImageFileEditor().
   void writeImageFolderEditor(const ETFolderMetadataEditor& editor);
   // Writes the storage's values into another file (a sidecar), taking the source's other tags
-  // with them for a file.
+  // with them for a file; pending Finder tags as for a save. The output is not checked.
   void exportSidecar(const ReadWriteStorage& storage, const std::filesystem::path& url);
 
-  // The JSON record sent to exiftool: buildETValues() with the file dates when asked for. On
-  // Linux the Finder tags are not sent (exiftool has no tag for them): they are set on the file
-  // after a successful run.
+  // The JSON record sent to exiftool: buildETValues() with the file modification date when
+  // asked for. Neither the file creation date (Linux cannot set one: with that option the key
+  // is left out) nor the Finder tags are sent (exiftool has no tag for them here): with
+  // shouldUpdateImagesFinderTags the writer sets the "user.xdg.tags" attribute itself after a
+  // successful run, on the file, or on each file of a folder that exiftool writes.
   nlohmann::json jsonValues(const ReadWriteStorage& storage) const;
   // "-G", "-s", "-n", "-f", then "-IPTC:CodedCharacterSet=UTF8" and "-use", "MWG" when asked
   // for, then "-json=<path>".

@@ -1,0 +1,60 @@
+#include "orvelin/presets/preset_entry.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sstream>
+#include <vector>
+
+namespace orvelin {
+namespace {
+
+TEST(PresetEntry, EveryCaseRoundTripsThroughItsJSONObject) {
+  const std::vector<std::pair<PresetEntry, const char*>> cases = {
+      {PresetEntry::value("Paris"), R"({"type":"value","value":"Paris"})"},
+      {PresetEntry::copy("EXIF:CreateDate"), R"({"type":"copy","value":"EXIF:CreateDate"})"},
+      {PresetEntry::merge("more"), R"({"type":"merge","value":"more"})"},
+      {PresetEntry::clone("EXIF:Orientation"), R"({"type":"clone","value":"EXIF:Orientation"})"},
+      {PresetEntry::none(), R"({"type":"none","value":""})"},
+      {PresetEntry::remove(), R"({"type":"remove","value":""})"},
+      {PresetEntry::restore(), R"({"type":"restore","value":""})"},
+      {PresetEntry::value(""), R"({"type":"value","value":""})"},
+  };
+  for (const auto& [entry, text] : cases) {
+    const nlohmann::json json = entry;
+    EXPECT_EQ(json.dump(), text);
+    EXPECT_EQ(nlohmann::json::parse(text).get<PresetEntry>(), entry) << text;
+  }
+}
+
+TEST(PresetEntry, DecodingNeedsBothTextMembersAndAKnownType) {
+  // "value" is required even by the cases that ignore it.
+  for (const char* text : {R"({"type":"remove"})", R"({"type":"value"})", R"({"value":"x"})",
+                           R"({"type":"value","value":3})", R"({"type":1,"value":""})", R"(["value","x"])"}) {
+    EXPECT_THROW(nlohmann::json::parse(text).get<PresetEntry>(), nlohmann::json::exception) << text;
+  }
+  // A payload given to a case without one is dropped.
+  EXPECT_EQ(nlohmann::json::parse(R"({"type":"restore","value":"ignored"})").get<PresetEntry>(), PresetEntry::restore());
+  for (const char* text : {R"({"type":"Value","value":"x"})", R"({"type":"delete","value":""})"}) {
+    try {
+      nlohmann::json::parse(text).get<PresetEntry>();
+      ADD_FAILURE() << text;
+    } catch (const PresetEntry::CodingError& error) {
+      EXPECT_EQ(error.code(), PresetEntry::CodingError::Code::unknownType);
+      EXPECT_STREQ(error.what(), "Unknown type");
+    }
+  }
+}
+
+TEST(PresetEntry, EqualityTakesCaseAndPayload) {
+  EXPECT_EQ(PresetEntry::copy("EXIF:Make"), PresetEntry::copy("EXIF:Make"));
+  EXPECT_NE(PresetEntry::copy("EXIF:Make"), PresetEntry::clone("EXIF:Make"));
+  EXPECT_NE(PresetEntry::value("a"), PresetEntry::value("b"));
+  EXPECT_NE(PresetEntry::value(""), PresetEntry::none());
+  std::ostringstream out;
+  out << PresetEntry::merge("x") << " " << PresetEntry::remove();
+  EXPECT_EQ(out.str(), "merge(\"x\") remove");
+}
+
+}  // namespace
+}  // namespace orvelin
