@@ -292,9 +292,9 @@ double argumentAsReal(const ORVFormatArg& argument) {
 
 // Appends one printf conversion of `value`, at most 511 bytes of it; nothing when it fails.
 template <typename Number>
-void appendFormatted(std::string& out, const std::string& spec, Number value) {
+void appendFormatted(std::string& out, const std::string& directive, Number value) {
   char buffer[512];
-  const int length = std::snprintf(buffer, sizeof buffer, spec.c_str(), value);
+  const int length = std::snprintf(buffer, sizeof buffer, directive.c_str(), value);
   if (length < 0) return;
   out.append(buffer, std::min<std::size_t>(static_cast<std::size_t>(length), sizeof buffer - 1));
 }
@@ -331,11 +331,11 @@ std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& 
       argumentIndex = nextArgument++;
     }
     // Flags, width, precision.
-    std::string spec = "%";
+    std::string directive = "%";
     while (i < format.size() && std::string_view("-+ #0'").find(format[i]) != std::string_view::npos)
-      spec.push_back(format[i++]);
+      directive.push_back(format[i++]);
     while (i < format.size() && ((format[i] >= '0' && format[i] <= '9') || format[i] == '.'))
-      spec.push_back(format[i++]);
+      directive.push_back(format[i++]);
     // Length modifiers are accepted and dropped.
     while (i < format.size() && std::string_view("hlqLzjt").find(format[i]) != std::string_view::npos) ++i;
     if (i >= format.size()) {
@@ -356,9 +356,9 @@ std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& 
       case 'o': {
         if (!argument) break;
         const long long value = argumentAsInteger(*argument);
-        spec += "ll";
-        spec.push_back(conversion == 'i' ? 'd' : conversion);
-        appendFormatted(out, spec, value);
+        directive += "ll";
+        directive.push_back(conversion == 'i' ? 'd' : conversion);
+        appendFormatted(out, directive, value);
         break;
       }
       case 'f':
@@ -369,8 +369,8 @@ std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& 
       case 'G': {
         if (!argument) break;
         const double value = argumentAsReal(*argument);
-        spec.push_back(conversion);
-        appendFormatted(out, spec, value);
+        directive.push_back(conversion);
+        appendFormatted(out, directive, value);
         break;
       }
       case 's':

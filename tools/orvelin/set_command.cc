@@ -242,8 +242,16 @@ bool applyIntentEdits(MetadataEditor& editor, const std::string& path, const Int
     if (known(source) && editable(destination)) editor.copyDate(source, destination);
   for (const auto& [source, destination] : edits.clones)
     if (known(source) && editable(destination)) editor.clone(source, destination);
-  for (const auto& [name, text] : edits.merges)
-    if (editable(name)) editor.mergeValue(text, name);
+  for (const auto& [name, text] : edits.merges) {
+    if (!editable(name)) continue;
+    if (const auto type = catalogue->tag(name)->type; !type.isString()) {
+      std::fprintf(stderr, "%s: %s refused (a %s tag takes no text)\n", path.c_str(), name.rawValue().c_str(),
+                   std::string(type.rawValue()).c_str());
+      allApplied = false;
+      continue;
+    }
+    editor.mergeValue(text, name);
+  }
   if (edits.preset) editor.apply(edits.preset->entries());
   if (options.removeThumbnail) editor.removeThumbnail();
   if (options.keywordsFromFinderTags && editable(TagName::iptcKeywords)) editor.copyFinderTagsToIPTCKeywords();

@@ -1,0 +1,93 @@
+#pragma once
+
+// Observers shared by the editor tests: they record, in one list and in order, the lock
+// notifications of one editor and the session notifications of the shared editions manager.
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/metadata_editor.h"
+#include "orvelin/support/notification_center.h"
+
+namespace orvelin::testing {
+
+class EventRecorder {
+ public:
+  // Records "locked"/"unlocked" for `editor` (its lock state read from the notification
+  // order: the first is always a lock), "will-begin" and "did-end" for the sessions.
+  explicit EventRecorder(const std::shared_ptr<MetadataEditor>& editor = nullptr) {
+    auto& center = NotificationCenter::defaultCenter();
+    if (editor) {
+      lock_ = center.addObserver(MetadataEditor::didChangeLockStateNotification, editor.get(), nullptr,
+                                 [this](const Notification& note) {
+                                   std::lock_guard lock(mutex_);
+                                   lockNotesHadUserInfo_ = lockNotesHadUserInfo_ || !note.userInfo.empty();
+                                   events_.push_back(lockedNext_ ? "locked" : "unlocked");
+                                   lockedNext_ = !lockedNext_;
+                                 });
+    }
+    const void* manager = &EditionsManager::shared();
+    willBegin_ = center.addObserver(EditionsManager::willBeginSessionNotification, manager, nullptr,
+                                    [this](const Notification&) {
+                                      std::lock_guard lock(mutex_);
+                                      events_.push_back("will-begin");
+                                    });
+    didEnd_ = center.addObserver(EditionsManager::didEndSessionNotification, manager, nullptr,
+                                 [this](const Notification& note) {
+                                   std::lock_guard lock(mutex_);
+                                   events_.push_back("did-end");
+                                   sets_.push_back(EditionsManager::editionsSet(note).value_or(EditionsSet()));
+                                 });
+  }
+  ~EventRecorder() {
+    auto& center = NotificationCenter::defaultCenter();
+    center.removeObserver(lock_);
+    center.removeObserver(willBegin_);
+    center.removeObserver(didEnd_);
+  }
+  EventRecorder(const EventRecorder&) = delete;
+  EventRecorder& operator=(const EventRecorder&) = delete;
+
+  std::vector<std::string> events() const {
+    std::lock_guard lock(mutex_);
+    return events_;
+  }
+  std::vector<EditionsSet> sets() const {
+    std::lock_guard lock(mutex_);
+    return sets_;
+  }
+  // The names of `editor` in the set of each did-end notification so far (absent: no entry).
+  std::vector<std::optional<std::set<TagName>>> namesOf(const std::shared_ptr<MetadataEditor>& editor) const {
+    std::vector<std::optional<std::set<TagName>>> names;
+    for (const auto& set : sets()) {
+      const auto found = set.values.find(editor);
+      names.push_back(found == set.values.end() ? std::nullopt : std::optional(found->second));
+    }
+    return names;
+  }
+  bool lockNotesHadUserInfo() const {
+    std::lock_guard lock(mutex_);
+    return lockNotesHadUserInfo_;
+  }
+  void clear() {
+    std::lock_guard lock(mutex_);
+    events_.clear();
+    sets_.clear();
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> events_;
+  std::vector<EditionsSet> sets_;
+  bool lockedNext_ = true;
+  bool lockNotesHadUserInfo_ = false;
+  NotificationObserverToken lock_;
+  NotificationObserverToken willBegin_;
+  NotificationObserverToken didEnd_;
+};
+
+}  // namespace orvelin::testing

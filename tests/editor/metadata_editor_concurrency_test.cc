@@ -1,0 +1,172 @@
+// One editor edited from many threads while another thread saves it and a third watches the
+// sessions. Meant to run under the thread sanitizer as well.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/test_support.h"
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/et_editors.h"
+#include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/storage/metadata_et_writer.h"
+#include "orvelin/support/notification_center.h"
+
+namespace orvelin {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::copySample;
+using testing::ScratchFolder;
+
+// One string tag per editing thread, each editable in a JPEG and written back as sent.
+const std::vector<TagName>& threadTags() {
+  static const std::vector<TagName> tags{
+      {"EXIF", "Artist"},   {"EXIF", "Copyright"}, {"EXIF", "ImageDescription"}, {"EXIF", "Software"},
+      {"IPTC", "City"},     {"IPTC", "Headline"},  {"IPTC", "ObjectName"},       {"XMP", "Label"},
+  };
+  return tags;
+}
+
+std::shared_ptr<ETImageMetadataEditor> readEditor(const std::filesystem::path& path) {
+  MetadataETReader reader;
+  reader.setupDefaultForEditorReading();
+  return reader.readImageFile(path);
+}
+
+TEST(MetadataEditorConcurrencyTest, EveryEditEndsSavedOrPending) {
+  TagsResources::shared().reload();
+  ScratchFolder scratch;
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  const auto& tags = threadTags();
+  for (const auto& tag : tags) ASSERT_TRUE(editor->canEditValue(tag)) << tag.rawValue();
+
+  // The observer of the notifications: only the shared set is touched from inside them.
+  std::atomic<int> willBegin{0};
+  std::atomic<int> didEnd{0};
+  std::atomic<int> foreignEditions{0};
+  auto& center = NotificationCenter::defaultCenter();
+  const void* manager = &EditionsManager::shared();
+  auto willBeginToken = center.addObserver(EditionsManager::willBeginSessionNotification, manager, nullptr,
+                                           [&](const Notification&) { ++willBegin; });
+  auto didEndToken = center.addObserver(
+      EditionsManager::didEndSessionNotification, manager, nullptr, [&](const Notification& note) {
+        ++didEnd;
+        const auto set = EditionsManager::editionsSet(note);
+        if (!set) {
+          ++foreignEditions;
+          return;
+        }
+        for (const auto& [touched, names] : set->values) {
+          if (touched != editor) ++foreignEditions;
+          for (const auto& name : names)
+            if (std::find(tags.begin(), tags.end(), name) == tags.end()) ++foreignEditions;
+        }
+      });
+
+  std::atomic<bool> saving{true};
+  std::atomic<int> saves{0};
+  std::vector<std::string> saveErrors;
+
+  // The saver locks the editor around each save, as the save tasks do.
+  std::thread saver([&] {
+    MetadataETWriter writer;
+    for (int round = 0; round < 4; ++round) {
+      std::this_thread::sleep_for(20ms);
+      editor->lockEditor();
+      try {
+        writer.writeImageFileEditor(*editor);
+        ++saves;
+      } catch (const std::exception& error) {
+        saveErrors.push_back(error.what());
+      }
+      editor->unlockEditor();
+    }
+    saving = false;
+  });
+
+  // A third thread looks at the sessions from outside while all this goes on.
+  std::atomic<int> looks{0};
+  std::thread watcher([&] {
+    while (saving) {
+      const bool inSession = EditionsManager::shared().isInSession();
+      const auto set = EditionsManager::shared().editionsSet();
+      for (const auto& [touched, names] : set.values)
+        if (touched != editor) ++foreignEditions;
+      (void)inSession;
+      ++looks;
+      std::this_thread::sleep_for(1ms);
+    }
+  });
+
+  // Eight editors of values, each on its own tag; each retries an edit refused by the lock
+  // until it is taken, so that its last value is known.
+  std::vector<std::string> lastValues(tags.size());
+  std::vector<std::thread> editors;
+  for (std::size_t index = 0; index < tags.size(); ++index) {
+    editors.emplace_back([&, index] {
+      const auto& tag = tags[index];
+      for (int edit = 0; saving || edit < 3; ++edit) {
+        const auto value = "thread " + std::to_string(index) + " edit " + std::to_string(edit);
+        for (;;) {
+          editor->setValue(value, tag);
+          // Only this thread edits the tag, and a save keeps current values: an edit was
+          // taken exactly when the value is current now.
+          if (editor->currentValue(tag) == value) break;
+          std::this_thread::sleep_for(1ms);
+        }
+        lastValues[index] = value;
+        std::this_thread::sleep_for(2ms);
+      }
+    });
+  }
+
+  saver.join();
+  for (auto& thread : editors) thread.join();
+  watcher.join();
+  center.removeObserver(willBeginToken);
+  center.removeObserver(didEndToken);
+
+  EXPECT_THAT(saveErrors, ::testing::IsEmpty());
+  EXPECT_EQ(saves, 4);
+  EXPECT_GT(looks, 0);
+  EXPECT_EQ(foreignEditions, 0);
+  EXPECT_EQ(willBegin.load(), didEnd.load());
+  EXPECT_FALSE(EditionsManager::shared().isInSession());
+  EXPECT_FALSE(editor->isLocked());
+
+  // Each thread's last edit is either still pending or in the file.
+  auto onDisk = readEditor(path);
+  for (std::size_t index = 0; index < tags.size(); ++index) {
+    const auto& tag = tags[index];
+    if (editor->isValueEdited(tag)) {
+      EXPECT_EQ(editor->writtenValue(tag), lastValues[index]) << tag.rawValue();
+    } else {
+      EXPECT_EQ(onDisk->originalValue(tag), lastValues[index]) << tag.rawValue() << " is neither saved nor pending";
+      EXPECT_EQ(editor->originalValue(tag), lastValues[index]) << tag.rawValue();
+    }
+  }
+
+  // And one more save brings them all to the file.
+  MetadataETWriter writer;
+  editor->lockEditor();
+  writer.writeImageFileEditor(*editor);
+  editor->unlockEditor();
+  EXPECT_FALSE(editor->isEdited());
+  onDisk = readEditor(path);
+  for (std::size_t index = 0; index < tags.size(); ++index)
+    EXPECT_EQ(onDisk->originalValue(tags[index]), lastValues[index]) << tags[index].rawValue();
+}
+
+}  // namespace
+}  // namespace orvelin

@@ -1,0 +1,792 @@
+// The operations built on the editor's slots: values, Finder tags, edits with intent, dates,
+// presets, GPS and image facts. Most cases use editors over storages filled here (file type
+// "jpg", whose streams EXIF and IPTC are editable and File readable); a few read sample files
+// through exiftool.
+
+#include "orvelin/editor/metadata_editor.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <mutex>
+#include <thread>
+
+#include "common/test_support.h"
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/et_editors.h"
+#include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/support/files.h"
+#include "orvelin/values/date_time_value_converter.h"
+
+namespace orvelin {
+namespace {
+
+using testing::ScratchFolder;
+
+TagName tag(const char* raw) { return *TagName::fromRawValue(raw); }
+
+// An editor of `file` (not read: the values are the given ones).
+std::shared_ptr<MetadataEditor> editorOf(std::initializer_list<std::pair<const char*, const char*>> values,
+                                         const char* file = "/photos/image.jpg") {
+  ReadWriteStorage storage{std::filesystem::path(file)};
+  for (const auto& [name, value] : values) storage.store(value, tag(name));
+  return MetadataEditor::create(std::move(storage));
+}
+
+// The sets of the sessions that end while it lives.
+class SessionRecorder {
+ public:
+  SessionRecorder() {
+    token_ = NotificationCenter::defaultCenter().addObserver(
+        EditionsManager::didEndSessionNotification, &EditionsManager::shared(), nullptr, [this](const Notification& note) {
+          std::lock_guard lock(mutex_);
+          sets_.push_back(EditionsManager::editionsSet(note).value_or(EditionsSet()));
+        });
+  }
+  ~SessionRecorder() { NotificationCenter::defaultCenter().removeObserver(token_); }
+
+  std::vector<EditionsSet> sets() const {
+    std::lock_guard lock(mutex_);
+    return sets_;
+  }
+  // The names of the one session that ended, for `editor`.
+  std::set<TagName> onlySession(const std::shared_ptr<MetadataEditor>& editor) const {
+    const auto all = sets();
+    EXPECT_EQ(all.size(), 1u);
+    return all.empty() ? std::set<TagName>{} : all.front().tagNames({editor});
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<EditionsSet> sets_;
+  NotificationObserverToken token_;
+};
+
+class EditorOperations : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { TagsResources::shared().reload(); }
+};
+
+const DateTimeValueConverter dateText;
+
+// ---------------------------------------------------------------------------------------------
+// Values and Finder tags
+
+TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
+  const auto make = tag("EXIF:Make"), fNumber = tag("EXIF:FNumber"), createDate = tag("EXIF:CreateDate");
+  auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:FNumber", "5.6"}});
+  editor->clearValue(make);
+  EXPECT_EQ(editor->currentValue(make), "");
+  editor->restoreValue(make);
+  EXPECT_FALSE(editor->isValueEdited(make));
+  EXPECT_EQ(editor->currentValue(make), "Canon");
+  editor->clearValues({make, fNumber});
+  EXPECT_EQ(editor->writtenTagNames().size(), 2u);
+  editor->restoreValues({make, fNumber});
+  EXPECT_FALSE(editor->isEdited());
+
+  const auto fNumberItem = TagsResources::shared().tag(fNumber);
+  ASSERT_TRUE(fNumberItem);
+  EXPECT_EQ(editor->currentValue(*fNumberItem), "5.6");
+  EXPECT_EQ(editor->currentRawValue(*fNumberItem), Value(5.6));
+  editor->clearValue(fNumber);
+  EXPECT_EQ(editor->currentRawValue(*fNumberItem), std::nullopt);  // "" is no number
+  editor->setRawValue(Value(8), *fNumberItem);
+  EXPECT_EQ(editor->currentValue(fNumber), "8.00000000");
+  // A raw value the converter refuses is a restore, not a clear.
+  editor->setRawValue(Value("eight"), *fNumberItem);
+  EXPECT_FALSE(editor->isValueEdited(fNumber));
+  editor->setValue(std::string("2.8"), *fNumberItem);
+  editor->setRawValue(std::nullopt, *fNumberItem);
+  EXPECT_EQ(editor->currentValue(fNumber), "5.6");
+
+  const auto createItem = TagsResources::shared().tag(createDate);
+  const auto date = dateText.typedValueFromStringValue("2021:03:04 10:11:12");
+  editor->setRawValue(Value(*date), *createItem);
+  EXPECT_EQ(editor->currentValue(createDate), "2021:03:04 10:11:12");
+  EXPECT_EQ(editor->currentRawValue(*createItem), Value(*date));
+}
+
+TEST_F(EditorOperations, FinderTagsAndKeywords) {
+  ScratchFolder folder;
+  const auto url = folder / "tagged.jpg";
+  testing::writeFile(url, "not an image");
+  std::error_code error;
+  writeFinderTags(url, {"red", "trip"}, error);
+  ASSERT_FALSE(error) << error.message();
+  ReadWriteStorage storage(url);
+  storage.store("jambalaya", TagName::iptcKeywords);
+  storage.readFinderTags();
+  auto editor = MetadataEditor::create(std::move(storage));
+
+  EXPECT_TRUE(editor->areOriginalFinderTags());
+  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+  editor->setFinderTags(std::vector<std::string>{"red", "trip"});
+  EXPECT_TRUE(editor->areOriginalFinderTags());
+  editor->copyFinderTagsToIPTCKeywords();
+  EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "red,trip");
+
+  editor->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
+  editor->copyIPTCKeywordsToFinderTags();
+  EXPECT_FALSE(editor->areOriginalFinderTags());
+  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"a", "b", "c"}));
+  editor->restoreFinderTags();
+  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+
+  // Locked: the keywords are refused, the Finder tags are not.
+  editor->setFinderTags(std::vector<std::string>{"blue"});
+  editor->lockEditor();
+  editor->copyFinderTagsToIPTCKeywords();
+  EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "a, b ,c");
+  editor->copyIPTCKeywordsToFinderTags();
+  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"a", "b", "c"}));
+  editor->unlockEditor();
+
+  // No keywords at all: pending Finder tags go, those of the file stay.
+  editor->clearValue(TagName::iptcKeywords);
+  editor->copyIPTCKeywordsToFinderTags();
+  EXPECT_TRUE(editor->areOriginalFinderTags());
+  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+  // No Finder tags: the empty list is stored as it converts, a clear.
+  editor->setFinderTags(std::vector<std::string>{});
+  editor->restoreValue(TagName::iptcKeywords);
+  editor->copyFinderTagsToIPTCKeywords();
+  EXPECT_EQ(editor->writtenValue(TagName::iptcKeywords), "");
+
+  // A folder keeps even the original tags pending.
+  auto folderEditor = editorOf({}, "/photos/folder");
+  folderEditor->setFinderTags(std::vector<std::string>{});
+  EXPECT_FALSE(folderEditor->areOriginalFinderTags());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Clear and restore of streams
+
+TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
+  auto editor = editorOf({{"EXIF:Make", "Canon"},
+                          {"EXIF:ExifImageWidth", "100"},
+                          {"IPTC:City", "Kingston"},
+                          {"IPTC:Headline", "News"},
+                          {"File:ImageWidth", "8"}});
+  {
+    SessionRecorder recorder;
+    editor->clearAll(TagStream::iptc);
+    EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
+  }
+  EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
+  {
+    SessionRecorder recorder;
+    editor->clearAll(TagStream::xmp);  // a stream the file lacks: an empty session
+    ASSERT_EQ(recorder.sets().size(), 1u);
+    EXPECT_TRUE(recorder.sets().front().values.empty());
+  }
+  editor->clearAll();
+  // File:ImageWidth cannot be edited and stays.
+  EXPECT_EQ(editor->writtenTagNames().size(), 4u);
+  EXPECT_EQ(editor->currentValue(tag("File:ImageWidth")), "8");
+  editor->restoreAll(TagStream::exif);
+  EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
+  editor->setFinderTags(std::vector<std::string>{"kept"});
+  editor->restoreAll();
+  EXPECT_TRUE(editor->writtenTagNames().empty());
+  EXPECT_EQ(editor->writtenFinderTags(), (std::vector<std::string>{"kept"}));
+}
+
+TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
+  const auto catalogue = TagsResources::shared().catalogue();
+  auto writable = [&](const TagStream& stream) {
+    std::size_t count = 0;
+    for (const auto& key : catalogue->keys.at(stream))
+      if (catalogue->tag(key, stream)->isWritable) ++count;
+    return count;
+  };
+  auto folder = editorOf({}, "/photos/folder");
+  SessionRecorder recorder;
+  folder->clearAll(TagStream::iptc);
+  EXPECT_EQ(folder->writtenTagNames().size(), writable(TagStream::iptc));
+  for (const auto& name : folder->writtenTagNames()) EXPECT_EQ(folder->writtenValue(name), "");
+
+  folder->clearAll();
+  std::size_t all = 0, keys = 0;
+  for (const auto& stream : catalogue->streams) {
+    all += writable(stream);
+    keys += catalogue->keys.at(stream).size();
+  }
+  EXPECT_EQ(folder->writtenTagNames().size(), all);
+  EXPECT_GT(all, 1000u);
+  EXPECT_LT(all, keys);  // the tags that cannot be written were refused
+  EXPECT_EQ(recorder.sets().size(), 2u);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Merge, copy, clone
+
+TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
+  const auto headline = tag("IPTC:Headline"), keywords = TagName::iptcKeywords, iso = tag("EXIF:ISO"),
+             city = tag("IPTC:City"), caption = tag("IPTC:Caption-Abstract"), urgency = tag("IPTC:Urgency");
+  auto editor = editorOf({{"IPTC:Headline", "Sunset"},
+                          {"IPTC:Keywords", "sea"},
+                          {"IPTC:Caption-Abstract", "Ends in a blank "},
+                          {"EXIF:ISO", "100"},
+                          {"IPTC:Urgency", "5"}});
+  editor->mergeValue("at sea", headline);
+  EXPECT_EQ(editor->currentValue(headline), "Sunset at sea");
+  editor->mergeValue("sun", keywords);
+  EXPECT_EQ(editor->currentValue(keywords), "sea, sun");
+  editor->mergeValue("here", caption);
+  EXPECT_EQ(editor->currentValue(caption), "Ends in a blank here");
+  editor->mergeValue("Paris", city);  // no value: no separator
+  EXPECT_EQ(editor->currentValue(city), "Paris");
+  editor->clearValue(headline);  // an empty value: no separator
+  editor->mergeValue("Dawn", headline);
+  EXPECT_EQ(editor->currentValue(headline), "Dawn");
+  editor->mergeValue("2", urgency);  // "digits" is text
+  EXPECT_EQ(editor->currentValue(urgency), "5 2");
+
+  // No text type: nothing, whatever the text.
+  for (const char* text : {"200", "", "x"}) editor->mergeValue(text, iso);
+  EXPECT_FALSE(editor->isValueEdited(iso));
+  editor->mergeValue("x", tag("EXIF:NoSuchTag"));
+  EXPECT_EQ(editor->writtenTagNames().size(), 5u);
+}
+
+TEST_F(EditorOperations, CopyGoesThroughTheRawForm) {
+  const auto description = TagName::exifImageDescription, fNumber = tag("EXIF:FNumber"), iso = tag("EXIF:ISO");
+  auto editor = editorOf({{"EXIF:FNumber", "5,6"}, {"EXIF:ISO", "100"}, {"EXIF:ImageDescription", "Old"}});
+  editor->copy(fNumber, description);
+  EXPECT_EQ(editor->currentValue(description), "5.6");  // a number, re-expressed as text
+  editor->copy(iso, fNumber);
+  EXPECT_EQ(editor->currentValue(fNumber), "100.00000000");
+  editor->copy(description, iso);  // "5.6" is no integer: the ISO is restored
+  EXPECT_FALSE(editor->isValueEdited(iso));
+
+  // From a tag without a value: the destination is restored, not cleared.
+  editor->copy(tag("EXIF:Artist"), description);
+  EXPECT_FALSE(editor->isValueEdited(description));
+  EXPECT_EQ(editor->currentValue(description), "Old");
+  // Names the catalogue does not know: nothing.
+  editor->copy(tag("EXIF:Nothing"), description);
+  editor->copy(iso, tag("EXIF:Nothing"));
+  EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{fNumber});
+}
+
+TEST_F(EditorOperations, CloneMovesWhatAReaderSees) {
+  const auto orientation = tag("EXIF:Orientation"), description = TagName::exifImageDescription,
+             headline = tag("IPTC:Headline");
+  auto editor = editorOf({{"EXIF:Orientation", "1"}, {"EXIF:Make", "Canon"}});
+  editor->clone(orientation, description);
+  EXPECT_EQ(editor->currentValue(description), "Horizontal (normal)");
+  editor->clone(tag("EXIF:Make"), headline);
+  EXPECT_EQ(editor->currentValue(headline), "Canon");
+  // A choice that is not in the list goes as its formatted text.
+  editor->setValue(std::string("9"), orientation);
+  editor->clone(orientation, description);
+  EXPECT_EQ(editor->currentValue(description), "9");
+  // Into a number tag: the localised text is no number, and the destination is restored.
+  editor->setValue(std::string("1"), orientation);
+  editor->setValue(std::string("3"), tag("EXIF:ResolutionUnit"));
+  editor->clone(orientation, tag("EXIF:ResolutionUnit"));
+  EXPECT_FALSE(editor->isValueEdited(tag("EXIF:ResolutionUnit")));
+  // From nothing: restored.
+  editor->clone(tag("EXIF:Artist"), headline);
+  EXPECT_FALSE(editor->isValueEdited(headline));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Dates
+
+TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
+  const auto original = tag("EXIF:DateTimeOriginal"), create = tag("EXIF:CreateDate"),
+             gpsDate = TagName::exifGPSDateStamp, gpsTime = TagName::exifGPSTimeStamp,
+             iptcDate = TagName::iptcDateCreated;
+  auto editor = editorOf({{"EXIF:DateTimeOriginal", "2021:03:04 10:11:12"},
+                          {"IPTC:DateCreated", "20200102"},
+                          {"EXIF:GPSDateStamp", "2019:05:06"},
+                          {"EXIF:GPSTimeStamp", "21:22:23"}});
+  // Full onto full, and full onto a part: direct copies.
+  editor->copyDate(original, create);
+  EXPECT_EQ(editor->currentValue(create), "2021:03:04 10:11:12");
+  editor->copyDate(original, gpsTime);
+  EXPECT_EQ(editor->currentValue(gpsTime), "10:11:12");
+  editor->restoreValue(gpsTime);
+
+  // A date part onto a full date changes the day and keeps the time.
+  editor->copyDate(iptcDate, original);
+  EXPECT_EQ(editor->currentValue(original), "2020:01:02 10:11:12");
+  // A time part onto a full date changes the time and keeps the day.
+  editor->copyDate(gpsTime, original);
+  EXPECT_EQ(editor->currentValue(original), "2020:01:02 21:22:23");
+  // A date part onto a time part: the time part keeps its time (on the source's day).
+  editor->copyDate(gpsDate, gpsTime);
+  EXPECT_EQ(editor->currentValue(gpsTime), "21:22:23");
+  // "partialdate" onto "digitsdate": the destination keeps its date.
+  editor->copyDate(gpsDate, iptcDate);
+  EXPECT_FALSE(editor->isValueEdited(iptcDate));
+  EXPECT_EQ(editor->currentValue(iptcDate), "20200102");
+  // A time part onto a date part: the day stays.
+  editor->copyDate(gpsTime, iptcDate);
+  EXPECT_EQ(editor->currentValue(iptcDate), "20200102");
+
+  // A date part onto a full date without a value: a direct copy, at midnight.
+  editor->copyDate(iptcDate, tag("EXIF:ModifyDate"));
+  EXPECT_EQ(editor->currentValue(tag("EXIF:ModifyDate")), "2020:01:02 00:00:00");
+  // A source without a date onto a dated destination: the destination is restored.
+  editor->copyDate(tag("IPTC:DateSent"), original);
+  EXPECT_FALSE(editor->isValueEdited(original));
+  EXPECT_EQ(editor->currentValue(original), "2021:03:04 10:11:12");
+  editor->copyDate(tag("IPTC:Nothing"), original);
+  EXPECT_FALSE(editor->isValueEdited(original));
+}
+
+TEST_F(EditorOperations, DateEditionsOnATag) {
+  const auto original = tag("EXIF:DateTimeOriginal"), iptcDate = TagName::iptcDateCreated;
+  auto editor = editorOf({{"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"}, {"IPTC:DateCreated", "20240228"}});
+  auto apply = [&](const char* edition, const TagName& name) { editor->apply(*DateEdition::fromDescription(edition), name); };
+
+  apply("SHIFT(hh: 1)", original);  // across midnight and the end of the month
+  EXPECT_EQ(editor->currentValue(original), "2021:02:01 00:30:00");
+  apply("SHIFT(MM: 1)", original);
+  EXPECT_EQ(editor->currentValue(original), "2021:03:01 00:30:00");
+  apply("SHIFT(DD: -1, mm: -31)", original);
+  EXPECT_EQ(editor->currentValue(original), "2021:02:27 23:59:00");
+  apply("UPDATE(YY: 1999, ss: 5)", original);
+  EXPECT_EQ(editor->currentValue(original), "1999:02:27 23:59:05");
+  apply("SELECT(YY: 2020, MM: 1, DD: 2)", original);
+  EXPECT_EQ(editor->currentValue(original), "2020:01:02 00:00:00");
+  apply("SHIFT(DD: 1)", iptcDate);  // in the tag's own form, across a leap day
+  EXPECT_EQ(editor->currentValue(iptcDate), "20240229");
+  apply("REMOVE()", original);
+  EXPECT_EQ(editor->currentValue(original), "");
+  apply("RESTORE()", original);
+  EXPECT_FALSE(editor->isValueEdited(original));
+
+  // No date to shift: the value stays as it is.
+  editor->setValue(std::string("sometime"), original);
+  apply("SHIFT(hh: 1)", original);
+  EXPECT_EQ(editor->currentValue(original), "sometime");
+  apply("SHIFT(hh: 1)", tag("EXIF:CreateDate"));
+  EXPECT_FALSE(editor->isValueEdited(tag("EXIF:CreateDate")));
+  // SELECT needs no old date.
+  apply("SELECT(YY: 2001)", tag("EXIF:CreateDate"));
+  EXPECT_EQ(editor->currentValue(tag("EXIF:CreateDate")), "2001:01:01 00:00:00");
+}
+
+TEST_F(EditorOperations, ExifCreateAndModifyDates) {
+  auto editor = editorOf({{"EXIF:CreateDate", "2021:03:04 10:11"}, {"EXIF:ModifyDate", "not a date"}});
+  EXPECT_EQ(dateText.stringValueFromTypedValue(editor->exifCreateDate()), "2021:03:04 10:11:00");
+  EXPECT_EQ(editor->exifModifyDate(), std::nullopt);
+  editor->setExifCreateDate(dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
+  EXPECT_EQ(editor->currentValue(TagName::exifCreateDate), "2000:01:02 03:04:05");
+  editor->setExifCreateDate(std::nullopt);  // a restore
+  EXPECT_FALSE(editor->isValueEdited(TagName::exifCreateDate));
+  editor->clearValue(TagName::exifCreateDate);
+  EXPECT_EQ(editor->exifCreateDate(), std::nullopt);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Presets
+
+TEST_F(EditorOperations, PresetEntriesOnTags) {
+  const auto original = tag("EXIF:DateTimeOriginal"), description = TagName::exifImageDescription;
+  auto editor = editorOf({{"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"},
+                          {"EXIF:CreateDate", "2019:05:06 07:08:09"},
+                          {"IPTC:DateCreated", "20200102"},
+                          {"EXIF:Orientation", "1"},
+                          {"EXIF:Artist", "Me"}});
+  // A value entry on a date tag is a date edition; any other text leaves the tag alone.
+  editor->apply(PresetEntry::value("2022:01:01 00:00:00"), original);
+  EXPECT_FALSE(editor->isValueEdited(original));
+  editor->apply(PresetEntry::value("SHIFT(hh: 1)"), original);
+  EXPECT_EQ(editor->currentValue(original), "2021:02:01 00:30:00");
+  editor->apply(PresetEntry::value("A text"), description);
+  EXPECT_EQ(editor->currentValue(description), "A text");
+  // A copy onto a date tag is a date copy: the IPTC day with the time of the destination.
+  editor->apply(PresetEntry::copy("IPTC:DateCreated"), tag("EXIF:CreateDate"));
+  EXPECT_EQ(editor->currentValue(tag("EXIF:CreateDate")), "2020:01:02 07:08:09");
+  editor->apply(PresetEntry::copy(" EXIF : Artist "), tag("IPTC:By-line"));
+  EXPECT_EQ(editor->currentValue(tag("IPTC:By-line")), "Me");
+  editor->apply(PresetEntry::copy("no colon"), tag("IPTC:Headline"));
+  editor->apply(PresetEntry::clone("EXIF:Orientation"), tag("IPTC:Headline"));
+  EXPECT_EQ(editor->currentValue(tag("IPTC:Headline")), "Horizontal (normal)");
+  editor->apply(PresetEntry::merge("again"), description);
+  EXPECT_EQ(editor->currentValue(description), "A text again");
+  editor->apply(PresetEntry::remove(), tag("EXIF:Artist"));
+  EXPECT_EQ(editor->currentValue(tag("EXIF:Artist")), "");
+  editor->apply(PresetEntry::restore(), description);
+  EXPECT_FALSE(editor->isValueEdited(description));
+  const auto before = editor->writtenTagNames();
+  editor->apply(PresetEntry::none(), tag("EXIF:Artist"));
+  editor->apply(PresetEntry::remove(), tag("EXIF:NoSuchTag"));
+  EXPECT_EQ(editor->writtenTagNames(), before);
+}
+
+TEST_F(EditorOperations, APresetMapIsOneSession) {
+  auto editor = editorOf({{"EXIF:Artist", "Me"}, {"IPTC:Headline", "News"}, {"EXIF:Software", "Tool"}});
+  editor->setValue(std::string("Other"), tag("EXIF:Software"));
+  std::map<TagName, PresetEntry> entries = {
+      {TagName::exifImageDescription, PresetEntry::value("From preset")},
+      {tag("IPTC:By-line"), PresetEntry::copy("EXIF:Artist")},
+      {tag("IPTC:Headline"), PresetEntry::remove()},
+      {tag("EXIF:Software"), PresetEntry::restore()},
+      {tag("EXIF:Make"), PresetEntry::none()},
+  };
+  SessionRecorder recorder;
+  editor->apply(entries);
+  EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{TagName::exifImageDescription, tag("IPTC:By-line"),
+                                                             tag("IPTC:Headline"), tag("EXIF:Software")}));
+  EXPECT_EQ(editor->writtenTagNames(),
+            (std::vector<TagName>{TagName::exifImageDescription, tag("IPTC:By-line"), tag("IPTC:Headline")}));
+  EXPECT_EQ(editor->currentValue(tag("IPTC:By-line")), "Me");
+  EXPECT_EQ(editor->currentValue(tag("IPTC:Headline")), "");
+  EXPECT_EQ(editor->currentValue(tag("EXIF:Software")), "Tool");
+}
+
+// ---------------------------------------------------------------------------------------------
+// GPS
+
+TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
+  auto latitudeOf = [](const char* number, const char* reference) {
+    auto editor = reference ? editorOf({{"EXIF:GPSLatitude", number}, {"EXIF:GPSLatitudeRef", reference}})
+                            : editorOf({{"EXIF:GPSLatitude", number}});
+    return editor->exifGPSLatitude();
+  };
+  EXPECT_EQ(latitudeOf("12.5", nullptr), 12.5);
+  EXPECT_EQ(latitudeOf("12.5", "S"), -12.5);
+  EXPECT_EQ(latitudeOf("12.5", "s"), 12.5);  // only the upper-case letter is negative
+  EXPECT_EQ(latitudeOf("12.5", "N"), 12.5);
+  EXPECT_EQ(latitudeOf("12.5", ""), 12.5);
+  EXPECT_EQ(latitudeOf("-12.5", "S"), std::nullopt);  // a stored number is unsigned
+  EXPECT_EQ(latitudeOf("north", "N"), std::nullopt);
+  EXPECT_EQ(latitudeOf("", "N"), std::nullopt);
+  EXPECT_EQ(latitudeOf("0", "S"), -0.0);
+
+  auto editor = editorOf({{"EXIF:GPSLongitude", "2.5"},
+                          {"EXIF:GPSLongitudeRef", "W"},
+                          {"EXIF:GPSAltitude", "35"},
+                          {"EXIF:GPSAltitudeRef", "1"}});
+  EXPECT_EQ(editor->exifGPSLongitude(), -2.5);
+  EXPECT_EQ(editor->exifGPSAltitude(), -35.0);
+  EXPECT_EQ(editor->exifGPSCoordinate(), std::nullopt);  // no latitude
+  EXPECT_EQ(editor->exifGPSLocation(), std::nullopt);
+  editor->setValue(std::string("w"), TagName::exifGPSLongitudeRef);
+  EXPECT_EQ(editor->exifGPSLongitude(), 2.5);
+  editor->setValue(std::string("0"), TagName::exifGPSAltitudeRef);
+  EXPECT_EQ(editor->exifGPSAltitude(), 35.0);
+}
+
+TEST_F(EditorOperations, GPSWritersStoreMagnitudeAndReference) {
+  auto editor = editorOf({});
+  auto stored = [&](const TagName& number, const TagName& reference) {
+    return std::make_pair(editor->currentValue(number).value_or("absent"), editor->currentValue(reference).value_or("absent"));
+  };
+  using Pair = std::pair<std::string, std::string>;
+  editor->setEXIFGPSLatitude(-12.5);
+  EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("12.50000000", "S"));
+  editor->setEXIFGPSLatitude(0.0);
+  EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("0.00000000", "N"));
+  editor->setEXIFGPSLongitude(-0.0);
+  EXPECT_EQ(stored(TagName::exifGPSLongitude, TagName::exifGPSLongitudeRef), Pair("0.00000000", "E"));
+  editor->setEXIFGPSLongitude(-151.2);
+  EXPECT_EQ(stored(TagName::exifGPSLongitude, TagName::exifGPSLongitudeRef), Pair("151.20000000", "W"));
+  editor->setEXIFGPSAltitude(-3);
+  EXPECT_EQ(stored(TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef), Pair("3.00000000", "1"));
+  EXPECT_EQ(editor->exifGPSAltitude(), -3.0);
+  editor->setEXIFGPSAltitude(1.25);
+  EXPECT_EQ(stored(TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef), Pair("1.25000000", "0"));
+  editor->setEXIFGPSLatitude(std::nullopt);  // erases the group
+  EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("absent", "absent"));
+
+  // Stamps are local time; the moment of the two.
+  const auto moment = dateText.typedValueFromStringValue("2021:12:31 23:59:58");
+  editor->setEXIFGPSDateTime(moment);
+  EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2021:12:31");
+  EXPECT_EQ(editor->currentValue(TagName::exifGPSTimeStamp), "23:59:58");
+  EXPECT_EQ(editor->exifGPSDateStamp(), PartialDate(2021, 12, 31));
+  EXPECT_EQ(editor->exifGPSTimeStamp(), PartialTime(23, 59, 58));
+  EXPECT_EQ(editor->exifGPSDateTime(), moment);
+  editor->setEXIFGPSTimeStamp(std::nullopt);
+  EXPECT_EQ(editor->exifGPSDateTime(), std::nullopt);
+  editor->setEXIFGPSTimeStamp(PartialTime(1, 2, 3));
+  editor->setEXIFGPSDateStamp(PartialDate(2020, 2, 29));
+  EXPECT_EQ(dateText.stringValueFromTypedValue(editor->exifGPSDateTime()), "2020:02:29 01:02:03");
+}
+
+TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
+  auto editor = editorOf({{"EXIF:GPSDateStamp", "2002:07:13"}, {"EXIF:GPSTimeStamp", "14:58:24"}});
+  SessionRecorder recorder;
+  editor->setEXIFGPSCoordinate(Coordinate(48.8566, -2.3522));
+  EXPECT_EQ(recorder.sets().size(), 1u);
+  EXPECT_EQ(editor->exifGPSCoordinate(), Coordinate(48.8566, -2.3522));
+  EXPECT_EQ(editor->exifGPSCoordinate2D(), (LocationCoordinate2D{48.8566, -2.3522}));
+  auto location = editor->exifGPSLocation();
+  ASSERT_TRUE(location);
+  EXPECT_EQ(location->altitude, 0.0);
+  EXPECT_EQ(location->horizontalAccuracy, 0.0);
+  EXPECT_EQ(location->verticalAccuracy, 0.0);
+  EXPECT_EQ(dateText.stringValueFromTypedValue(location->timestamp), "2002:07:13 14:58:24");
+
+  // keepDate leaves both stamps.
+  Location moved;
+  moved.latitude = -33.8;
+  moved.longitude = 151.2;
+  moved.altitude = 12;
+  moved.timestamp = *dateText.typedValueFromStringValue("2010:01:01 00:00:00");
+  editor->setEXIFGPSLocation(moved, true);
+  EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2002:07:13");
+  EXPECT_EQ(editor->exifGPSAltitude(), 12.0);
+  EXPECT_EQ(editor->exifGPSCoordinate(), Coordinate(-33.8, 151.2));
+  editor->setEXIFGPSLocation(moved, false);
+  EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2010:01:01");
+  EXPECT_EQ(editor->currentValue(TagName::exifGPSTimeStamp), "00:00:00");
+  EXPECT_EQ(recorder.sets().size(), 3u);
+
+  // An absent coordinate erases altitude and stamps too.
+  editor->setEXIFGPSCoordinate(std::nullopt);
+  for (const auto& name : {TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef, TagName::exifGPSLongitude,
+                           TagName::exifGPSLongitudeRef, TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef})
+    EXPECT_EQ(editor->currentValue(name), std::nullopt) << name;  // never in the file: nothing to delete
+  EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "");
+  EXPECT_EQ(editor->currentValue(TagName::exifGPSTimeStamp), "");
+  EXPECT_EQ(recorder.sets().size(), 4u);
+
+  // Without stamps the location is of the present moment.
+  editor->setEXIFGPSCoordinate2D(LocationCoordinate2D{1, 2});
+  const auto before = std::chrono::system_clock::now();
+  location = editor->exifGPSLocation();
+  const auto after = std::chrono::system_clock::now();
+  ASSERT_TRUE(location);
+  EXPECT_TRUE(location->timestamp >= before && location->timestamp <= after);
+  EXPECT_EQ(location->verticalAccuracy, 0.0);
+  editor->setEXIFGPSLocation(std::nullopt, true);
+  EXPECT_EQ(editor->exifGPSCoordinate(), std::nullopt);
+}
+
+TEST_F(EditorOperations, GPSGroupsClearAndRestoreInSessions) {
+  auto editor = editorOf({{"EXIF:GPSLatitude", "1"},
+                          {"EXIF:GPSLatitudeRef", "N"},
+                          {"EXIF:GPSLongitude", "2"},
+                          {"EXIF:GPSLongitudeRef", "E"},
+                          {"EXIF:GPSAltitude", "3"},
+                          {"EXIF:GPSAltitudeRef", "0"},
+                          {"EXIF:GPSDateStamp", "2002:07:13"},
+                          {"EXIF:GPSTimeStamp", "14:58:24"}});
+  const std::vector<TagName> eight = {TagName::exifGPSLatitude,    TagName::exifGPSLatitudeRef,
+                                      TagName::exifGPSLongitude,   TagName::exifGPSLongitudeRef,
+                                      TagName::exifGPSAltitude,    TagName::exifGPSAltitudeRef,
+                                      TagName::exifGPSDateStamp,   TagName::exifGPSTimeStamp};
+  {
+    SessionRecorder recorder;
+    editor->eraseEXIFGPSAltitude();
+    EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef}));
+  }
+  {
+    SessionRecorder recorder;
+    // The altitude pair is cleared already: a value equal to the current one is not registered.
+    editor->eraseEXIFGPSLocation();
+    std::set<TagName> six(eight.begin(), eight.end());
+    six.erase(TagName::exifGPSAltitude);
+    six.erase(TagName::exifGPSAltitudeRef);
+    EXPECT_EQ(recorder.onlySession(editor), six);
+  }
+  for (const auto& name : eight) EXPECT_EQ(editor->writtenValue(name), "") << name;
+  editor->restoreEXIFGPSDateTime();
+  EXPECT_EQ(editor->exifGPSDateStamp(), PartialDate(2002, 7, 13));
+  editor->clearEXIFGPSLongitude();
+  editor->restoreEXIFGPSLatitude();
+  EXPECT_EQ(editor->exifGPSLatitude(), 1.0);
+  EXPECT_EQ(editor->exifGPSLongitude(), std::nullopt);
+  {
+    SessionRecorder recorder;
+    editor->restoreEXIFGPSLocation();
+    EXPECT_EQ(recorder.sets().size(), 1u);
+  }
+  for (const auto& name : eight) EXPECT_FALSE(editor->isValueEdited(name)) << name;
+  editor->eraseEXIFGPSDateStamp();
+  editor->eraseEXIFGPSTimeStamp();
+  EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{TagName::exifGPSDateStamp, TagName::exifGPSTimeStamp}));
+  editor->restoreEXIFGPSDateStamp();
+  editor->restoreEXIFGPSTimeStamp();
+  editor->restoreEXIFGPSAltitude();
+  editor->restoreEXIFGPSLongitude();
+  EXPECT_FALSE(editor->isEdited());
+}
+
+TEST_F(EditorOperations, IPTCLocationDescription) {
+  EXPECT_EQ(editorOf({{"IPTC:City", "Kingston"}, {"IPTC:Country-PrimaryLocationName", "Canada"}})->iptcLocationDescription(),
+            "Kingston, Canada");
+  EXPECT_EQ(editorOf({{"IPTC:City", "Kingston"},
+                      {"IPTC:Province-State", ""},
+                      {"IPTC:Country-PrimaryLocationName", "Canada"}})
+                ->iptcLocationDescription(),
+            "Kingston, , Canada");
+  EXPECT_EQ(editorOf({{"IPTC:Province-State", "Ont"}})->iptcLocationDescription(), "Ont");
+  EXPECT_EQ(editorOf({})->iptcLocationDescription(), "");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Image facts
+
+TEST_F(EditorOperations, ImageSizeTakesTheFirstWholePair) {
+  using Size = MetadataEditor::ImageSize;
+  EXPECT_EQ(editorOf({{"File:ImageWidth", "8"},
+                      {"File:ImageHeight", "6"},
+                      {"EXIF:ExifImageWidth", "100"},
+                      {"EXIF:ExifImageHeight", "80"}})
+                ->imageSize(),
+            (Size{8, 6}));
+  // Half a pair, a text and a negative number are skipped.
+  EXPECT_EQ(editorOf({{"File:ImageWidth", "8"}, {"EXIF:ExifImageWidth", "100"}, {"EXIF:ExifImageHeight", "80"}})->imageSize(),
+            (Size{100, 80}));
+  EXPECT_EQ(editorOf({{"File:ImageWidth", "wide"},
+                      {"File:ImageHeight", "6"},
+                      {"EXIF:ExifImageWidth", "-100"},
+                      {"EXIF:ExifImageHeight", "80"},
+                      {"EXIF:ImageWidth", "160"},
+                      {"EXIF:ImageHeight", "120"}})
+                ->imageSize(),
+            (Size{160, 120}));
+  EXPECT_EQ(editorOf({{"PNG:ImageWidth", "16"}, {"PNG:ImageHeight", "0"}}, "/photos/image.png")->imageSize(),
+            (Size{16, 0}));  // zero is a size
+  EXPECT_EQ(editorOf({{"EXIF:ImageWidth", "160"}})->imageSize(), std::nullopt);
+  EXPECT_EQ(editorOf({})->imageSize(), std::nullopt);
+  // The current value counts: a cleared width is no width.
+  auto editor = editorOf({{"EXIF:ImageWidth", "160"}, {"EXIF:ImageHeight", "120"}});
+  editor->clearValue(TagName::exifImageWidth);
+  EXPECT_EQ(editor->imageSize(), std::nullopt);
+}
+
+TEST_F(EditorOperations, ThumbnailFactsAndDirectWrites) {
+  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", "0"}})->hasOriginalThumbnail());
+  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", "0"}})->hasCurrentThumbnail());
+  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", ""}})->hasCurrentThumbnail());
+
+  auto editor = editorOf({{"EXIF:ThumbnailLength", "5120"}});
+  EXPECT_TRUE(editor->hasCurrentThumbnail());
+  EXPECT_FALSE(editor->isExifThumbnailEdited());
+  {
+    SessionRecorder recorder;
+    editor->removeThumbnail();
+    EXPECT_EQ(recorder.onlySession(editor),
+              std::set<TagName>(TagName::thumbnailTagNames().begin(), TagName::thumbnailTagNames().end()));
+  }
+  EXPECT_FALSE(editor->hasCurrentThumbnail());
+  EXPECT_TRUE(editor->hasOriginalThumbnail());
+  EXPECT_TRUE(editor->isExifThumbnailEdited());
+  editor->restoreThumbnail();
+  EXPECT_FALSE(editor->isExifThumbnailEdited());
+  EXPECT_FALSE(editor->isEdited());
+  // Another non-zero length is no edit of the thumbnail.
+  editor->setValue(std::string("99"), TagName::exifThumbnailLength);
+  EXPECT_FALSE(editor->isExifThumbnailEdited());
+
+  // Direct writes: pending even without the tags, and without the catalogue's say.
+  auto bare = editorOf({});
+  bare->removeThumbnail();
+  EXPECT_EQ(bare->writtenTagNames().size(), 4u);
+  EXPECT_EQ(bare->writtenValue(TagName::exifThumbnailImage), "");
+  // Locked: nothing, in an empty session.
+  bare->restoreThumbnail();
+  bare->lockEditor();
+  SessionRecorder recorder;
+  bare->removeThumbnail();
+  ASSERT_EQ(recorder.sets().size(), 1u);
+  EXPECT_TRUE(recorder.sets().front().values.empty());
+  EXPECT_FALSE(bare->isEdited());
+  bare->unlockEditor();
+}
+
+// ---------------------------------------------------------------------------------------------
+// The editor's rules hold
+
+TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
+  auto editor = editorOf({{"EXIF:Make", "Canon"},
+                          {"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"},
+                          {"IPTC:Headline", "News"},
+                          {"EXIF:ThumbnailLength", "10"}});
+  editor->lockEditor();
+  editor->clearValue(tag("EXIF:Make"));
+  editor->clearAll();
+  editor->mergeValue("x", tag("IPTC:Headline"));
+  editor->copy(tag("EXIF:Make"), tag("IPTC:Headline"));
+  editor->clone(tag("EXIF:Make"), tag("IPTC:Headline"));
+  editor->copyDate(tag("EXIF:DateTimeOriginal"), tag("EXIF:CreateDate"));
+  editor->apply(*DateEdition::fromDescription("SHIFT(hh: 1)"), tag("EXIF:DateTimeOriginal"));
+  editor->apply({{tag("EXIF:Artist"), PresetEntry::value("x")}});
+  editor->setExifCreateDate(std::chrono::system_clock::now());
+  editor->setEXIFGPSLocation(Location{}, false);
+  editor->eraseEXIFGPSLocation();
+  editor->removeThumbnail();
+  EXPECT_FALSE(editor->isEdited());
+  editor->unlockEditor();
+}
+
+TEST_F(EditorOperations, SamplesReadThroughExifTool) {
+  ScratchFolder folder;
+  MetadataETReader reader;
+  reader.setupDefaultForEditorReading();
+  const auto gps = reader.readImageFile(testing::copySample("GPS.jpg", folder.path()));
+  // City and Province-State are there, each a blank.
+  EXPECT_EQ(gps->iptcLocationDescription(), " ,  , United Kingdom");
+  gps->clearValue(tag("IPTC:Province-State"));
+  gps->clearValue(tag("IPTC:City"));
+  EXPECT_EQ(gps->iptcLocationDescription(), ", , United Kingdom");
+  EXPECT_EQ(gps->imageSize(), (MetadataEditor::ImageSize{120, 80}));
+  EXPECT_TRUE(gps->hasOriginalThumbnail());
+  EXPECT_EQ(gps->exifGPSTimeStamp(), PartialTime(14, 58, 24));
+  EXPECT_EQ(gps->exifGPSDateTime(), std::nullopt);  // no date stamp
+  const auto position = gps->exifGPSLocation();
+  ASSERT_TRUE(position);
+  EXPECT_NEAR(position->latitude, 54.98966667, 1e-7);
+  EXPECT_NEAR(position->longitude, -1.91416667, 1e-7);  // "W"
+  const auto png = reader.readImageFile(testing::copySample("PNG.png", folder.path()));
+  EXPECT_EQ(png->imageSize(), (MetadataEditor::ImageSize{16, 16}));
+  EXPECT_FALSE(png->hasCurrentThumbnail());
+  const auto canon = reader.readImageFile(testing::copySample("Canon.jpg", folder.path()));
+  EXPECT_EQ(dateText.stringValueFromTypedValue(canon->exifCreateDate()), "2003:12:04 06:46:52");
+}
+
+// Operations on shared editors from many threads: each slot call is atomic, and the sessions
+// of all threads nest in the one global session. Run under ThreadSanitizer for the races.
+TEST_F(EditorOperations, ConcurrentOperations) {
+  auto shared = editorOf({{"IPTC:Headline", "start"}, {"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"}});
+  std::vector<std::shared_ptr<MetadataEditor>> own;
+  for (int i = 0; i < 4; ++i) own.push_back(editorOf({{"EXIF:Make", "Canon"}, {"EXIF:ThumbnailLength", "10"}}));
+  SessionRecorder recorder;
+  std::atomic<int> ready{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&, i] {
+      ++ready;
+      while (ready < 4) std::this_thread::yield();
+      for (int round = 0; round < 20; ++round) {
+        shared->setEXIFGPSCoordinate(Coordinate(i, -i));
+        shared->mergeValue("x", tag("IPTC:Headline"));
+        (void)shared->exifGPSLocation();
+        (void)shared->imageSize();
+        own[i]->apply({{tag("EXIF:Make"), PresetEntry::value("Nikon")}, {tag("EXIF:Artist"), PresetEntry::remove()}});
+        own[i]->removeThumbnail();
+        own[i]->clearAll(TagStream::exif);
+        own[i]->restoreAll();
+        own[i]->restoreThumbnail();
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  // Latitude and longitude are set one after the other: they may come from two threads.
+  const auto coordinate = shared->exifGPSCoordinate();
+  ASSERT_TRUE(coordinate);
+  EXPECT_TRUE(coordinate->latitude.value >= 0 && coordinate->latitude.value <= 3);
+  EXPECT_TRUE(coordinate->longitude.value <= 0 && coordinate->longitude.value >= -3);
+  // Merges may be lost to each other, never half made.
+  const auto headline = *shared->currentValue(tag("IPTC:Headline"));
+  EXPECT_EQ(headline.rfind("start x", 0), 0u);
+  for (const auto& editor : own) EXPECT_FALSE(editor->isEdited());
+  EXPECT_FALSE(EditionsManager::shared().isInSession());
+  EXPECT_GE(recorder.sets().size(), 1u);
+}
+
+}  // namespace
+}  // namespace orvelin

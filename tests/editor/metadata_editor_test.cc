@@ -1,0 +1,443 @@
+#include "orvelin/editor/metadata_editor.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "common/test_support.h"
+#include "editor/editor_recorders.h"
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/et_editors.h"
+#include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/support/files.h"
+
+namespace orvelin {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Optional;
+using testing::EventRecorder;
+using testing::copySample;
+using testing::ScratchFolder;
+
+const TagName artist("EXIF", "Artist");
+const TagName make("EXIF", "Make");
+const TagName model("EXIF", "Model");
+const TagName software("EXIF", "Software");
+const TagName iptcCity("IPTC", "City");
+const TagName pngTitle("PNG", "Title");
+const TagName flashPixStream("FlashPix", "CodePage");
+const TagName canonMacroMode("Canon", "MacroMode");
+const TagName canonMissing("Canon", "NoSuchCanonTag");
+const TagName profileDescription("ICC_Profile", "ProfileDescription");
+const TagName unknownProfileTag("ICC_Profile", "NoSuchProfileTag");
+const TagName unknownStreamTag("NoSuchStream", "NoSuchKey");
+const TagName fileSize("File", "FileSize");
+
+// An editor over a storage filled by hand: the streams seen and the values read.
+std::shared_ptr<MetadataEditor> editorOver(const std::string& path,
+                                           const std::vector<std::pair<TagName, std::string>>& values,
+                                           const std::vector<std::pair<std::string, std::string>>& streams) {
+  ReadWriteStorage storage{fs::path(path)};
+  for (const auto& [g0, g1] : streams) storage.store(TagStream(g0), TagStream(g1));
+  for (const auto& [name, value] : values) storage.store(value, name);
+  return MetadataEditor::create(std::move(storage));
+}
+
+// A JPEG editor that has EXIF:Make and EXIF:Model, and EXIF seen.
+std::shared_ptr<MetadataEditor> jpegEditor() {
+  return editorOver("/photos/a.jpg", {{make, "Canon"}, {model, "EOS"}}, {{"EXIF", "IFD0"}});
+}
+
+class MetadataEditorTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { TagsResources::shared().reload(); }
+
+  std::shared_ptr<ETImageMetadataEditor> readSample(const std::string& sample, const std::string& as = "") {
+    auto path = copySample(sample, scratch.path());
+    if (!as.empty()) {
+      fs::rename(path, scratch / as);
+      path = scratch / as;
+    }
+    MetadataETReader reader;
+    reader.setupDefaultForEditorReading();
+    return reader.readImageFile(path);
+  }
+
+  ScratchFolder scratch;
+};
+
+// ---------------------------------------------------------------------------------------------
+// What may be read and edited
+
+TEST_F(MetadataEditorTest, AccessOfAKnownFileTypeComesFromTheTable) {
+  auto editor = readSample("Canon.jpg");
+  ASSERT_EQ(editor->fileType(), "jpg");
+  ASSERT_THAT(editor->originalValue(make), Optional(std::string("Canon")));
+
+  EXPECT_EQ(editor->access(artist), TagAccess::rwc) << "the table's answer, although the file lacks the tag";
+  EXPECT_TRUE(editor->canEditValue(artist));
+  EXPECT_EQ(editor->access(flashPixStream), TagAccess::r);
+  EXPECT_FALSE(editor->canEditValue(flashPixStream));
+  // A maker stream is not in the table: the streams seen decide.
+  ASSERT_TRUE(editor->g1OriginalStreams().contains(TagStream("Canon")));
+  EXPECT_EQ(editor->access(canonMacroMode), TagAccess::rw);
+  EXPECT_EQ(editor->access(canonMissing), TagAccess::r);
+  // Neither in the table nor seen.
+  EXPECT_EQ(editor->access(pngTitle), TagAccess::n);
+  EXPECT_FALSE(editor->canReadValue(pngTitle));
+  EXPECT_FALSE(editor->canEditValue(pngTitle));
+  // Catalogue rules on top of the access: unknown or read-only tags are not editable.
+  EXPECT_FALSE(editor->canEditValue(TagName("EXIF", "NoSuchExifTag")));
+  EXPECT_FALSE(editor->canEditValue(profileDescription)) << "in a JPEG the profile tags follow the catalogue";
+}
+
+TEST_F(MetadataEditorTest, UnknownFileTypeFallsBackOnTheStreamsSeen) {
+  auto editor = readSample("Canon.jpg", "Canon.xyz");
+  ASSERT_TRUE(editor->g0OriginalStreams().contains(TagStream::exif));
+
+  EXPECT_EQ(editor->access(make), TagAccess::rw);
+  EXPECT_EQ(editor->access(artist), TagAccess::r) << "missing tag of a stream the file has";
+  EXPECT_FALSE(editor->canEditValue(artist));
+  EXPECT_EQ(editor->access(iptcCity), TagAccess::n) << "a stream the file does not have";
+  EXPECT_TRUE(editor->canEditValue(make));
+
+  EventRecorder recorder(editor);
+  editor->setValue(std::string("Someone"), artist);
+  EXPECT_FALSE(editor->isValueEdited(artist));
+  EXPECT_THAT(recorder.events(), IsEmpty());
+}
+
+TEST_F(MetadataEditorTest, AnNInTheTableCountsAsNoAnswer) {
+  // HEIC has IPTC "N": with IPTC seen the tag is readable all the same; unseen it is not.
+  auto seen = editorOver("/photos/a.heic", {{iptcCity, "Paris"}}, {{"IPTC", "IPTC"}});
+  EXPECT_EQ(seen->access(iptcCity), TagAccess::rw);
+  EXPECT_EQ(seen->access(TagName("IPTC", "Headline")), TagAccess::r);
+
+  // A value read from a stream that the access hides is visible to unsafeGetValue() alone.
+  auto hidden = editorOver("/photos/a.heic", {{iptcCity, "Paris"}}, {});
+  EXPECT_EQ(hidden->access(iptcCity), TagAccess::n);
+  EXPECT_EQ(hidden->originalValue(iptcCity), std::nullopt);
+  EXPECT_EQ(hidden->currentValue(iptcCity), std::nullopt);
+  EXPECT_THAT(hidden->unsafeGetValue(iptcCity), Optional(std::string("Paris")));
+}
+
+TEST_F(MetadataEditorTest, FolderIsReadWriteCreateForEveryName) {
+  fs::create_directory(scratch / "album");
+  MetadataETReader reader;
+  auto folder = reader.readImageFolder(scratch / "album");
+  EXPECT_TRUE(folder->isFolder());
+  EXPECT_EQ(folder->access(artist), TagAccess::rwc);
+  EXPECT_EQ(folder->access(unknownStreamTag), TagAccess::rwc);
+  EXPECT_TRUE(folder->canEditValue(artist));
+  EXPECT_FALSE(folder->canEditValue(unknownStreamTag)) << "the catalogue still has its say";
+  EXPECT_FALSE(folder->canEditValue(fileSize)) << "read-only in the catalogue";
+  EXPECT_FALSE(folder->createBackupFiles);
+  EXPECT_TRUE(folder->recurseSubfolders);
+  EXPECT_EQ(folder->filterPathExtension, std::nullopt);
+  EXPECT_THAT(folder->currentTagNames(), IsEmpty());
+
+  // A folder editor whose URL has an extension is a folder, but its storage goes by the URL.
+  auto dotted = MetadataEditor::create<ETFolderMetadataEditor>(ReadWriteStorage(scratch / "album.d"));
+  EXPECT_TRUE(dotted->isFolder());
+  EXPECT_FALSE(dotted->storage().isFolder());
+  EXPECT_EQ(dotted->access(artist), TagAccess::n);
+}
+
+TEST_F(MetadataEditorTest, ProfileFileMayAlwaysEditItsProfileTags) {
+  auto icm = readSample("ICC_Profile.icc", "Profile.icm");
+  ASSERT_THAT(icm->originalValue(profileDescription), Optional(std::string("Nikon Adobe RGB 4.0.0.3000")));
+  EXPECT_TRUE(icm->canEditValue(profileDescription)) << "read-only in the catalogue, editable in its own file";
+  EXPECT_TRUE(icm->canEditValue(unknownProfileTag)) << "not even in the catalogue";
+  EXPECT_FALSE(icm->canEditValue(artist));
+
+  icm->setValue(std::string("Mine"), profileDescription);
+  EXPECT_THAT(icm->writtenValue(profileDescription), Optional(std::string("Mine")));
+
+  // The same tags in a JPEG follow the general rule.
+  auto jpeg = editorOver("/photos/a.jpg", {{profileDescription, "sRGB"}}, {{"ICC_Profile", "ICC_Profile"}});
+  EXPECT_FALSE(jpeg->canEditValue(profileDescription));
+  EXPECT_FALSE(jpeg->canEditValue(unknownProfileTag));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Edits and their editions
+
+TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
+  auto editor = jpegEditor();
+  EventRecorder recorder(editor);
+
+  editor->setValue(std::string("Canon"), make);  // the current value
+  editor->setValue(std::nullopt, artist);        // absent and absent
+  editor->setValue(std::string("x"), fileSize);  // not editable
+  EXPECT_THAT(recorder.events(), IsEmpty());
+
+  // A clear of an editable tag that the file lacks: registered, the storage unchanged.
+  editor->setValue(std::string(), artist);
+  EXPECT_FALSE(editor->isValueEdited(artist));
+  ASSERT_EQ(recorder.sets().size(), 1u);
+  EXPECT_THAT(recorder.namesOf(editor).back(), Optional(ElementsAre(artist)));
+
+  editor->setValue(std::string("Nikon"), make);
+  EXPECT_THAT(editor->writtenValue(make), Optional(std::string("Nikon")));
+  EXPECT_THAT(editor->originalValue(make), Optional(std::string("Canon")));
+  EXPECT_TRUE(editor->isEdited());
+
+  // Without an open session every changed name is a session of its own.
+  recorder.clear();
+  editor->setValue(std::string(), std::vector<TagName>{make, model});
+  EXPECT_THAT(recorder.events(), ElementsAre("will-begin", "did-end", "will-begin", "did-end"));
+  EXPECT_THAT(editor->writtenValue(make), Optional(std::string()));
+  EXPECT_THAT(editor->currentValue(model), Optional(std::string()));
+
+  // Inside one: one announcement with every name.
+  recorder.clear();
+  EditionsManager::shared().session([&] {
+    editor->setValues(std::vector<std::pair<TagName, std::optional<std::string>>>{{make, std::nullopt},
+                                                                                  {software, "Tool"}});
+    editor->setValues(std::map<TagName, std::string>{{model, "EOS"}, {artist, "Ada"}});
+  });
+  EXPECT_THAT(recorder.events(), ElementsAre("will-begin", "did-end"));
+  EXPECT_THAT(recorder.namesOf(editor).back(), Optional(ElementsAre(artist, make, model, software)));
+  EXPECT_THAT(editor->writtenTagNames(), ElementsAre(artist, software));
+  EXPECT_FALSE(editor->isValueEdited(make)) << "absent restores the original";
+  EXPECT_FALSE(editor->isValueEdited(model)) << "the original text withdraws the edit";
+}
+
+TEST_F(MetadataEditorTest, ForceValueMakesTheCurrentValuePending) {
+  auto editor = jpegEditor();
+  EventRecorder recorder(editor);
+
+  editor->forceValue(artist);  // no value at all
+  EXPECT_THAT(editor->writtenValue(artist), Optional(std::string()));
+  editor->forceValue(make);
+  EXPECT_THAT(editor->writtenValue(make), Optional(std::string("Canon")));
+  EXPECT_TRUE(editor->isValueEdited(make)) << "pending although equal to the original";
+  editor->forceValue(fileSize);  // not editable
+  EXPECT_FALSE(editor->isValueEdited(fileSize));
+
+  ASSERT_EQ(recorder.sets().size(), 2u);
+  EXPECT_THAT(recorder.namesOf(editor)[0], Optional(ElementsAre(artist)));
+  EXPECT_THAT(recorder.namesOf(editor)[1], Optional(ElementsAre(make)));
+}
+
+TEST_F(MetadataEditorTest, UnsafeSetValueSkipsEveryCheckButTheLock) {
+  auto editor = jpegEditor();
+  EventRecorder recorder(editor);
+  editor->unsafeSetValue(std::string("anything"), unknownStreamTag);
+  EXPECT_THAT(editor->writtenValue(unknownStreamTag), Optional(std::string("anything")));
+  editor->unsafeSetValue(std::string("Canon"), make);
+  EXPECT_TRUE(editor->isValueEdited(make));
+  editor->unsafeSetValue(std::nullopt, make);
+  EXPECT_FALSE(editor->isValueEdited(make));
+  editor->unsafeSetValue(std::nullopt, make);  // nothing to remove: registered all the same
+  EXPECT_EQ(recorder.sets().size(), 4u);
+}
+
+TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  std::error_code error;
+  writeFinderTags(path, {"Red", "Blue"}, error);
+  ASSERT_FALSE(error) << error.message();
+  MetadataETReader reader;
+  reader.setupDefaultForEditorReading();
+  auto file = reader.readImageFile(path);
+  ASSERT_EQ(file->originalFinderTags(), (std::vector<std::string>{"Red", "Blue"}));
+  EXPECT_TRUE(file->canEditFinderTags());
+
+  EventRecorder recorder(file);
+  file->setFinderTags(std::vector<std::string>{"Red", "Blue"});  // the original ones
+  EXPECT_EQ(file->writtenFinderTags(), std::nullopt);
+  EXPECT_FALSE(file->isEdited());
+  file->setFinderTags(std::vector<std::string>{"Green"});
+  EXPECT_EQ(file->writtenFinderTags(), (std::vector<std::string>{"Green"}));
+  EXPECT_TRUE(file->isEdited()) << "Finder tags alone make the editor edited";
+  EXPECT_THAT(file->writtenTagNames(), IsEmpty());
+  file->setFinderTags(std::nullopt);
+  EXPECT_EQ(file->writtenFinderTags(), std::nullopt);
+  // Every call is registered under the one name that stands for Finder tags.
+  ASSERT_EQ(recorder.sets().size(), 3u);
+  for (const auto& names : recorder.namesOf(file)) EXPECT_THAT(names, Optional(ElementsAre(TagName::orvfinderTags)));
+
+  fs::create_directory(scratch / "album");
+  auto folder = reader.readImageFolder(scratch / "album");
+  folder->setFinderTags(std::vector<std::string>{});  // equal to its (empty) original tags
+  EXPECT_EQ(folder->writtenFinderTags(), std::vector<std::string>{}) << "a folder keeps them pending";
+  folder->setFinderTags(std::nullopt);
+  EXPECT_EQ(folder->writtenFinderTags(), std::nullopt);
+}
+
+TEST_F(MetadataEditorTest, DebugDescriptionListsCurrentValues) {
+  auto editor = editorOver("/photos/a.jpg", {{make, "Canon"}, {model, "EOS"}, {iptcCity, "Paris"}},
+                           {{"EXIF", "IFD0"}, {"IPTC", "IPTC"}});
+  editor->setValue(std::string(), model);
+  editor->setValue(std::string("Ada"), artist);
+  EXPECT_EQ(editor->debugDescription(), "EXIF:Artist:Ada\nEXIF:Make:Canon\nEXIF:Model:\nIPTC:City:Paris\n");
+
+  ::testing::internal::CaptureStdout();
+  editor->debugPrint();
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), editor->debugDescription());
+}
+
+TEST_F(MetadataEditorTest, PropertiesOfTheFile) {
+  auto editor = MetadataEditor::create(ReadWriteStorage("/photos/holiday.2024.JPG"), std::string("secret"));
+  EXPECT_EQ(editor->url(), fs::path("/photos/holiday.2024.JPG"));
+  EXPECT_EQ(editor->hashURL(), editor->url());
+  EXPECT_EQ(editor->filename(), "holiday.2024");
+  EXPECT_EQ(editor->fileType(), "jpg");
+  EXPECT_EQ(editor->password(), std::optional<std::string>("secret"));
+  EXPECT_FALSE(editor->isFolder());
+  EXPECT_EQ(editor->extractFileIcon(), std::nullopt);
+  EXPECT_EQ(MetadataEditor::create(ReadWriteStorage("/photos/album/"))->filename(), "album");
+
+  EXPECT_TRUE(MetadataEditor::supportedImages().contains("jpg"));
+  EXPECT_TRUE(MetadataEditor::supportedImages().contains("heic"));
+  EXPECT_FALSE(MetadataEditor::supportedImages().contains("mp3"));
+  EXPECT_EQ(MetadataEditor::supportedImagesList().size(), MetadataEditor::supportedImages().size());
+}
+
+TEST_F(MetadataEditorTest, TwoEditorsOfOneURLHashAlikeAndDiffer) {
+  auto first = MetadataEditor::create(ReadWriteStorage("/photos/a.jpg"));
+  auto second = MetadataEditor::create(ReadWriteStorage("/photos/a.jpg"));
+  auto other = MetadataEditor::create(ReadWriteStorage("/photos/b.jpg"));
+  const MetadataEditorHash hash;
+  EXPECT_EQ(hash(first), hash(second));
+  EXPECT_NE(hash(first), hash(other));
+  EXPECT_NE(first, second);
+  std::unordered_set<std::shared_ptr<MetadataEditor>, MetadataEditorHash> set{first, second, first};
+  EXPECT_EQ(set.size(), 2u);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The lock
+
+TEST_F(MetadataEditorTest, LocksNestAndNotifyOnlyOnChangesOfState) {
+  auto editor = jpegEditor();
+  EventRecorder recorder(editor);
+
+  editor->lockEditor();
+  editor->lockEditor();
+  EXPECT_THAT(recorder.events(), ElementsAre("locked"));
+  editor->unlockEditor();
+  EXPECT_TRUE(editor->isLocked());
+  EXPECT_THAT(recorder.events(), ElementsAre("locked"));
+  editor->unlockEditor();
+  EXPECT_FALSE(editor->isLocked());
+  EXPECT_THAT(recorder.events(), ElementsAre("locked", "unlocked"));
+  EXPECT_FALSE(recorder.lockNotesHadUserInfo());
+  EXPECT_EQ(MetadataEditor::didChangeLockStateNotification, "MetadataEditorDidChangeLockStateNotification");
+
+  // An unbalanced unlock goes below zero silently; the next lock only brings it back to 0.
+  recorder.clear();
+  editor->unlockEditor();
+  editor->lockEditor();
+  EXPECT_FALSE(editor->isLocked());
+  EXPECT_THAT(recorder.events(), IsEmpty());
+  editor->lockEditor();
+  EXPECT_TRUE(editor->isLocked());
+  editor->unlockEditor();
+  EXPECT_THAT(recorder.events(), ElementsAre("locked", "unlocked"));
+}
+
+TEST_F(MetadataEditorTest, LockedEditorRefusesValueEditsButNotFinderTags) {
+  auto editor = jpegEditor();
+  editor->lockEditor();
+  EventRecorder recorder(editor);
+
+  editor->setValue(std::string("Ada"), artist);
+  editor->setValue(std::string("Ada"), std::vector<TagName>{artist, software});
+  editor->setValues(std::vector<std::pair<TagName, std::optional<std::string>>>{{artist, "Ada"}});
+  editor->setValues(std::map<TagName, std::string>{{make, "Nikon"}});
+  editor->unsafeSetValue(std::string("Ada"), artist);
+  editor->forceValue(make);
+  EXPECT_THAT(editor->writtenTagNames(), IsEmpty());
+  EXPECT_FALSE(editor->isValueEdited(artist));
+  EXPECT_FALSE(editor->isEdited());
+  EXPECT_THAT(recorder.events(), IsEmpty()) << "refusals register nothing";
+  // Reads go on.
+  EXPECT_THAT(editor->currentValue(make), Optional(std::string("Canon")));
+  EXPECT_TRUE(editor->canEditValue(artist));
+
+  editor->setFinderTags(std::vector<std::string>{"Red"});
+  EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Red"});
+  EXPECT_THAT(recorder.events(), ElementsAre("will-begin", "did-end"));
+
+  editor->unlockEditor();
+  editor->setValue(std::string("Ada"), artist);
+  EXPECT_TRUE(editor->isValueEdited(artist));
+}
+
+// ---------------------------------------------------------------------------------------------
+// The save protocol, as the editor sees it
+
+TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
+  auto editor = jpegEditor();
+  editor->setValue(std::string("Ada"), artist);
+  editor->setValue(std::string(), model);
+  editor->setFinderTags(std::vector<std::string>{"Red"});
+  EventRecorder recorder(editor);
+  auto storage = editor->storage();
+
+  editor->prepareInternalSaveChanges(storage);
+  EXPECT_TRUE(editor->isLocked());
+  EXPECT_TRUE(EditionsManager::shared().isInSession());
+  EXPECT_THAT(recorder.events(), ElementsAre("locked", "will-begin"));
+  editor->setValue(std::string("Nikon"), make);  // refused while saving
+  editor->setFinderTags(std::vector<std::string>{"Blue"});  // allowed
+  editor->performInternalFlushChanges(storage);
+  EXPECT_THAT(editor->writtenTagNames(), IsEmpty());
+  EXPECT_THAT(editor->originalValue(artist), Optional(std::string("Ada")));
+  EXPECT_THAT(editor->originalValue(model), Optional(std::string())) << "a cleared tag keeps an empty original";
+  EXPECT_EQ(editor->originalFinderTags(), std::vector<std::string>{"Blue"});
+  editor->concludeInternalSaveChanges(storage);
+
+  // The session ends before the lock is released, with the saved names and the Finder tags.
+  EXPECT_THAT(recorder.events(), ElementsAre("locked", "will-begin", "did-end", "unlocked"));
+  EXPECT_THAT(recorder.namesOf(editor).back(), Optional(ElementsAre(artist, model, TagName::orvfinderTags)));
+  EXPECT_FALSE(editor->isLocked());
+  EXPECT_FALSE(editor->isEdited());
+}
+
+TEST_F(MetadataEditorTest, SaveProtocolWithPendingFinderTagsAloneHasAnEmptySession) {
+  auto editor = jpegEditor();
+  editor->setFinderTags(std::vector<std::string>{"Red"});
+  EventRecorder recorder(editor);
+  auto storage = editor->storage();
+  editor->prepareInternalSaveChanges(storage);
+  editor->concludeInternalSaveChanges(storage);  // a failed save: no flush
+  EXPECT_THAT(recorder.events(), ElementsAre("locked", "will-begin", "did-end", "unlocked"));
+  EXPECT_TRUE(recorder.sets().back().values.empty());
+  EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Red"}) << "still pending after a failure";
+}
+
+TEST_F(MetadataEditorTest, FlushOfAnUnlockedEditorWarnsAndFlushes) {
+  auto editor = jpegEditor();
+  editor->setValue(std::string("Ada"), artist);
+  auto storage = editor->storage();
+
+  ::testing::internal::CaptureStdout();
+  editor->performInternalFlushChanges(storage);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Flushing changes while storage is not locked.\n");
+  EXPECT_THAT(editor->originalValue(artist), Optional(std::string("Ada")));
+  EXPECT_FALSE(editor->isEdited());
+
+  editor->setValue(std::string("Bob"), artist);
+  editor->lockEditor();
+  ::testing::internal::CaptureStdout();
+  editor->performInternalFlushChanges(storage);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  editor->unlockEditor();
+  EXPECT_THAT(editor->originalValue(artist), Optional(std::string("Bob")));
+}
+
+}  // namespace
+}  // namespace orvelin

@@ -1,0 +1,776 @@
+#include "orvelin/storage/metadata_et_writer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cctype>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "common/test_support.h"
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/et_editors.h"
+#include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/imageservice/image.h"
+#include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/support/file_system.h"
+#include "orvelin/support/files.h"
+#include "orvelin/support/notification_center.h"
+#include "orvelin/support/process_runner.h"
+#include "orvelin/support/user_defaults.h"
+#include "orvelin/values/date_time_value_converter.h"
+
+namespace orvelin {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Optional;
+using testing::copySample;
+using testing::readFile;
+using testing::ScratchFolder;
+using testing::writeFile;
+
+const TagName artist("EXIF", "Artist");
+const TagName software("EXIF", "Software");
+const TagName iso("EXIF", "ISO");
+const TagName modifyDate("EXIF", "ModifyDate");
+const TagName createDate("EXIF", "CreateDate");
+const TagName xmpLabel("XMP", "Label");
+
+std::shared_ptr<ETImageMetadataEditor> readEditor(const fs::path& path) {
+  MetadataETReader reader;
+  reader.setupDefaultForEditorReading();
+  return reader.readImageFile(path);
+}
+
+std::vector<fs::path> filesIn(const fs::path& folder) {
+  std::vector<fs::path> files;
+  if (!fs::exists(folder)) return files;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) files.push_back(entry.path());
+  return files;
+}
+
+std::vector<std::string> finderTagsOf(const fs::path& path) {
+  std::error_code error;
+  auto tags = readFinderTags(path, error);
+  EXPECT_FALSE(error) << path << ": " << error.message();
+  return tags;
+}
+
+// The decoded pixels of an image file; empty when libvips cannot decode it.
+std::string pixelsOf(const fs::path& path) {
+  const auto image = Image::decodeFile(path);
+  return image ? image->pixelData() : std::string();
+}
+
+// Saves as the save tasks do: the editor locked around the writer's call.
+void save(MetadataETWriter& writer, const std::shared_ptr<ETImageMetadataEditor>& editor) {
+  editor->lockEditor();
+  try {
+    writer.writeImageFileEditor(*editor);
+  } catch (...) {
+    editor->unlockEditor();
+    throw;
+  }
+  editor->unlockEditor();
+}
+
+// Records what the owner of a storage is told, in order.
+class RecordingOwner : public ReadWriteStorageOwner {
+ public:
+  void prepareInternalSaveChanges(ReadWriteStorage&) override { calls.push_back("prepare"); }
+  void performInternalFlushChanges(ReadWriteStorage&) override { calls.push_back("flush"); }
+  void concludeInternalSaveChanges(ReadWriteStorage&) override { calls.push_back("conclude"); }
+  std::vector<std::string> calls;
+};
+
+// A file system whose moves fail on demand; it records every move.
+class FailingFileSystem : public FileSystemWrapper {
+ public:
+  FailingFileSystem() : FileSystemWrapper(FileSystem::Default()) { ORVSetFileSystem(this); }
+  ~FailingFileSystem() override { ORVSetFileSystem(nullptr); }
+  void moveItem(const fs::path& from, const fs::path& to, std::error_code& error) override {
+    moves.emplace_back(from, to);
+    if (from == failFrom || to == failTo) {
+      error = std::make_error_code(std::errc::permission_denied);
+      return;
+    }
+    FileSystemWrapper::moveItem(from, to, error);
+  }
+  fs::path failFrom;
+  fs::path failTo;
+  std::vector<std::pair<fs::path, fs::path>> moves;
+};
+
+// Runs the real exiftool, records the arguments of each run, and can remove the file that a
+// run is about to write (its last argument) before starting it.
+class RecordingRunner : public ProcessRunnerWrapper {
+ public:
+  RecordingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
+  ~RecordingRunner() override { ORVSetProcessRunner(nullptr); }
+  ProcessResult run(const ProcessRequest& request) override {
+    {
+      std::lock_guard lock(mutex);
+      requests.push_back(request.arguments);
+    }
+    if (removeWorkFile && !request.arguments.empty()) fs::remove(request.arguments.back());
+    return ProcessRunnerWrapper::run(request);
+  }
+  std::size_t runs() {
+    std::lock_guard lock(mutex);
+    return requests.size();
+  }
+  std::mutex mutex;
+  std::vector<std::vector<std::string>> requests;
+  bool removeWorkFile = false;
+};
+
+class MetadataETWriterTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { TagsResources::shared().reload(); }
+
+  void SetUp() override {
+    // JSON files go to a temporary folder of the test's own, so that their removal shows.
+    fs::create_directories(temporary());
+    if (const char* old = std::getenv("TMPDIR")) oldTemporary_ = old;
+    ::setenv("TMPDIR", temporary().c_str(), 1);
+    oldBackup_ = ORVGetBackupFolderURL();
+    ORVSetBackupFolderURL(backup());
+  }
+  void TearDown() override {
+    if (oldTemporary_)
+      ::setenv("TMPDIR", oldTemporary_->c_str(), 1);
+    else
+      ::unsetenv("TMPDIR");
+    ORVSetBackupFolderURL(oldBackup_);
+    EXPECT_FALSE(EditionsManager::shared().isInSession());
+  }
+
+  fs::path temporary() const { return scratch / "tmp"; }
+  fs::path backup() const { return scratch / "backup"; }
+
+  // Runs exiftool on `target` by hand, with the arguments and the JSON that `writer` would use
+  // for `storage`: what a save must leave.
+  void runByHand(const MetadataETWriter& writer, const ReadWriteStorage& storage, const fs::path& target,
+                 bool recurse = false, std::optional<std::string> filter = std::nullopt) {
+    const auto json = scratch / "by-hand.json";
+    writeFile(json, writer.jsonValues(storage).dump(2));
+    auto arguments = writer.buildArguments(json);
+    arguments.push_back(target.string());
+    ExifToolCLI cli;
+    cli.overwriteInPlace = true;
+    cli.recurseSubfolders = recurse;
+    cli.filterPathExtension = std::move(filter);
+    cli.run(arguments);
+    fs::remove(json);
+  }
+
+  ScratchFolder scratch;
+
+ private:
+  std::optional<std::string> oldTemporary_;
+  fs::path oldBackup_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// A save changes exactly the edited tags, as exiftool itself would.
+
+struct SaveCase {
+  std::string sample;
+  std::vector<std::pair<TagName, std::string>> edits;  // new values
+  // Tags the file has, set to the empty text, with what exiftool leaves of them (absent:
+  // deleted).
+  std::vector<std::pair<TagName, std::optional<std::string>>> clears;
+  bool decodable;                          // libvips decodes its image data
+  std::vector<std::string> extraArguments;  // for the host's ORVSetExtraArguments()
+};
+
+void PrintTo(const SaveCase& saveCase, std::ostream* out) { *out << saveCase.sample; }
+
+// Names whose values exiftool changes by itself when it rewrites a file: positions of data in
+// the file, the IPTC record versions and character set that come with
+// "-IPTC:CodedCharacterSet=UTF8", and the XMP toolkit that it signs XMP with. (Tags that appear
+// in a group that the edits create, such as the mandatory tags of a new EXIF block, are
+// accepted apart.)
+bool changesWithAnyWrite(const TagName& name) {
+  static const std::set<std::string> names{"IPTC:CodedCharacterSet", "IPTC:EnvelopeRecordVersion",
+                                           "IPTC:ApplicationRecordVersion", "XMP:XMPToolkit"};
+  if (names.contains(name.rawValue()) || name.stream() == TagStream::file) return true;
+  const auto& key = name.key().rawValue();
+  for (const std::string suffix : {"Offset", "Offsets", "Start"})
+    if (key.size() > suffix.size() && key.compare(key.size() - suffix.size(), suffix.size(), suffix) == 0) return true;
+  return false;
+}
+
+class SaveRoundTripTest : public MetadataETWriterTest, public ::testing::WithParamInterface<SaveCase> {};
+
+TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
+  const auto& saveCase = GetParam();
+  fs::create_directories(scratch / "edited");
+  fs::create_directories(scratch / "by-hand");
+  const auto edited = copySample(saveCase.sample, scratch / "edited");
+  const auto byHand = copySample(saveCase.sample, scratch / "by-hand");
+  const auto pixelsBefore = pixelsOf(edited);
+  ASSERT_EQ(!pixelsBefore.empty(), saveCase.decodable);
+
+  ORVSetExtraArguments(saveCase.extraArguments);
+  struct Restore {
+    ~Restore() { ORVSetExtraArguments({}); }
+  } restore;
+
+  auto editor = readEditor(edited);
+  const auto before = editor->storage();
+  for (const auto& [name, value] : saveCase.edits) editor->setValue(value, name);
+  for (const auto& [name, expected] : saveCase.clears) {
+    ASSERT_TRUE(before.hasValue(name)) << name.rawValue();
+    editor->setValue(std::string(), name);
+  }
+  ASSERT_EQ(editor->writtenTagNames().size(), saveCase.edits.size() + saveCase.clears.size());
+
+  MetadataETWriter writer;
+  const auto sent = writer.jsonValues(editor->storage());
+  runByHand(writer, editor->storage(), byHand);
+  save(writer, editor);
+
+  // The file is what exiftool makes of the same command, byte for byte.
+  EXPECT_EQ(readFile(edited), readFile(byHand));
+  EXPECT_NE(readFile(edited), readFile(testing::dataDirectory() / saveCase.sample));
+  EXPECT_THAT(filesIn(backup()), IsEmpty());
+  EXPECT_THAT(filesIn(temporary()), IsEmpty()) << "the JSON file is removed";
+
+  // The editor's edits are now its original values.
+  EXPECT_FALSE(editor->isEdited());
+  for (const auto& [name, value] : saveCase.edits) EXPECT_THAT(editor->originalValue(name), Optional(value));
+
+  // Read again: the new values, the cleared ones as exiftool took the JSON, the rest as it was.
+  auto after = readEditor(edited);
+  std::set<TagName> touched;
+  for (const auto& [name, value] : saveCase.edits) {
+    touched.insert(name);
+    EXPECT_THAT(after->originalValue(name), Optional(value)) << name.rawValue();
+  }
+  for (const auto& [name, expected] : saveCase.clears) {
+    touched.insert(name);
+    const auto key = name.rawValue();
+    ASSERT_TRUE(sent.contains(key)) << key;
+    EXPECT_TRUE(sent[key] == "-" || sent[key] == "") << key << " cleared, but sent as " << sent[key];
+    if (sent[key] == "-") {
+      EXPECT_EQ(expected, std::nullopt) << key << " sent as \"-\" is deleted";
+    }
+    EXPECT_EQ(after->unsafeGetValue(name), expected) << key << " sent as " << sent[key];
+  }
+  const auto afterStorage = after->storage();
+  for (const auto& name : before.originalValuesTagNames()) {
+    if (touched.contains(name) || changesWithAnyWrite(name)) continue;
+    EXPECT_EQ(afterStorage.originalValue(name), before.originalValue(name)) << name.rawValue() << " changed";
+  }
+  for (const auto& name : afterStorage.originalValuesTagNames()) {
+    if (touched.contains(name) || changesWithAnyWrite(name)) continue;
+    if (!before.g0OriginalStreams().contains(name.stream())) continue;  // a group the edits made
+    EXPECT_TRUE(before.hasValue(name)) << name.rawValue() << " appeared";
+  }
+  if (saveCase.decodable) {
+    EXPECT_EQ(pixelsOf(edited), pixelsBefore) << "the image data changed";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, SaveRoundTripTest,
+    ::testing::Values(
+        SaveCase{"Canon.jpg",
+                 {{artist, "Ada Lovelace"}, {xmpLabel, "Red"}, {TagName("IPTC", "City"), "Paris"}},
+                 {{iso, std::nullopt}, {modifyDate, std::nullopt}},
+                 true,
+                 {}},
+        SaveCase{"ExifTool.tif",
+                 {{artist, "Ada Lovelace"}, {TagName("IPTC", "Headline"), "New headline"}},
+                 {{software, ""}, {TagName("IPTC", "City"), ""}},
+                 true,
+                 {}},
+        // exiftool drops a PNG text chunk whose text is empty.
+        SaveCase{"PNG.png",
+                 {{TagName("PNG", "Title"), "A title"}, {xmpLabel, "Red"}},
+                 {{TagName("PNG", "Comment"), std::nullopt}},
+                 true,
+                 {}},
+        SaveCase{"CanonRaw.cr2",
+                 {{artist, "Ada Lovelace"}, {TagName("EXIF", "Copyright"), "(c) Ada"}},
+                 {{iso, std::nullopt}},
+                 false,
+                 {}},
+        // The sample's image strips are cut short, which exiftool rewrites only with -m.
+        SaveCase{"Nikon.nef", {{artist, "Ada Lovelace"}}, {{software, ""}}, false, {"-m"}},
+        SaveCase{"DNG.dng",
+                 {{artist, "Ada Lovelace"}},
+                 {{TagName("EXIF", "CameraSerialNumber"), ""}, {TagName("EXIF", "ImageNumber"), std::nullopt}},
+                 true,
+                 {}},
+        SaveCase{"QuickTime.heic", {{xmpLabel, "Green"}, {artist, "Ada Lovelace"}}, {}, false, {}}),
+    [](const ::testing::TestParamInfo<SaveCase>& info) {
+      auto name = info.param.sample;
+      for (auto& c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+      return name;
+    });
+
+// ---------------------------------------------------------------------------------------------
+// A folder editor writes every file of its folder in one run.
+
+class FolderSaveTest : public MetadataETWriterTest {
+ protected:
+  // album/{Canon.jpg, GPS.jpg, Photo.JPEG, notes.txt, sub/Other.jpg, .hidden/Hidden.jpg}
+  fs::path makeAlbum(const fs::path& root) {
+    fs::create_directories(root / "sub");
+    fs::create_directories(root / ".hidden");
+    copySample("Canon.jpg", root);
+    copySample("GPS.jpg", root);
+    fs::copy_file(testing::dataDirectory() / "GPS.jpg", root / "Photo.JPEG");
+    writeFile(root / "notes.txt", "not an image");
+    fs::copy_file(testing::dataDirectory() / "Canon.jpg", root / "sub" / "Other.jpg");
+    fs::copy_file(testing::dataDirectory() / "Canon.jpg", root / ".hidden" / "Hidden.jpg");
+    return root;
+  }
+  static std::vector<std::string> relativeFiles() {
+    return {"Canon.jpg", "GPS.jpg", "Photo.JPEG", "notes.txt", "sub/Other.jpg", ".hidden/Hidden.jpg"};
+  }
+};
+
+TEST_F(FolderSaveTest, WritesEveryImageOfTheFolderAsExiftoolDoes) {
+  const auto album = makeAlbum(scratch / "album");
+  const auto byHand = makeAlbum(scratch / "by-hand" / "album");
+  const std::map<std::string, std::string> samples{
+      {"Canon.jpg", "Canon.jpg"}, {"GPS.jpg", "GPS.jpg"}, {"sub/Other.jpg", "Canon.jpg"}};
+  std::map<std::string, ReadWriteStorage> before;
+  for (const auto& [file, sample] : samples) before.emplace(file, readEditor(album / file)->storage());
+
+  MetadataETReader reader;
+  auto folder = reader.readImageFolder(album);
+  folder->setValue(std::string("Ada Lovelace"), artist);
+  folder->setValue(std::string(), software);  // no original values in a folder: sent all the same
+  folder->setFinderTags(std::vector<std::string>{"Trip", "Été"});
+  ASSERT_THAT(folder->writtenTagNames(), ElementsAre(artist, software));
+
+  MetadataETWriter writer;
+  writer.shouldUpdateImagesFinderTags = true;  // as the save task sets it for folders
+  writer.recurseSubfolders = folder->recurseSubfolders;
+  const auto sent = writer.jsonValues(folder->storage());
+  EXPECT_FALSE(sent.contains("macOS:MDItemUserTags"));
+  runByHand(writer, folder->storage(), byHand, true);
+  folder->lockEditor();
+  writer.writeImageFolderEditor(*folder);
+  folder->unlockEditor();
+
+  EXPECT_FALSE(folder->isEdited());
+  for (const auto& file : relativeFiles()) EXPECT_EQ(readFile(album / file), readFile(byHand / file)) << file;
+  EXPECT_EQ(readFile(album / ".hidden/Hidden.jpg"), readFile(testing::dataDirectory() / "Canon.jpg"));
+  EXPECT_THAT(filesIn(temporary()), IsEmpty());
+
+  for (const auto& [file, original] : before) {
+    auto after = readEditor(album / file);
+    EXPECT_THAT(after->originalValue(artist), Optional(std::string("Ada Lovelace"))) << file;
+    if (sent[software.rawValue()] == "-")
+      EXPECT_EQ(after->unsafeGetValue(software), std::nullopt) << file;
+    else
+      EXPECT_THAT(after->unsafeGetValue(software), Optional(std::string())) << file;
+    for (const auto& name : original.originalValuesTagNames()) {
+      if (name == artist || name == software || changesWithAnyWrite(name)) continue;
+      EXPECT_EQ(after->unsafeGetValue(name), original.originalValue(name)) << file << " " << name.rawValue();
+    }
+    EXPECT_EQ(pixelsOf(album / file), pixelsOf(testing::dataDirectory() / samples.at(file))) << file;
+  }
+
+  // The Finder tags land on each file that exiftool wrote, not on the folder.
+  const std::vector<std::string> tags{"Trip", "Été"};
+  for (const auto& file : {"Canon.jpg", "GPS.jpg", "Photo.JPEG", "sub/Other.jpg"})
+    EXPECT_EQ(finderTagsOf(album / file), tags) << file;
+  for (const auto& path : {album / "notes.txt", album / ".hidden/Hidden.jpg", album})
+    EXPECT_THAT(finderTagsOf(path), IsEmpty()) << path;
+  EXPECT_EQ(folder->originalFinderTags(), tags);
+}
+
+TEST_F(FolderSaveTest, FollowsTheEditorsRecursionAndExtensionFilter) {
+  const auto album = makeAlbum(scratch / "album");
+  const auto byHand = makeAlbum(scratch / "by-hand" / "album");
+  MetadataETReader reader;
+  auto folder = reader.readImageFolder(album);
+  folder->recurseSubfolders = false;
+  folder->filterPathExtension = "jpg";
+  folder->createBackupFiles = true;
+  folder->setValue(std::string("Ada Lovelace"), artist);
+  folder->setFinderTags(std::vector<std::string>{"Trip"});
+
+  MetadataETWriter writer;
+  writer.shouldUpdateImagesFinderTags = true;
+  runByHand(writer, folder->storage(), byHand, false, "jpg");
+  RecordingRunner runner;
+  folder->lockEditor();
+  writer.writeImageFolderEditor(*folder);
+  folder->unlockEditor();
+
+  EXPECT_FALSE(writer.overwriteInPlace);
+  ASSERT_EQ(runner.runs(), 1u);
+  const auto& arguments = runner.requests[0];
+  EXPECT_NE(std::find(arguments.begin(), arguments.end(), "-overwrite_original_in_place"), arguments.end())
+      << "the run overwrites in place whatever the option says";
+  EXPECT_EQ(arguments.back(), album.string());
+  for (const auto& file : relativeFiles()) EXPECT_EQ(readFile(album / file), readFile(byHand / file)) << file;
+  EXPECT_NE(readFile(album / "Canon.jpg"), readFile(testing::dataDirectory() / "Canon.jpg"));
+  EXPECT_EQ(readFile(album / "sub/Other.jpg"), readFile(testing::dataDirectory() / "Canon.jpg"));
+  EXPECT_EQ(readFile(album / "Photo.JPEG"), readFile(testing::dataDirectory() / "GPS.jpg"));
+  EXPECT_FALSE(fs::exists(album / "Canon.jpg_original"));
+
+  EXPECT_EQ(finderTagsOf(album / "Canon.jpg"), std::vector<std::string>{"Trip"});
+  EXPECT_EQ(finderTagsOf(album / "GPS.jpg"), std::vector<std::string>{"Trip"});
+  EXPECT_THAT(finderTagsOf(album / "Photo.JPEG"), IsEmpty());
+  EXPECT_THAT(finderTagsOf(album / "sub/Other.jpg"), IsEmpty());
+}
+
+// ---------------------------------------------------------------------------------------------
+// A save that fails keeps the file and the edits, and unlocks the editor.
+
+class FailedSaveTest : public MetadataETWriterTest {
+ protected:
+  void SetUp() override {
+    MetadataETWriterTest::SetUp();
+    source = copySample("Canon.jpg", scratch.path());
+    original = readFile(source);
+    editor = readEditor(source);
+    editor->setValue(std::string("Ada Lovelace"), artist);
+    editor->setFinderTags(std::vector<std::string>{"Trip"});
+  }
+
+  // Saves without a lock of the caller's, so that the save's own lock shows. Returns the error
+  // caught (absent when none of that type was thrown) and what the observers were told.
+  template <typename Error>
+  std::optional<Error> failingSave(MetadataETWriter& writer, std::vector<std::string>& events) {
+    std::vector<std::string> seen;
+    std::mutex mutex;
+    auto& center = NotificationCenter::defaultCenter();
+    auto lockToken = center.addObserver(MetadataEditor::didChangeLockStateNotification, editor.get(), nullptr,
+                                        [&](const Notification&) {
+                                          std::lock_guard lock(mutex);
+                                          seen.push_back("lock changed");
+                                        });
+    auto endToken = center.addObserver(EditionsManager::didEndSessionNotification, &EditionsManager::shared(),
+                                       nullptr, [&](const Notification&) {
+                                         std::lock_guard lock(mutex);
+                                         seen.push_back("did-end");
+                                       });
+    std::optional<Error> caught;
+    try {
+      writer.writeImageFileEditor(*editor);
+    } catch (const Error& error) {
+      caught = error;
+    }
+    center.removeObserver(lockToken);
+    center.removeObserver(endToken);
+    events = seen;
+    return caught;
+  }
+
+  void expectEditsPendingAndUnlocked(const std::vector<std::string>& events) {
+    EXPECT_THAT(editor->writtenValue(artist), Optional(std::string("Ada Lovelace")));
+    EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Trip"});
+    EXPECT_EQ(editor->originalValue(artist), std::nullopt);
+    EXPECT_FALSE(editor->isLocked());
+    EXPECT_THAT(events, ElementsAre("lock changed", "did-end", "lock changed"));
+    EXPECT_THAT(filesIn(temporary()), IsEmpty()) << "the JSON file is removed";
+  }
+
+  fs::path source;
+  std::string original;
+  std::shared_ptr<ETImageMetadataEditor> editor;
+};
+
+TEST_F(FailedSaveTest, BackupFolderThatCannotBeCreated) {
+  writeFile(scratch / "plain", "a file, not a folder");
+  ORVSetBackupFolderURL(scratch / "plain" / "backup");
+  MetadataETWriter writer;
+  std::vector<std::string> events;
+  const auto error = failingSave<fs::filesystem_error>(writer, events);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->code(), std::errc::not_a_directory);
+  EXPECT_EQ(readFile(source), original);
+  EXPECT_THAT(finderTagsOf(source), IsEmpty());
+  expectEditsPendingAndUnlocked(events);
+}
+
+TEST_F(FailedSaveTest, SourceThatCannotBeMoved) {
+  FailingFileSystem fileSystem;
+  fileSystem.failFrom = source;
+  RecordingRunner runner;
+  MetadataETWriter writer;
+  std::vector<std::string> events;
+  const auto error = failingSave<fs::filesystem_error>(writer, events);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->code(), std::errc::permission_denied);
+  EXPECT_EQ(runner.runs(), 0u);
+  EXPECT_EQ(readFile(source), original);
+  EXPECT_THAT(filesIn(backup()), IsEmpty());
+  expectEditsPendingAndUnlocked(events);
+}
+
+TEST_F(FailedSaveTest, FileRemovedDuringTheSave) {
+  RecordingRunner runner;
+  runner.removeWorkFile = true;
+  MetadataETWriter writer;
+  std::vector<std::string> events;
+  const auto error = failingSave<MetadataETWriterError>(writer, events);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->code(), MetadataETWriterError::Code::outputIsMissing);
+  EXPECT_STREQ(error->what(), "Output is missing");
+  ASSERT_EQ(runner.runs(), 1u);
+  EXPECT_EQ(fs::path(runner.requests[0].back()).parent_path(), backup()) << "the work file was in the backup folder";
+  EXPECT_FALSE(fs::exists(source));
+  EXPECT_THAT(filesIn(backup()), IsEmpty());
+  expectEditsPendingAndUnlocked(events);
+}
+
+TEST_F(FailedSaveTest, LastMoveThatFails) {
+  fs::create_directories(scratch / "by-hand");
+  const auto byHand = copySample("Canon.jpg", scratch / "by-hand");
+  FailingFileSystem fileSystem;
+  fileSystem.failTo = source;
+  MetadataETWriter writer;
+  runByHand(writer, editor->storage(), byHand);
+  std::vector<std::string> events;
+  const auto error = failingSave<fs::filesystem_error>(writer, events);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->code(), std::errc::permission_denied);
+  EXPECT_FALSE(fs::exists(source));
+  // The written file waits in the backup folder, whole.
+  const auto left = filesIn(backup());
+  ASSERT_EQ(left.size(), 1u);
+  EXPECT_EQ(left[0].extension(), ".jpg");
+  EXPECT_EQ(readFile(left[0]), readFile(byHand));
+  EXPECT_THAT(readEditor(left[0])->originalValue(artist), Optional(std::string("Ada Lovelace")));
+  ASSERT_EQ(fileSystem.moves.size(), 2u);
+  EXPECT_EQ(fileSystem.moves[1], std::make_pair(left[0], source));
+  expectEditsPendingAndUnlocked(events);
+}
+
+TEST_F(FailedSaveTest, JSONThatCannotBeEncodedStartsNoProcess) {
+  editor->unsafeSetValue(std::string("\xff\xfe not UTF-8"), software);
+  RecordingRunner runner;
+  MetadataETWriter writer;
+  std::vector<std::string> events;
+  const auto error = failingSave<MetadataETWriterError>(writer, events);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->code(), MetadataETWriterError::Code::jsonEncodingFailed);
+  EXPECT_STREQ(error->what(), "JSON encoding failed");
+  EXPECT_EQ(runner.runs(), 0u);
+  EXPECT_EQ(readFile(source), original);
+  expectEditsPendingAndUnlocked(events);
+}
+
+TEST_F(FailedSaveTest, JSONFileThatCannotBeWrittenStartsNoProcess) {
+  writeFile(scratch / "not-a-folder", "");
+  ::setenv("TMPDIR", (scratch / "not-a-folder").c_str(), 1);
+  RecordingRunner runner;
+  MetadataETWriter writer;
+  std::vector<std::string> events;
+  const auto error = failingSave<MetadataETWriterError>(writer, events);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->code(), MetadataETWriterError::Code::jsonFileCreationFailed);
+  EXPECT_STREQ(error->what(), "JSON file creation failed");
+  EXPECT_EQ(runner.runs(), 0u);
+  EXPECT_EQ(readFile(source), original);
+  expectEditsPendingAndUnlocked(events);
+  EXPECT_STREQ(MetadataETWriterError(MetadataETWriterError::Code::copySourceImageFailed).what(),
+               "Copy of source failed");
+}
+
+// ---------------------------------------------------------------------------------------------
+// The owner's calls, the command line and the options
+
+TEST_F(MetadataETWriterTest, OwnerIsToldOfTheSaveInOrder) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto owner = std::make_shared<RecordingOwner>();
+  ReadWriteStorage storage(path);
+  storage.owner = owner;
+  storage.setValue(std::string("Ada Lovelace"), artist);
+  MetadataETWriter writer;
+  writer.shouldMoveSource = true;
+  writer.writeStorage(storage);
+  EXPECT_THAT(owner->calls, ElementsAre("prepare", "flush", "conclude"));
+  EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Ada Lovelace")));
+
+  owner->calls.clear();
+  writeFile(scratch / "plain", "");
+  ORVSetBackupFolderURL(scratch / "plain" / "backup");
+  EXPECT_THROW(writer.writeStorage(storage), fs::filesystem_error);
+  EXPECT_THAT(owner->calls, ElementsAre("prepare", "conclude"));
+
+  // Without an owner the save goes on alone.
+  ORVSetBackupFolderURL(backup());
+  owner.reset();
+  storage.setValue(std::string("Bob"), artist);
+  writer.writeStorage(storage);
+  EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Bob")));
+}
+
+TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  editor->setValue(std::string("Ada Lovelace"), artist);
+  RecordingRunner runner;
+  FailingFileSystem fileSystem;  // fails nothing: records the moves
+  MetadataETWriter writer;
+  writer.overwriteInPlace = false;  // does not matter: the run always overwrites in place
+  save(writer, editor);
+
+  ASSERT_EQ(runner.runs(), 1u);
+  const auto& arguments = runner.requests[0];
+  ASSERT_EQ(arguments.size(), 11u + ORVGetExtraArguments().size());
+  const auto work = fs::path(arguments.back());
+  EXPECT_EQ(work.parent_path(), backup());
+  EXPECT_EQ(work.extension(), ".jpg");
+  const auto json = arguments[arguments.size() - 2];
+  EXPECT_EQ(json.rfind("-json=" + temporary().string() + "/", 0), 0u) << json;
+  EXPECT_EQ(fs::path(json).extension(), ".json");
+  const std::vector<std::string> tail(arguments.end() - 8, arguments.end() - 2);
+  EXPECT_THAT(tail, ElementsAre("-overwrite_original_in_place", "-G", "-s", "-n", "-f", "-IPTC:CodedCharacterSet=UTF8"));
+  EXPECT_EQ(arguments[0], ExifToolCLI::exiftoolExecutableURL().string());
+  EXPECT_EQ(arguments[1], "-charset");
+  EXPECT_EQ(arguments[2], "filename=UTF8");
+  EXPECT_THAT(fileSystem.moves, ElementsAre(std::make_pair(path, work), std::make_pair(work, path)));
+}
+
+TEST_F(MetadataETWriterTest, UntouchedStorageStillRunsExiftool) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  RecordingRunner runner;
+  MetadataETWriter writer;
+  EXPECT_EQ(writer.jsonValues(editor->storage()), nlohmann::json({{"SourceFile", "*"}}));
+  const auto byHand = scratch / "by-hand.jpg";
+  fs::copy_file(path, byHand);
+  runByHand(writer, editor->storage(), byHand);
+  const auto runsBefore = runner.runs();
+  save(writer, editor);
+  EXPECT_EQ(runner.runs(), runsBefore + 1);
+  // Nothing of the storage is written; "-IPTC:CodedCharacterSet=UTF8" still is.
+  EXPECT_EQ(readFile(path), readFile(byHand));
+  EXPECT_EQ(readEditor(path)->originalValue(TagName("EXIF", "Make")), std::optional<std::string>("Canon"));
+}
+
+TEST_F(MetadataETWriterTest, WithoutMovingTheSourceTheFileIsWrittenWhereItIs) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  ReadWriteStorage storage(path);
+  storage.setValue(std::string("Ada Lovelace"), artist);
+  FailingFileSystem fileSystem;
+  RecordingRunner runner;
+  MetadataETWriter writer;
+  writer.writeStorage(storage);
+  EXPECT_THAT(fileSystem.moves, IsEmpty());
+  EXPECT_EQ(runner.requests.at(0).back(), path.string());
+  EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Ada Lovelace")));
+}
+
+TEST_F(MetadataETWriterTest, FinderTagsAreSetByTheWriterNotSentToExiftool) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  editor->setFinderTags(std::vector<std::string>{"Red", "Été"});
+
+  MetadataETWriter writer;
+  writer.shouldUpdateImagesFinderTags = true;
+  const auto json = writer.jsonValues(editor->storage());
+  EXPECT_FALSE(json.contains("macOS:MDItemUserTags"));
+  const auto arguments = writer.buildArguments("/tmp/x.json");
+  EXPECT_THAT(arguments, ElementsAre("-G", "-s", "-n", "-f", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
+                                     "-json=/tmp/x.json"));
+  save(writer, editor);
+  EXPECT_EQ(finderTagsOf(path), (std::vector<std::string>{"Red", "Été"}));
+  EXPECT_EQ(editor->originalFinderTags(), (std::vector<std::string>{"Red", "Été"}));
+  EXPECT_EQ(editor->writtenFinderTags(), std::nullopt);
+
+  // Nothing pending: the attribute stays as it is, and "-use MWG" is still asked for.
+  EXPECT_FALSE(writer.jsonValues(editor->storage()).contains("macOS:MDItemUserTags"));
+  save(writer, editor);
+  EXPECT_EQ(finderTagsOf(path), (std::vector<std::string>{"Red", "Été"}));
+
+  // Through the source's URL attributes alone, an empty list removes them.
+  MetadataETWriter sourceWriter;
+  sourceWriter.shouldUpdateSourceFinderTags = true;
+  editor->setFinderTags(std::vector<std::string>{});
+  save(sourceWriter, editor);
+  EXPECT_THAT(finderTagsOf(path), IsEmpty());
+}
+
+TEST_F(MetadataETWriterTest, FileDatesFromTheExifDates) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  ASSERT_THAT(editor->originalValue(modifyDate), Optional(std::string("2003:12:04 06:46:52")));
+  editor->setValue(std::string("2010:01:02 03:04:05"), createDate);
+
+  MetadataETWriter writer;
+  writer.shouldUpdateImagesSystemCreateDate = true;
+  writer.shouldUpdateImagesSystemModifyDate = true;
+  const auto json = writer.jsonValues(editor->storage());
+  EXPECT_EQ(json["File:FileModifyDate"], "2003:12:04 06:46:52") << "the original value when none is written";
+  EXPECT_FALSE(json.contains("File:FileCreateDate")) << "a creation date cannot be set here";
+  save(writer, editor);
+  const auto expected = *DateTimeValueConverter().typedValueFromStringValue(std::string("2003:12:04 06:46:52"));
+  const auto modified = [&] {
+    struct stat info {};
+    ::stat(path.c_str(), &info);
+    return std::chrono::system_clock::from_time_t(info.st_mtim.tv_sec);
+  };
+  EXPECT_EQ(modified(), expected) << "exiftool set the modification date";
+
+  // The source's own dates, set by the writer after the run.
+  MetadataETWriter sourceWriter;
+  sourceWriter.shouldUpdateSourceSystemCreateDate = true;
+  sourceWriter.shouldUpdateSourceSystemModifyDate = true;
+  editor->setValue(std::string("2011:05:06 07:08:09"), modifyDate);
+  save(sourceWriter, editor);
+  EXPECT_EQ(modified(), *DateTimeValueConverter().typedValueFromStringValue(std::string("2011:05:06 07:08:09")));
+
+  // A text that no date format reads gives no date, and nothing is thrown.
+  ReadWriteStorage storage(path);
+  storage.setValue(std::string("not a date"), modifyDate);
+  EXPECT_EQ(sourceWriter.fileAttributes(storage).modificationDate, std::nullopt);
+  EXPECT_TRUE(sourceWriter.fileAttributes(ReadWriteStorage(path)).empty());
+  EXPECT_NO_THROW(sourceWriter.writeFileAttributes(storage));
+}
+
+TEST_F(MetadataETWriterTest, ExportSidecar) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  editor->setValue(std::string("Red"), xmpLabel);
+  RecordingRunner runner;
+  MetadataETWriter writer;
+  const auto sidecar = scratch / "Canon.xmp";
+  writer.exportSidecar(editor->storage(), sidecar);
+  ASSERT_EQ(runner.runs(), 1u);
+  const auto& arguments = runner.requests[0];
+  const auto tagsFromFile = std::find(arguments.begin(), arguments.end(), "-tagsfromfile");
+  ASSERT_NE(tagsFromFile, arguments.end());
+  EXPECT_EQ(*(tagsFromFile + 1), path.string());
+  EXPECT_EQ(arguments.back(), sidecar.string());
+  EXPECT_THAT(filesIn(temporary()), IsEmpty());
+  EXPECT_TRUE(editor->isEdited()) << "an export is no save";
+
+  ReadWriteStorage folder(scratch / "album");
+  folder.setValue(std::string("Red"), xmpLabel);
+  writer.exportSidecar(folder, scratch / "Album.xmp");
+  ASSERT_EQ(runner.runs(), 2u);
+  EXPECT_EQ(std::find(runner.requests[1].begin(), runner.requests[1].end(), "-tagsfromfile"), runner.requests[1].end());
+  EXPECT_THAT(readEditor(sidecar)->originalValue(xmpLabel), Optional(std::string("Red")));
+  EXPECT_THAT(readEditor(scratch / "Album.xmp")->originalValue(xmpLabel), Optional(std::string("Red")));
+}
+
+}  // namespace
+}  // namespace orvelin

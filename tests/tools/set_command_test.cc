@@ -1,0 +1,175 @@
+// `orvelin set` with the edits with intent, on copies of the samples, checked by reading the
+// files back with exiftool.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "common/test_support.h"
+#include "orvelin/presets/preset.h"
+#include "orvelin/support/files.h"
+#include "tools/tool_support.h"
+
+namespace orvelin {
+namespace {
+
+using testing::exifToolRecord;
+using testing::runTool;
+using testing::ScratchFolder;
+
+TEST(SetCommand, GPSPositionAltitudeAndErase) {
+  ScratchFolder folder;
+  const auto file = testing::copySample("Canon.jpg", folder.path());
+  auto run = runTool({"set", file.string(), "--gps", "N 48° 51' 23.8\", E 2° 21' 7.9\"", "--gps-altitude=-3"},
+                     folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  auto record = exifToolRecord(file, {"EXIF:GPS*"});
+  EXPECT_NEAR(record["EXIF:GPSLatitude"].get<double>(), 48.8566, 1e-4);
+  EXPECT_NEAR(record["EXIF:GPSLongitude"].get<double>(), 2.3522, 1e-4);
+  EXPECT_EQ(record["EXIF:GPSLatitudeRef"], "N");
+  EXPECT_EQ(record["EXIF:GPSLongitudeRef"], "E");
+  EXPECT_EQ(record["EXIF:GPSAltitude"], 3);
+  EXPECT_EQ(record["EXIF:GPSAltitudeRef"], 1);
+
+  // South and west: the numbers stay positive, the references carry the signs.
+  run = runTool({"set", file.string(), "--gps", "33 52 4.5 S, 151 12 36 W"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  record = exifToolRecord(file, {"EXIF:GPS*"});
+  EXPECT_NEAR(record["EXIF:GPSLatitude"].get<double>(), 33.867917, 1e-5);
+  EXPECT_NEAR(record["EXIF:GPSLongitude"].get<double>(), 151.21, 1e-5);
+  EXPECT_EQ(record["EXIF:GPSLatitudeRef"], "S");
+  EXPECT_EQ(record["EXIF:GPSLongitudeRef"], "W");
+  EXPECT_EQ(record["EXIF:GPSAltitude"], 3);
+
+  run = runTool({"set", file.string(), "--gps", "somewhere"}, folder.path());
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.errors.find("somewhere"), std::string::npos);
+
+  run = runTool({"set", file.string(), "--erase-gps"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  record = exifToolRecord(file, {"EXIF:GPS*"});
+  // Cleared tags go to exiftool as the writer sends them: the numbers as "-", which deletes
+  // them; the text references as an empty text, which exiftool keeps as an empty value.
+  for (const char* name : {"EXIF:GPSLatitude", "EXIF:GPSLongitude", "EXIF:GPSAltitude", "EXIF:GPSAltitudeRef"})
+    EXPECT_FALSE(record.contains(name)) << name << " in " << record;
+  for (const char* name : {"EXIF:GPSLatitudeRef", "EXIF:GPSLongitudeRef"})
+    EXPECT_EQ(record.value(name, nlohmann::json()), "") << name << " in " << record;
+}
+
+TEST(SetCommand, DateShiftCrossesMidnightAndMonthEnds) {
+  ScratchFolder folder;
+  const auto file = testing::copySample("Canon.jpg", folder.path());
+  const std::pair<const char*, const char*> cases[] = {
+      {"2021:01:31 23:30:00", "2021:02:01 00:30:00"},
+      {"2021:12:31 23:59:59", "2022:01:01 00:59:59"},
+      {"2024:02:29 23:00:00", "2024:03:01 00:00:00"},
+      {"2023:02:28 23:15:00", "2023:03:01 00:15:00"},
+  };
+  for (const auto& [before, after] : cases) {
+    auto run = runTool({"set", file.string(), "-t", std::string("EXIF:DateTimeOriginal=") + before}, folder.path());
+    ASSERT_EQ(run.status, 0) << run.errors;
+    run = runTool({"set", file.string(), "--date", "EXIF:DateTimeOriginal=SHIFT(hh: 1)"}, folder.path());
+    ASSERT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(exifToolRecord(file, {"EXIF:DateTimeOriginal"})["EXIF:DateTimeOriginal"], after) << before;
+  }
+  auto run = runTool({"set", file.string(), "--date", "EXIF:CreateDate=SELECT(YY: 2020, MM: 1, DD: 2)"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(exifToolRecord(file, {"EXIF:CreateDate"})["EXIF:CreateDate"], "2020:01:02 00:00:00");
+  run = runTool({"set", file.string(), "--date", "EXIF:CreateDate=LATER(hh: 1)"}, folder.path());
+  EXPECT_EQ(run.status, 2);
+}
+
+TEST(SetCommand, APresetDoesExactlyItsEntriesInOneSession) {
+  ScratchFolder folder;
+  const auto file = testing::copySample("GPS.jpg", folder.path());
+  auto other = std::make_shared<Preset>();
+  other->setName("Other");
+  other->setEntry(PresetEntry::value("Wrong preset"), TagName::exifImageDescription);
+  auto preset = std::make_shared<Preset>();
+  preset->setName("Four");
+  preset->setEntry(PresetEntry::value("From preset"), TagName::exifImageDescription);
+  preset->setEntry(PresetEntry::copy("IPTC:Source"), TagName("EXIF", "Artist"));
+  preset->setEntry(PresetEntry::remove(), TagName("IPTC", "Headline"));
+  preset->setEntry(PresetEntry::restore(), TagName("EXIF", "Software"));
+  const auto presets = folder / "presets.json";
+  Preset::exportToFile({other, preset}, presets);
+
+  const auto before = exifToolRecord(file, {"EXIF:all", "IPTC:all", "XMP:all"});
+  const auto run = runTool({"set", file.string(), "-t", "EXIF:Software=Pending edit", "--preset", presets.string(),
+                            "--preset-name", "Four"},
+                           folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.output, file.string() + ": EXIF:Artist EXIF:ImageDescription EXIF:Software IPTC:Headline\n");
+
+  auto expected = before;
+  expected["EXIF:ImageDescription"] = "From preset";
+  expected["EXIF:Artist"] = "FreeFoto.com";
+  // A removed text tag holds an empty text; the writer's IPTC character set argument adds the
+  // character set (and with it the envelope's version) to the file.
+  expected["IPTC:Headline"] = "";
+  expected["IPTC:CodedCharacterSet"] = "\x1b%G";
+  expected["IPTC:EnvelopeRecordVersion"] = 4;
+  auto after = exifToolRecord(file, {"EXIF:all", "IPTC:all", "XMP:all"});
+  // Where the thumbnail lies depends on the size of what comes before it.
+  expected.erase("EXIF:ThumbnailOffset");
+  after.erase("EXIF:ThumbnailOffset");
+  EXPECT_EQ(after, expected);
+
+  EXPECT_EQ(runTool({"set", file.string(), "--preset", presets.string(), "--preset-name", "None"}, folder.path()).status,
+            2);
+  EXPECT_EQ(runTool({"set", file.string(), "--preset", (folder / "missing.json").string()}, folder.path()).status, 2);
+}
+
+TEST(SetCommand, RemoveThumbnail) {
+  ScratchFolder folder;
+  const auto file = testing::copySample("GPS.jpg", folder.path());
+  ASSERT_EQ(exifToolRecord(file, {"ThumbnailLength"})["EXIF:ThumbnailLength"], 28);
+  const auto run = runTool({"set", file.string(), "--remove-thumbnail"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const auto record = exifToolRecord(file);
+  EXPECT_FALSE(record.contains("EXIF:ThumbnailImage")) << record;
+  EXPECT_FALSE(record.contains("EXIF:ThumbnailLength"));
+  EXPECT_FALSE(record.contains("EXIF:ThumbnailOffset"));
+  // The rest is whole.
+  EXPECT_EQ(record["File:ImageWidth"], 120);
+  EXPECT_EQ(record["EXIF:Artist"], "Ian Britton");
+  EXPECT_EQ(record["IPTC:Headline"], "Communications");
+}
+
+TEST(SetCommand, CopiesCloneMergeAndKeywords) {
+  ScratchFolder folder;
+  const auto file = testing::copySample("ExifTool.jpg", folder.path());
+  auto run = runTool({"set", file.string(), "--copy", "IPTC:City=EXIF:Artist", "--copy-date",
+                      "IPTC:DateCreated=EXIF:CreateDate", "--clone", "IPTC:Urgency=EXIF:ImageDescription",
+                      "--merge", "IPTC:Keywords=gumbo", "--merge", "IPTC:Headline=at all"},
+                     folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  auto record = exifToolRecord(file, {"EXIF:Artist", "EXIF:CreateDate", "EXIF:ImageDescription", "IPTC:Keywords",
+                                      "IPTC:Headline"});
+  EXPECT_EQ(record["EXIF:Artist"], "Kingston");
+  EXPECT_EQ(record["EXIF:CreateDate"], "2004:02:26 18:36:41");  // the IPTC day, the EXIF time
+  EXPECT_EQ(record["EXIF:ImageDescription"], "8 (least urgent)");
+  EXPECT_EQ(record["IPTC:Keywords"], (nlohmann::json{"jambalaya", "gumbo"}));
+  EXPECT_EQ(record["IPTC:Headline"], "No headline at all");
+
+  run = runTool({"set", file.string(), "--finder-tags-from-keywords"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  std::error_code error;
+  EXPECT_EQ(readFinderTags(file, error), (std::vector<std::string>{"jambalaya", "gumbo"}));
+  run = runTool({"set", file.string(), "--finder-tags", "red,blue", "--keywords-from-finder-tags"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(exifToolRecord(file, {"IPTC:Keywords"})["IPTC:Keywords"], (nlohmann::json{"red", "blue"}));
+
+  // Tags that cannot take the edit are named, and the others are made.
+  run = runTool({"set", file.string(), "--merge", "EXIF:ISO=100", "--copy", "EXIF:Nothing=EXIF:Artist", "--merge",
+                 "IPTC:City=Ontario"},
+                folder.path());
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.errors.find("EXIF:ISO refused"), std::string::npos) << run.errors;
+  EXPECT_NE(run.errors.find("EXIF:Nothing refused"), std::string::npos) << run.errors;
+  EXPECT_EQ(exifToolRecord(file, {"IPTC:City"})["IPTC:City"], "Kingston Ontario");
+  EXPECT_EQ(runTool({"set", file.string(), "--copy", "EXIF:Artist"}, folder.path()).status, 2);
+}
+
+}  // namespace
+}  // namespace orvelin

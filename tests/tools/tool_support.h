@@ -1,0 +1,52 @@
+#pragma once
+
+// Runs the orvelin tool of this build on copies of the samples, and reads files back with
+// exiftool itself.
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/support/process_runner.h"
+
+namespace orvelin::testing {
+
+struct ToolRun {
+  int status = -1;
+  std::string output;
+  std::string errors;
+};
+
+// Runs bin/orvelin (next to the test program) with `arguments`, its home, temporary and
+// configuration folders in `scratch`.
+inline ToolRun runTool(const std::vector<std::string>& arguments, const std::filesystem::path& scratch) {
+  ProcessRequest request;
+  request.executable = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "orvelin";
+  request.arguments = arguments;
+  request.environment = {"HOME=" + scratch.string(), "TMPDIR=" + scratch.string(),
+                         "XDG_CONFIG_HOME=" + (scratch / "config").string(), "LANG=C.UTF-8"};
+  for (const char* name : {"PATH", "TZ", "ORVELIN_RESOURCES"})
+    if (const char* value = std::getenv(name)) request.environment.push_back(std::string(name) + "=" + value);
+  const auto result = ProcessRunner::Default()->run(request);
+  return {result.exitStatus, result.standardOutput, result.standardError};
+}
+
+// exiftool's JSON record of `file`, read with "-j -a -n -G" and the given tag arguments (all tags
+// when there are none).
+inline nlohmann::json exifToolRecord(const std::filesystem::path& file, const std::vector<std::string>& tags = {}) {
+  ExifToolCLI cli;
+  std::vector<std::string> arguments = {"-j", "-a", "-n", "-G"};
+  for (const auto& tag : tags) arguments.push_back("-" + tag);
+  arguments.push_back(file.string());
+  cli.run(arguments);
+  const auto output = cli.buildStdOutString();
+  if (!output || output->empty()) return nlohmann::json::object();
+  const auto records = nlohmann::json::parse(*output);
+  return records.empty() ? nlohmann::json::object() : records.front();
+}
+
+}  // namespace orvelin::testing
