@@ -23,14 +23,16 @@ const char* const kDebugBundleProperties[] = {
 
 struct DebugLogState {
   std::atomic<bool> enabled{false};
-  std::mutex mutex;  // guards file and the writes to standard output, one entry at a time
+  std::atomic<int> console{STDOUT_FILENO};
+  std::mutex mutex;  // guards file and the writes to the console, one entry at a time
   UniqueFd file;
   std::map<std::string, std::string> applicationInfo;  // set at start-up
 };
 
+// Lives as long as the process: threads of the worker pool may still print while it exits.
 DebugLogState& state() {
-  static DebugLogState instance;
-  return instance;
+  static DebugLogState* const instance = new DebugLogState;
+  return *instance;
 }
 
 void writeAll(int fd, std::string_view bytes) {
@@ -42,6 +44,13 @@ void writeAll(int fd, std::string_view bytes) {
     }
     bytes.remove_prefix(static_cast<size_t>(written));
   }
+}
+
+// Writes a line to the console, after what the host's standard output holds in its buffer.
+// REQUIRES: the state's mutex is held.
+void writeConsoleLine(DebugLogState& s, std::string_view line) {
+  std::fflush(stdout);
+  writeAll(s.console.load(std::memory_order_relaxed), line);
 }
 
 std::string presentDateDescription() {
@@ -120,10 +129,21 @@ void ORVDebugLogWrite(std::string_view text) {
   std::string line(text);
   line.push_back('\n');
   std::lock_guard lock(s.mutex);
-  std::fflush(stdout);
-  writeAll(STDOUT_FILENO, line);
+  writeConsoleLine(s, line);
   if (s.file.valid()) writeAll(s.file.get(), line);
 }
+
+void ORVPrint(std::string_view text) {
+  auto& s = state();
+  std::string line(text);
+  line.push_back('\n');
+  std::lock_guard lock(s.mutex);
+  writeConsoleLine(s, line);
+}
+
+void ORVSetConsole(int fd) { state().console.store(fd, std::memory_order_relaxed); }
+
+int ORVGetConsole() { return state().console.load(std::memory_order_relaxed); }
 
 void ORVAppendDebugFile(std::string_view text) {
   auto& s = state();

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "orvelin/support/debug_log.h"
+
 namespace orvelin {
 
 namespace {
@@ -72,7 +74,7 @@ std::vector<std::vector<std::string>> captureMatches(std::string_view text, std:
   const auto upattern = icu::UnicodeString::fromUTF8(icu::StringPiece(pattern.data(), pattern.size()));
   std::unique_ptr<icu::RegexPattern> compiled(icu::RegexPattern::compile(upattern, 0, parseError, status));
   if (U_FAILURE(status) || !compiled) {
-    std::printf("invalid regex: %s\n", u_errorName(status));
+    ORVPrint(std::string("invalid regex: ") + u_errorName(status));
     return {};
   }
   const auto utext = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), text.size()));

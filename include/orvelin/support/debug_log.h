@@ -18,8 +18,18 @@ void ORVEnableDebugLog(const std::filesystem::path& url);
 void ORVDisableDebugLog();
 bool ORVIsDebugLogEnabled();
 
-// Writes one entry (the text and a line feed) to standard output and to the file.
+// Writes one entry (the text and a line feed) to the console and to the file.
 void ORVDebugLogWrite(std::string_view text);
+
+// The library's console: the messages that it prints as it goes on (a catalogue file that cannot
+// be read, a resource that is missing, a flush without a lock) and the entries of the debug log.
+// ORVPrint writes `text` and a line feed there, in one write. Safe from any thread.
+void ORVPrint(std::string_view text);
+// The file descriptor of the console: standard output (1) unless a host chose another, such as
+// standard error (2) for a tool whose standard output is machine-readable. The descriptor must
+// stay open as long as the library may print. Set once at start-up.
+void ORVSetConsole(int fd);
+int ORVGetConsole();
 
 // Writes `text` and a line feed to the file alone, when there is one.
 void ORVAppendDebugFile(std::string_view text);
