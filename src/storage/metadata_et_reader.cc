@@ -12,9 +12,7 @@
 
 namespace orvelin {
 
-ETMetadataReaderError::ETMetadataReaderError(Code code) : std::runtime_error(errorDescription(code)), code_(code) {}
-
-const char* ETMetadataReaderError::errorDescription(Code code) {
+const char* ETMetadataReaderError::text(Code code) {
   switch (code) {
     case Code::readerOutputIsEmpty: return "Reader output is empty";
     case Code::dataDecodingFailed: return "Data decoding failed";
@@ -67,9 +65,11 @@ void MetadataETReader::fillStorage(GenericStorage& storage) const {
 
 namespace {
 
+// Whether `text` contains one of `needles`. An empty needle is contained in no text, as a
+// substring search for nothing finds nothing.
 bool containsAny(std::string_view text, const std::vector<std::string>& needles) {
   for (const auto& needle : needles)
-    if (text.find(needle) != std::string_view::npos) return true;
+    if (!needle.empty() && text.find(needle) != std::string_view::npos) return true;
   return false;
 }
 

@@ -2,14 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
+
+#include <map>
+#include <string>
+#include <vector>
 
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/process_runner.h"
-#include "orvelin/values/value.h"
-#include "orvelin/values/value_converter.h"
 
 namespace orvelin {
 namespace {
@@ -80,7 +81,17 @@ TEST_F(MetadataETReaderTest, OutputsThatAreNoArrayOfObjects) {
   EXPECT_EQ(failsWith(R"({"a":1})"), ETMetadataReaderError::Code::dataDecodingFailed);
   EXPECT_EQ(failsWith("not json"), ETMetadataReaderError::Code::dataDecodingFailed);
   EXPECT_EQ(failsWith("[1]"), ETMetadataReaderError::Code::dataDecodingFailed);
-  EXPECT_STREQ(ETMetadataReaderError(ETMetadataReaderError::Code::dataDecodingFailed).what(), "Data decoding failed");
+}
+
+TEST_F(MetadataETReaderTest, ErrorTextsAreFixed) {
+  using Code = ETMetadataReaderErrorCode;
+  const ETMetadataReaderError decoding(Code::dataDecodingFailed);
+  EXPECT_STREQ(decoding.what(), "Data decoding failed");
+  EXPECT_EQ(decoding.errorDescription(), "Data decoding failed");
+  EXPECT_EQ(decoding.localizedDescription(), "Data decoding failed");
+  EXPECT_STREQ(ETMetadataReaderError::errorDescription(Code::readerOutputIsEmpty), "Reader output is empty");
+  EXPECT_EQ(ETMetadataReaderError(Code::readerOutputIsEmpty).code(), ETMetadataReaderError::Code::readerOutputIsEmpty);
+  EXPECT_FALSE(decoding == ETMetadataReaderError(Code::readerOutputIsEmpty));
 }
 
 TEST_F(MetadataETReaderTest, ZeroBytesOfOutputIsAnError) {
@@ -149,37 +160,95 @@ TEST_F(MetadataETReaderTest, BannedStreamsAndValuesCanChange) {
   EXPECT_THAT(reader.bannedValues, ElementsAre("-b option to extract"));
 }
 
-TEST_F(MetadataETReaderTest, AdditionalGroupsKeepTheFirstValue) {
-  const auto storage = fill(R"([{"EXIF:IFD0": {"Make": "First"}, "EXIF:IDF1": {"Make": "Second"}}])");
-  // Whatever the order of the members, the IDF1 value never replaces an existing one.
-  const auto& make = storage.values.at(TagName("EXIF", "Make"));
-  EXPECT_TRUE(make == "First" || make == "Second");
-  const auto later = fill(R"([{"EXIF:IFD1": {"Make": "Second"}, "EXIF:IFD0": {"Make": "First"}}])");
-  EXPECT_EQ(later.values.size(), 1u);
+TEST_F(MetadataETReaderTest, EmptyBannedEntriesMatchNothing) {
+  MetadataETReader reader;
+  reader.bannedStreams = {"", "Nothing"};
+  reader.bannedValues = {""};
+  RecordingStorage storage;
+  reader.fillStorage(storage, R"([{"EXIF:IFD0": {"Make": "Nikon", "Artist": ""}, "IPTC": {"City": "Cannes"}}])");
+  EXPECT_THAT(storage.streams, UnorderedElementsAre(Pair("EXIF", "IFD0"), Pair("IPTC", "IPTC")));
+  EXPECT_EQ(storage.values.at(TagName("EXIF", "Make")), "Nikon");
+  EXPECT_EQ(storage.values.at(TagName("EXIF", "Artist")), "");
+  EXPECT_EQ(storage.values.at(TagName("IPTC", "City")), "Cannes");
 }
 
-// What exiftool itself prints, in the catalogue's normal form.
-std::string exifToolValue(const std::filesystem::path& file, const std::string& tag) {
-  ExifToolCLI cli;
-  cli.enableRawValues = true;
-  cli.run({"-j", "-EXIF:" + tag, file.string()});
-  const auto json = nlohmann::json::parse(*cli.buildStdOutString());
-  if (!json[0].contains(tag)) return "<none>";
-  const auto item = TagsResources::shared().tag(TagName("EXIF", tag));
-  return item->converter()->stringValueFromRawValue(Value::fromJSON(json[0][tag])).value_or("<none>");
-}
-
-TEST_F(MetadataETReaderTest, SampleFilesReadAsExifToolPrintsThem) {
+TEST_F(MetadataETReaderTest, OnlyTheIDFGroupsKeepAValueAlreadyStored) {
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
-  for (const char* sample : {"Canon.jpg", "GPS.jpg", "ExifTool.tif", "Nikon.nef", "CanonRaw.cr2", "DNG.dng"}) {
-    const auto file = testing::dataDirectory() / sample;
-    SCOPED_TRACE(sample);
-    const auto storage = reader.readReadWriteStorage(file);
-    EXPECT_FALSE(storage.originalValuesDict().empty());
+  const auto makeAfter = [&](const std::string& group) {
+    RecordingStorage storage;
+    storage.values[TagName("EXIF", "Make")] = "Stored";
+    reader.fillStorage(storage, R"([{")" + group + R"(": {"Make": "Read", "Model": "New"}}])");
+    EXPECT_EQ(storage.values.at(TagName("EXIF", "Model")), "New") << group;  // nothing to keep
+    return storage.values.at(TagName("EXIF", "Make"));
+  };
+  EXPECT_EQ(makeAfter("EXIF:IDF1"), "Stored");
+  EXPECT_EQ(makeAfter("EXIF:IDF2"), "Stored");
+  EXPECT_EQ(makeAfter("EXIF:IDF3"), "Stored");
+  // exiftool's own group names, and anything else, replace the stored value.
+  EXPECT_EQ(makeAfter("EXIF:IFD1"), "Read");
+  EXPECT_EQ(makeAfter("EXIF:IFD0"), "Read");
+  EXPECT_EQ(makeAfter("EXIF:idf1"), "Read");
+}
+
+TEST_F(MetadataETReaderTest, TheSameKeyUnderEXIFAndUnderAMakerStreamStaysApart) {
+  const auto storage = fill(R"([{
+    "EXIF:ExifIFD": {"ISO": 100, "FNumber": 8},
+    "MakerNotes:Canon": {"ISO": 3, "FNumber": 5.6},
+    "XMP:XMP-exif": {"FNumber": 4},
+    "XMP:XMP-dc": {"Creator": ["Ann", "Bob"]}
+  }])");
+  EXPECT_EQ(storage.values.at(TagName("EXIF", "ISO")), "100");
+  EXPECT_EQ(storage.values.at(TagName("Canon", "ISO")), "3");
+  EXPECT_EQ(storage.values.at(TagName("EXIF", "FNumber")), "8.00000000");
+  EXPECT_EQ(storage.values.at(TagName("Canon", "FNumber")), "5.60000000");
+  // A family 0 group other than the maker notes files its tags under its own name, whatever
+  // its family 1 group.
+  EXPECT_EQ(storage.values.at(TagName("XMP", "FNumber")), "4.00000000");
+  EXPECT_EQ(storage.values.at(TagName("XMP", "Creator")), "Ann,Bob");
+  EXPECT_FALSE(storage.values.contains(TagName("XMP-exif", "FNumber")));
+  EXPECT_FALSE(storage.values.contains(TagName("MakerNotes", "ISO")));
+  EXPECT_EQ(storage.values.size(), 6u);
+}
+
+// The values of a few EXIF tags of the sample files as `exiftool -n` prints them, in the
+// catalogue's normal form (reals with eight decimals).
+TEST_F(MetadataETReaderTest, SampleFilesReadAsExifToolPrintsThem) {
+  struct Expected {
+    const char* file;
+    std::map<std::string, std::string> values;  // absent from the map: exiftool prints none
+  };
+  const std::vector<Expected> samples = {
+      {"Canon.jpg",
+       {{"Make", "Canon"}, {"Model", "Canon EOS DIGITAL REBEL"}, {"DateTimeOriginal", "2003:12:04 06:46:52"},
+        {"ISO", "100"}, {"FNumber", "14.00000000"}}},
+      {"GPS.jpg",
+       {{"Make", "FUJIFILM"}, {"Model", "FinePixS1Pro"}, {"DateTimeOriginal", "2002:07:13 15:58:28"},
+        {"ISO", "0"}, {"FNumber", "0.64023438"}}},
+      {"ExifTool.tif", {{"Make", "Canon"}, {"Model", "Canon EOS DIGITAL REBEL"}}},
+      {"Nikon.nef",
+       {{"Make", "NIKON CORPORATION"}, {"Model", "NIKON D70"}, {"DateTimeOriginal", "2004:06:09 16:02:35"},
+        {"ISO", "200"}, {"FNumber", "3.50000000"}}},
+      {"CanonRaw.cr2",
+       {{"Make", "Canon"}, {"Model", "Canon EOS 350D DIGITAL"}, {"DateTimeOriginal", "2005:08:03 18:59:18"},
+        {"ISO", "400"}, {"FNumber", "8.00000000"}}},
+      {"DNG.dng",
+       {{"Make", "Canon"}, {"Model", "Canon EOS 350D DIGITAL"}, {"DateTimeOriginal", "2005:08:03 18:59:18"},
+        {"ISO", "400"}, {"FNumber", "8.00000000"}}},
+  };
+  MetadataETReader reader;
+  reader.setupDefaultForEditorReading();
+  for (const auto& sample : samples) {
+    SCOPED_TRACE(sample.file);
+    const auto storage = reader.readReadWriteStorage(testing::dataDirectory() / sample.file);
+    EXPECT_TRUE(storage.g1OriginalStreams().contains(TagStream("IFD0")));
     for (const char* tag : {"Make", "Model", "DateTimeOriginal", "ISO", "FNumber"}) {
+      const auto expected = sample.values.find(tag);
       const auto value = storage.originalValue(TagName("EXIF", tag));
-      EXPECT_EQ(value.value_or("<none>"), exifToolValue(file, tag)) << tag;
+      if (expected == sample.values.end())
+        EXPECT_FALSE(value) << tag;
+      else
+        EXPECT_EQ(value.value_or("<none>"), expected->second) << tag;
     }
   }
 }

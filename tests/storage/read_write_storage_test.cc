@@ -101,6 +101,19 @@ TEST(ReadWriteStorageOverlay, FlushFoldsEditsIntoTheOriginals) {
   EXPECT_EQ(storage.originalValue(TagName("EXIF", "Model")), "y");
 }
 
+TEST(ReadWriteStorageOverlay, HasValueLooksAtTheOriginalValuesOnly) {
+  auto storage = fileWithMake();
+  storage.setValue("Me", kArtist);
+  EXPECT_EQ(storage.currentValue(kArtist), "Me");
+  EXPECT_FALSE(storage.hasValue(kArtist));  // pending only
+  storage.setValue("", kMake);
+  EXPECT_TRUE(storage.hasValue(kMake));  // a pending delete leaves the original in place
+  storage.forceTagName(TagName("EXIF", "Model"));
+  EXPECT_FALSE(storage.hasValue(TagName("EXIF", "Model")));
+  storage.flushNewToOriginalValues();
+  EXPECT_TRUE(storage.hasValue(kArtist));
+}
+
 TEST(ReadWriteStorageFinderTags, PendingAndFlushed) {
   ReadWriteStorage storage("/a/b.jpg");
   EXPECT_TRUE(storage.canEditFinderTags());
@@ -171,6 +184,37 @@ TEST_F(ReadWriteStorageExport, GroupsValuesAndDeletions) {
   EXPECT_FALSE(values.contains("NoSuchStream:Make"));
   EXPECT_FALSE(values.contains("MakerNotes:Make"));
   EXPECT_EQ(values.size(), 6u);
+}
+
+TEST_F(ReadWriteStorageExport, FamilyZeroStreamsKeepTheirGroupName) {
+  ReadWriteStorage storage("/photos/a.jpg");
+  storage.setValue("Cannes", TagName("IPTC", "City"));
+  storage.setValue("Ann,Bob", TagName("XMP", "Creator"));
+  storage.setValue("Bob", TagName("Photoshop", "URL"));
+  storage.setValue("5.6", TagName("Canon", "FNumber"));
+  const auto values = storage.buildETValues();
+  EXPECT_EQ(values.at("IPTC:City"), "Cannes");
+  EXPECT_EQ(values.at("XMP:Creator"), nlohmann::json::array({"Ann", "Bob"}));
+  EXPECT_EQ(values.at("Photoshop:URL"), "Bob");
+  EXPECT_TRUE(values.contains("MakerNotes:FNumber"));
+  EXPECT_FALSE(values.contains("MakerNotes:City"));
+  EXPECT_FALSE(values.contains("MakerNotes:Creator"));
+  EXPECT_EQ(values.size(), 5u);
+}
+
+// Only an emptied thumbnail tag is sent as "-" without the catalogue; one with a value is looked
+// up and converted like any other tag.
+TEST_F(ReadWriteStorageExport, AThumbnailTagWithAValueIsWrittenLikeAnyTag) {
+  auto storage = fileWithMake();
+  storage.setValue("1234", TagName::exifThumbnailLength);
+  storage.setValue("base64:/9j/4AAQ", TagName::exifThumbnailImage);  // no type the catalogue keeps
+  storage.store("5", TagName::exifPreviewImageLength);
+  storage.setValue("", TagName::exifPreviewImageLength);
+  const auto values = storage.buildETValues();
+  EXPECT_EQ(values.at("EXIF:ThumbnailLength"), 1234);  // converted to a number, not "-"
+  EXPECT_FALSE(values.contains("EXIF:ThumbnailImage"));
+  EXPECT_EQ(values.at("EXIF:PreviewImageLength"), "-");
+  EXPECT_EQ(values.size(), 3u);
 }
 
 }  // namespace

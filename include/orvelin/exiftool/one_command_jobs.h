@@ -61,9 +61,15 @@ class JPGFromRawReader final : public EmbeddedImageReader {
       : EmbeddedImageReader("-JpgFromRaw", std::move(password)) {}
 };
 
-// Replaces the EXIF thumbnail of files by `thumbnail`, or removes it when there is none.
-// exiftool keeps its own "_original" backups here. Swallows every failure; the temporary JPEG
-// is removed on every way out. One caller at a time.
+// Replaces the EXIF thumbnail of files by `thumbnail`, or removes it when there is none
+// (`exiftool -ThumbnailImage= FILES...`, run even for no file). exiftool keeps its own
+// "_original" backups here. Swallows every failure. One caller at a time; blocks for one
+// process.
+//
+// A replacement writes `thumbnail` as a JPEG into the temporary folder and passes it as the one
+// argument `-ThumbnailImage<="PATH"`, the double quotes included. exiftool 12.57 reads the quotes
+// as part of the file name and refuses, so the files stay as they were. When the JPEG cannot be
+// written nothing runs; the temporary JPEG is removed on every way out.
 class ThumbnailWriter {
  public:
   std::optional<std::string> password;

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "orvelin/storage/generic_storage.h"
 #include "orvelin/storage/read_only_storage.h"
 #include "orvelin/storage/read_write_storage.h"
+#include "orvelin/support/coded_error.h"
 
 namespace orvelin {
 
@@ -19,17 +19,13 @@ class ETImageMetadataEditor;
 class ETFolderMetadataEditor;
 
 // Why a read through exiftool failed.
-class ETMetadataReaderError : public std::runtime_error {
- public:
-  enum class Code { readerOutputIsEmpty, dataDecodingFailed };
-  explicit ETMetadataReaderError(Code code);
-  Code code() const { return code_; }
-  // "Reader output is empty", "Data decoding failed": fixed English texts.
-  static const char* errorDescription(Code code);
-  std::string localizedDescription() const { return what(); }
+enum class ETMetadataReaderErrorCode { readerOutputIsEmpty, dataDecodingFailed };
 
- private:
-  Code code_;
+class ETMetadataReaderError : public CodedError<ETMetadataReaderError, ETMetadataReaderErrorCode> {
+ public:
+  using CodedError::CodedError;
+  // "Reader output is empty", "Data decoding failed": fixed English texts.
+  static const char* text(Code code);
 };
 
 // Marker of the library's metadata readers (through exiftool, and in-process).
@@ -55,9 +51,10 @@ class MetadataETReader : public MetadataReader {
   bool enableShortTags = false;
   bool disableComposite = true;
   bool forceRawLocation = false;
-  // A value containing any of these texts is dropped.
+  // A value containing any of these texts is dropped. An empty entry matches nothing.
   std::vector<std::string> bannedValues{"-b option to extract"};
-  // A group whose name contains any of these texts is dropped.
+  // A group whose name contains any of these texts (case-sensitive) is dropped. An empty entry
+  // matches nothing.
   std::vector<std::string> bannedStreams{"ExifTool"};
 
   // Back to the default banned values and streams.

@@ -1,0 +1,287 @@
+#include "orvelin/exiftool/one_command_jobs.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/test_support.h"
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/support/process_runner.h"
+
+namespace orvelin {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+// Runs every command with the real exiftool and keeps the arguments that the job passed to
+// run(), that is what follows the tool's path, its "-charset filename=UTF8" and its options.
+class RecordingRunner : public ProcessRunnerWrapper {
+ public:
+  RecordingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
+  RecordingRunner(const RecordingRunner&) = delete;
+  RecordingRunner& operator=(const RecordingRunner&) = delete;
+  ~RecordingRunner() override { ORVSetProcessRunner(nullptr); }
+
+  ProcessResult run(const ProcessRequest& request) override {
+    {
+      std::lock_guard lock(mutex_);
+      commands_.push_back(request.arguments);
+    }
+    return ProcessRunnerWrapper::run(request);
+  }
+
+  std::vector<std::vector<std::string>> commands() {
+    std::lock_guard lock(mutex_);
+    return commands_;
+  }
+  // The whole argument list of the only command run.
+  std::vector<std::string> onlyCommand() {
+    const auto all = commands();
+    EXPECT_EQ(all.size(), 1u);
+    return all.empty() ? std::vector<std::string>() : all.front();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::vector<std::string>> commands_;
+};
+
+// The last `count` arguments of a command.
+std::vector<std::string> tail(const std::vector<std::string>& arguments, std::size_t count) {
+  if (arguments.size() < count) return arguments;
+  return std::vector<std::string>(arguments.end() - static_cast<std::ptrdiff_t>(count), arguments.end());
+}
+
+// Points $TMPDIR at a scratch folder for the life of a test, so that what a job leaves there
+// can be seen.
+class TemporaryFolderScope {
+ public:
+  explicit TemporaryFolderScope(const fs::path& folder) {
+    if (const char* old = std::getenv("TMPDIR")) old_ = old;
+    ::setenv("TMPDIR", folder.c_str(), 1);
+  }
+  TemporaryFolderScope(const TemporaryFolderScope&) = delete;
+  TemporaryFolderScope& operator=(const TemporaryFolderScope&) = delete;
+  ~TemporaryFolderScope() {
+    if (old_)
+      ::setenv("TMPDIR", old_->c_str(), 1);
+    else
+      ::unsetenv("TMPDIR");
+  }
+
+ private:
+  std::optional<std::string> old_;
+};
+
+std::vector<std::string> namesIn(const fs::path& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+class OneCommandJobs : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { TagsResources::shared().reload(); }
+
+  fs::path sample(const std::string& name) { return testing::copySample(name, files_.path()); }
+  const fs::path& folder() const { return files_.path(); }
+  const fs::path& temporary() const { return temporary_.path(); }
+
+  // Puts `jpeg` into `file` as the embedded image `tag` with exiftool itself.
+  static void embed(const fs::path& file, const std::string& tag, const std::string& jpeg) {
+    testing::ScratchFolder scratch;
+    const auto image = scratch / "embedded.jpg";
+    testing::writeFile(image, jpeg);
+    ExifToolCLI cli;
+    cli.overwriteInPlace = true;
+    cli.run({"-" + tag + "<=" + image.string(), file.string()});
+  }
+
+  // The thumbnail of ExifTool.jpg (a JFIF extension thumbnail of 45 x 60 pixels), as exiftool
+  // extracts it.
+  static std::string sampleThumbnailJPEG() {
+    const auto data = ThumbnailReader().readData(testing::dataDirectory() / "ExifTool.jpg");
+    EXPECT_TRUE(data);
+    return data.value_or("");
+  }
+
+  // What a reader made of a file: the arguments it gave exiftool after the options, and the
+  // image's size as "WIDTHxHEIGHT" or "absent".
+  using Read = std::pair<std::vector<std::string>, std::string>;
+  static Read readWith(const EmbeddedImageReader& reader, const fs::path& file) {
+    RecordingRunner runner;
+    const auto image = reader.read(file);
+    return {tail(runner.onlyCommand(), 3),
+            image ? std::to_string(image->width()) + "x" + std::to_string(image->height()) : "absent"};
+  }
+
+  static ReadOnlyStorage read(const fs::path& file) { return MetadataETReader().readReadOnlyStorage(file); }
+
+ private:
+  testing::ScratchFolder files_;
+  testing::ScratchFolder temporary_;
+  TemporaryFolderScope temporaryScope_{temporary_.path()};
+};
+
+TEST_F(OneCommandJobs, TheCleanerRemovesAllMetadataInPlace) {
+  const auto file = sample("ExifTool.jpg");
+  ASSERT_TRUE(read(file).containsStream(TagStream::exif));
+  RecordingRunner runner;
+  MetadataETCleaner cleaner;
+  cleaner.clean(file);
+  const auto command = runner.onlyCommand();
+  EXPECT_THAT(tail(command, 3), ElementsAre("-overwrite_original_in_place", "-all=", file.string()));
+  EXPECT_THAT(command, Not(Contains("-F")));
+
+  const auto after = read(file);
+  for (const auto& stream : {"EXIF", "IPTC", "XMP", "Photoshop", "MakerNotes", "ICC_Profile"})
+    EXPECT_FALSE(after.containsStream(TagStream(stream))) << stream;
+  EXPECT_TRUE(after.containsStream(TagStream::file));
+  EXPECT_THAT(namesIn(folder()), ElementsAre("ExifTool.jpg"));  // no backup
+  const auto image = Image::decodeFile(file);  // the picture itself is untouched
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->width(), 8);
+}
+
+TEST_F(OneCommandJobs, WithoutOverrideInPlaceExifToolKeepsItsBackup) {
+  const auto file = sample("ExifTool.jpg");
+  const auto original = testing::readFile(file);
+  RecordingRunner runner;
+  MetadataETCleaner cleaner;
+  cleaner.overrideInPlace = false;
+  cleaner.enableCorrection = true;
+  cleaner.clean(file);
+  const auto command = runner.onlyCommand();
+  EXPECT_THAT(command, Not(Contains("-overwrite_original_in_place")));
+  EXPECT_THAT(tail(command, 3), ElementsAre("-F", "-all=", file.string()));
+  EXPECT_THAT(namesIn(folder()), ElementsAre("ExifTool.jpg", "ExifTool.jpg_original"));
+  EXPECT_EQ(testing::readFile(folder() / "ExifTool.jpg_original"), original);
+  EXPECT_FALSE(read(file).containsStream(TagStream::exif));
+}
+
+TEST_F(OneCommandJobs, TheCleanerSwallowsFailures) {
+  MetadataETCleaner cleaner;
+  EXPECT_NO_THROW(cleaner.clean(folder() / "missing.jpg"));
+  const auto text = folder() / "notes.jpg";
+  testing::writeFile(text, "not an image");
+  EXPECT_NO_THROW(cleaner.clean(text));
+  EXPECT_EQ(testing::readFile(text), "not an image");
+  EXPECT_THAT(namesIn(folder()), ElementsAre("notes.jpg"));
+}
+
+TEST_F(OneCommandJobs, TheThumbnailReaderDecodesTheEmbeddedThumbnail) {
+  const auto file = testing::dataDirectory() / "ExifTool.jpg";
+  EXPECT_EQ(readWith(ThumbnailReader(), file), Read({"-ThumbnailImage", "-b", file.string()}, "45x60"));
+}
+
+TEST_F(OneCommandJobs, NoThumbnailIsAbsentWithoutError) {
+  ThumbnailReader reader;
+  for (const char* name : {"Canon.jpg", "PNG.png", "XMP.xmp"}) {
+    SCOPED_TRACE(name);
+    std::optional<Image> thumbnail;
+    EXPECT_NO_THROW(thumbnail = reader.read(testing::dataDirectory() / name));
+    EXPECT_FALSE(thumbnail);
+    EXPECT_FALSE(reader.readData(testing::dataDirectory() / name));
+  }
+  // exiftool prints the bytes of GPS.jpg's thumbnail, which are no JPEG: absent as well.
+  EXPECT_FALSE(reader.read(testing::dataDirectory() / "GPS.jpg"));
+  EXPECT_FALSE(reader.read(folder() / "missing.jpg"));
+}
+
+TEST_F(OneCommandJobs, ThePreviewReaderNamesItsTagInLowerCase) {
+  const auto raw = sample("CanonRaw.cr2");
+  const Read command({"-previewimage", "-b", raw.string()}, "absent");
+  EXPECT_EQ(readWith(PreviewImageReader(), raw), command);  // the sample's preview is no JPEG
+  embed(raw, "PreviewImage", sampleThumbnailJPEG());
+  EXPECT_EQ(readWith(PreviewImageReader(), raw), Read(command.first, "45x60"));
+}
+
+TEST_F(OneCommandJobs, TheJPGFromRawReaderReadsTheRawFilesJPEG) {
+  const auto raw = sample("DNG.dng");
+  const Read command({"-JpgFromRaw", "-b", raw.string()}, "absent");
+  EXPECT_EQ(readWith(JPGFromRawReader(), raw), command);
+  embed(raw, "JpgFromRaw", sampleThumbnailJPEG());
+  EXPECT_EQ(readWith(JPGFromRawReader(), raw), Read(command.first, "45x60"));
+  // The thumbnail is another image: the readers do not mix them up.
+  EXPECT_FALSE(ThumbnailReader().read(raw));
+}
+
+TEST_F(OneCommandJobs, TheThumbnailWriterRemovesThumbnailsAndKeepsBackups) {
+  const auto file = sample("Canon.jpg");
+  embed(file, "ThumbnailImage", sampleThumbnailJPEG());  // an EXIF thumbnail, which exiftool can delete
+  ASSERT_TRUE(ThumbnailReader().read(file));
+  RecordingRunner runner;
+  ThumbnailWriter writer;
+  writer.write(file);
+  const auto command = runner.onlyCommand();
+  EXPECT_THAT(tail(command, 2), ElementsAre("-ThumbnailImage=", file.string()));
+  EXPECT_THAT(command, Not(Contains("-overwrite_original_in_place")));
+  EXPECT_FALSE(ThumbnailReader().read(file));
+  EXPECT_THAT(namesIn(folder()), ElementsAre("Canon.jpg", "Canon.jpg_original"));
+  EXPECT_TRUE(ThumbnailReader().read(folder() / "Canon.jpg_original"));
+}
+
+TEST_F(OneCommandJobs, RemovingFromNoFileStillRunsTheOneArgument) {
+  RecordingRunner runner;
+  ThumbnailWriter().write(std::vector<fs::path>{});
+  EXPECT_THAT(runner.onlyCommand(), ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset",
+                                                "filename=UTF8", "-ThumbnailImage="));
+}
+
+// The replacement names the JPEG between double quotes, which are part of the argument. exiftool
+// takes them as part of the file name, finds no such file and refuses: the files stay as they
+// were, and the temporary JPEG is gone.
+TEST_F(OneCommandJobs, TheReplacementArgumentQuotesTheTemporaryJPEG) {
+  const auto first = sample("ExifTool.jpg");
+  const auto second = sample("Canon.jpg");
+  const auto firstBytes = testing::readFile(first);
+  const auto secondBytes = testing::readFile(second);
+  ThumbnailWriter writer;
+  writer.thumbnail = Image::decodeFile(testing::dataDirectory() / "PNG.png");
+  ASSERT_TRUE(writer.thumbnail);
+  RecordingRunner runner;
+  writer.write({first, second});
+  const auto command = runner.onlyCommand();
+  ASSERT_GE(command.size(), 3u);
+  const auto replacement = command[command.size() - 3];
+  const std::string head = "-ThumbnailImage<=\"";
+  ASSERT_EQ(replacement.substr(0, head.size()), head);
+  ASSERT_EQ(replacement.back(), '"');
+  const fs::path jpeg = replacement.substr(head.size(), replacement.size() - head.size() - 1);
+  EXPECT_EQ(jpeg.parent_path(), temporary());
+  EXPECT_EQ(jpeg.extension(), ".jpg");
+  EXPECT_THAT(tail(command, 2), ElementsAre(first.string(), second.string()));
+
+  EXPECT_FALSE(fs::exists(jpeg));
+  EXPECT_THAT(namesIn(temporary()), IsEmpty());
+  EXPECT_EQ(testing::readFile(first), firstBytes);
+  EXPECT_EQ(testing::readFile(second), secondBytes);
+  EXPECT_THAT(namesIn(folder()), ElementsAre("Canon.jpg", "ExifTool.jpg"));
+}
+
+TEST_F(OneCommandJobs, AThumbnailThatCannotBeWrittenRunsNothing) {
+  const auto file = sample("ExifTool.jpg");
+  TemporaryFolderScope missing(folder() / "no such folder");
+  ThumbnailWriter writer;
+  writer.thumbnail = Image::decodeFile(testing::dataDirectory() / "PNG.png");
+  RecordingRunner runner;
+  writer.write(file);
+  EXPECT_THAT(runner.commands(), IsEmpty());
+  EXPECT_THAT(namesIn(folder()), ElementsAre("ExifTool.jpg"));
+}
+
+}  // namespace
+}  // namespace orvelin
