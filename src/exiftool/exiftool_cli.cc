@@ -1,5 +1,6 @@
 #include "orvelin/exiftool/exiftool_cli.h"
 
+#include <cerrno>
 #include <mutex>
 
 #include "orvelin/support/debug_log.h"
@@ -51,23 +52,26 @@ void ORVSetForceUseCoreImage(bool force) {
   settings.forceUseCoreImage = force;
 }
 
+// The paths and tables below live as long as the process (never destroyed): threads of the
+// worker pool may still run commands while it exits.
+
 const fs::path& ExifToolCLI::exifToolDirectoryURL() {
-  static const fs::path url = [] {
+  static const auto* const url = [] {
     const auto& resources = ORVResourcesDirectory();
     if (resources.empty()) ORVFatal("Resource folder cannot be found");
-    return resources / "ExifTool";
+    return new fs::path(resources / "ExifTool");
   }();
-  return url;
+  return *url;
 }
 
 const fs::path& ExifToolCLI::exiftoolExecutableURL() {
-  static const fs::path url = exifToolDirectoryURL() / "exiftool";
-  return url;
+  static const auto* const url = new fs::path(exifToolDirectoryURL() / "exiftool");
+  return *url;
 }
 
 const fs::path& ExifToolCLI::orvPerlExecutableURL() {
-  static const fs::path url = exifToolDirectoryURL() / "orvperl.sh";
-  return url;
+  static const auto* const url = new fs::path(exifToolDirectoryURL() / "orvperl.sh");
+  return *url;
 }
 
 std::vector<std::string> ExifToolCLI::buildArguments(const std::vector<std::string>& args) const {
@@ -127,9 +131,12 @@ void ExifToolCLI::run(const std::vector<std::string>& args) {
   auto result = ORVGetProcessRunner()->run(request);
   if (!result.launched) {
     result.standardOutput.clear();
-    result.standardError = "exiftool launcher not found at " + request.executable.string() +
-                           "; install exiftool (Debian: libimage-exiftool-perl)" +
-                           (result.standardError.empty() ? "" : " (" + result.standardError + ")") + "\n";
+    if (result.launchError == ENOENT || result.launchError == ENOTDIR)
+      result.standardError = "exiftool launcher not found at " + request.executable.string() +
+                             "; install exiftool (Debian: libimage-exiftool-perl)";
+    else
+      result.standardError = "exiftool launcher at " + request.executable.string() + " cannot be run (" +
+                             result.standardError + ")";
   }
   stdErrData_ = std::move(result.standardError);
   stdOutData_ = std::move(result.standardOutput);
@@ -146,7 +153,7 @@ std::optional<std::string> ExifToolCLI::buildStdOutString() const {
 }
 
 const std::unordered_map<MediaKind, std::set<std::string, std::less<>>>& ExifToolCLI::arrangedTypes() {
-  static const std::unordered_map<MediaKind, std::set<std::string, std::less<>>> types = {
+  static const auto* const types = new std::unordered_map<MediaKind, std::set<std::string, std::less<>>>{
       {MediaKind::audio,
        {"aa", "aax", "aiff", "aif", "aifc", "ape", "flac", "la", "mka", "mp3", "mpc", "ofr",
         "opus", "pac", "ra", "ram", "rpm", "wav", "wma", "wmv", "wv", "dss", "ds2"}},
@@ -174,16 +181,16 @@ const std::unordered_map<MediaKind, std::set<std::string, std::less<>>>& ExifToo
         "exr", "hdr", "idml", "itc", "lfp", "lfr", "modd", "moi", "pcd", "pgf", "pict", "pct", "ram",
         "rpm", "sketch", "svg"}},
   };
-  return types;
+  return *types;
 }
 
 const std::set<std::string, std::less<>>& ExifToolCLI::supportedTypes() {
-  static const std::set<std::string, std::less<>> types = [] {
-    std::set<std::string, std::less<>> all;
-    for (const auto& [kind, extensions] : arrangedTypes()) all.insert(extensions.begin(), extensions.end());
+  static const auto* const types = [] {
+    auto* all = new std::set<std::string, std::less<>>;
+    for (const auto& [kind, extensions] : arrangedTypes()) all->insert(extensions.begin(), extensions.end());
     return all;
   }();
-  return types;
+  return *types;
 }
 
 }  // namespace orvelin

@@ -17,8 +17,11 @@ constexpr std::string_view kRawValues[Language::caseCount] = {
     "Italian", "Japanese", "Korean", "Polish",    "Russian", "Spanish", "Swedish", "Turkish",
 };
 
+// The tables below live as long as the process (never destroyed): threads of the worker pool
+// may still use them while it exits.
+
 const std::array<std::array<std::string, 3>, Language::caseCount>& namesTable() {
-  static const std::array<std::array<std::string, 3>, Language::caseCount> table = {{
+  static const auto* const table = new std::array<std::array<std::string, 3>, Language::caseCount>{{
       {},
       {"Čeština", "cs", "cs"},
       {"简体中文", "zh-cn", "zh-Hans"},
@@ -36,7 +39,7 @@ const std::array<std::array<std::string, 3>, Language::caseCount>& namesTable() 
       {"Svenska", "sv", "sv"},
       {"Türkçe", "tr", "tr"},
   }};
-  return table;
+  return *table;
 }
 
 std::size_t indexOf(Language language) { return static_cast<std::size_t>(static_cast<Language::Value>(language)); }
@@ -84,33 +87,33 @@ const std::array<std::string, 3>* Language::equivalentNames(Language language) {
 }
 
 const std::vector<Language>& Language::allBasic() {
-  static const std::vector<Language> languages = [] {
+  static const auto* const languages = [] {
     std::vector<std::pair<std::string, Language>> named;
     for (std::size_t i = 1; i < caseCount; ++i) {
       const Language language(static_cast<Value>(i));
       named.emplace_back(language.localizedName(), language);
     }
     std::stable_sort(named.begin(), named.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    std::vector<Language> result;
-    for (const auto& [name, language] : named) result.push_back(language);
+    auto* result = new std::vector<Language>;
+    for (const auto& [name, language] : named) result->push_back(language);
     return result;
   }();
-  return languages;
+  return *languages;
 }
 
 const std::vector<Language>& Language::all() {
-  static const std::vector<Language> languages = [] {
-    std::vector<Language> result{local};
+  static const auto* const languages = [] {
+    auto* result = new std::vector<Language>{local};
     const auto& basic = allBasic();
-    result.insert(result.end(), basic.begin(), basic.end());
+    result->insert(result->end(), basic.begin(), basic.end());
     return result;
   }();
-  return languages;
+  return *languages;
 }
 
 std::string& Language::userLanguageKey() {
-  static std::string key = "ORVUserLanguage";
-  return key;
+  static auto* const key = new std::string("ORVUserLanguage");
+  return *key;
 }
 
 Language Language::userLanguage() {
@@ -132,8 +135,8 @@ void Language::setUserLanguage(Language language) {
 // ---------------------------------------------------------------------------------------------
 
 const std::vector<MediaKind>& MediaKind::all() {
-  static const std::vector<MediaKind> kinds = {audio, image, movie, other};
-  return kinds;
+  static const auto* const kinds = new std::vector<MediaKind>{audio, image, movie, other};
+  return *kinds;
 }
 
 std::optional<MediaKind> MediaKind::fromURL(const std::string& path) {

@@ -1,6 +1,7 @@
 #include "orvelin/support/file_system.h"
 
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -41,8 +42,44 @@ void copyUserAttributes(int from, int to) {
   }
 }
 
+// Gives `from` the name `to` unless something exists at `to`: never replaces a file, not even
+// one that appears during the call. Returns 0, or the errno value of the failure (EEXIST when
+// `to` is taken). Where the file system refuses an exclusive rename, a hard link followed by
+// the removal of the old name does the same; where it has no hard links either, the name is
+// claimed by an empty placeholder made exclusively, which the rename then replaces.
+int renameWithoutReplacing(const fs::path& from, const fs::path& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP && errno != EOPNOTSUPP) return errno;
+
+  if (::link(from.c_str(), to.c_str()) == 0) {
+    if (::unlink(from.c_str()) == 0) return 0;
+    const int failure = errno;
+    ::unlink(to.c_str());  // one name only: the old one stays
+    return failure;
+  }
+  if (errno != EPERM && errno != ENOTSUP && errno != EOPNOTSUPP && errno != EMLINK) return errno;
+
+  struct stat info {};
+  if (::lstat(from.c_str(), &info) != 0) return errno;
+  const bool folder = S_ISDIR(info.st_mode);
+  if (folder) {
+    if (::mkdir(to.c_str(), 0700) != 0) return errno;
+  } else {
+    UniqueFd placeholder(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!placeholder.valid()) return errno;
+  }
+  if (::rename(from.c_str(), to.c_str()) == 0) return 0;
+  const int failure = errno;
+  if (folder)
+    ::rmdir(to.c_str());
+  else
+    ::unlink(to.c_str());
+  return failure;
+}
+
 // Copies `from` to `to` through a temporary file in `to`'s folder, synced before it is renamed
-// into place, keeping the permission bits and the modification time.
+// into place without replacing anything at `to`, keeping the permission bits and the
+// modification time.
 void copyFileWhole(const fs::path& from, const fs::path& to, std::error_code& error) {
   UniqueFd source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
   if (!source.valid()) {
@@ -87,8 +124,8 @@ void copyFileWhole(const fs::path& from, const fs::path& to, std::error_code& er
     error = lastError();
     return;
   }
-  if (::rename(temporary.c_str(), to.c_str()) != 0) {
-    error = lastError();
+  if (const int failure = renameWithoutReplacing(temporary, to); failure != 0) {
+    error = std::error_code(failure, std::generic_category());
     return;
   }
   remover.dismiss();
@@ -104,14 +141,17 @@ class PosixFileSystem final : public FileSystem {
 
   void moveItem(const fs::path& from, const fs::path& to, std::error_code& error) override {
     error.clear();
+    const int failure = renameWithoutReplacing(from, to);
+    if (failure == 0) return;
+    if (failure != EXDEV) {
+      error = std::error_code(failure, std::generic_category());
+      return;
+    }
+    // Across file systems. A taken name fails before the copy; one that appears during the copy
+    // fails its last step.
     struct stat existing {};
     if (::lstat(to.c_str(), &existing) == 0) {
       error = std::make_error_code(std::errc::file_exists);
-      return;
-    }
-    if (::rename(from.c_str(), to.c_str()) == 0) return;
-    if (errno != EXDEV) {
-      error = lastError();
       return;
     }
     copyFileWhole(from, to, error);

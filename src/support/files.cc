@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -82,11 +83,30 @@ bool waitFileExists(const fs::path& path, double seconds) {
   }
 }
 
+namespace {
+
+// Fills `bytes` from the kernel's random source; std::random_device (which reads the same
+// source another way) stands in where getrandom is refused.
+void fillRandom(unsigned char* bytes, std::size_t count) {
+  std::size_t filled = 0;
+  while (filled < count) {
+    const ssize_t got = ::getrandom(bytes + filled, count - filled, 0);
+    if (got > 0) {
+      filled += static_cast<std::size_t>(got);
+    } else if (got < 0 && errno != EINTR) {
+      break;
+    }
+  }
+  if (filled == count) return;
+  std::random_device device;
+  for (; filled < count; ++filled) bytes[filled] = static_cast<unsigned char>(device());
+}
+
+}  // namespace
+
 std::string ORVMakeUUIDString() {
-  thread_local std::mt19937_64 generator{std::random_device{}()};
-  std::uniform_int_distribution<unsigned> byte(0, 255);
   unsigned char bytes[16];
-  for (auto& b : bytes) b = static_cast<unsigned char>(byte(generator));
+  fillRandom(bytes, sizeof bytes);
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // variant 1
   static constexpr char hex[] = "0123456789ABCDEF";
@@ -110,8 +130,9 @@ fs::path temporaryURL(std::string_view pathExt, const fs::path& folder) {
 }
 
 fs::path availableItemURL(const fs::path& url) {
+  // The existence test follows links: a link to nothing counts as free.
   std::error_code error;
-  if (!fs::exists(fs::symlink_status(url, error))) return url;
+  if (!fs::exists(url, error)) return url;
   // A folder's URL may end with "/": its name is the last component before it.
   const auto item = !url.has_filename() && url.has_parent_path() ? url.parent_path() : url;
   const auto folder = item.parent_path();
@@ -119,7 +140,7 @@ fs::path availableItemURL(const fs::path& url) {
   const auto extension = item.extension().string();
   for (unsigned long number = 0;; ++number) {
     auto candidate = folder / (stem + " (" + std::to_string(number) + ")" + extension);
-    if (!fs::exists(fs::symlink_status(candidate, error))) return candidate;
+    if (!fs::exists(candidate, error)) return candidate;
   }
 }
 

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include "orvelin/exiftool/language.h"
 #include "orvelin/support/fatal.h"
 #include "orvelin/support/files.h"
+#include "orvelin/support/user_defaults.h"
 #include "orvelin/version.h"
 
 namespace orvelin {
@@ -37,7 +39,7 @@ fs::path findResourcesDirectory() {
     std::error_code error;
     const auto library = fs::weakly_canonical(fs::path(info.dli_fname), error);
     if (!error) {
-      const auto candidate = library.parent_path().parent_path() / ORVELIN_INSTALL_DATADIR / "orvelin";
+      const auto candidate = (library.parent_path() / ORVELIN_LIBRARY_TO_RESOURCES).lexically_normal();
       if (looksLikeResources(candidate)) return candidate;
     }
   }
@@ -47,8 +49,8 @@ fs::path findResourcesDirectory() {
 }  // namespace
 
 const fs::path& ORVResourcesDirectory() {
-  static const fs::path directory = findResourcesDirectory();
-  return directory;
+  static const auto* const directory = new fs::path(findResourcesDirectory());  // never destroyed
+  return *directory;
 }
 
 std::optional<fs::path> ORVResourceURL(std::string_view name) {
@@ -65,14 +67,14 @@ std::string ORVBundleLabel(std::string_view className, std::string_view name) {
 }
 
 const std::map<std::string, std::string>& ORVBundleInfo() {
-  static const std::map<std::string, std::string> info = {
+  static const auto* const info = new std::map<std::string, std::string>{
       {"CFBundleName", ORVELIN_NAME},
       {"CFBundleIdentifier", ORVELIN_IDENTIFIER},
       {"CFBundleExecutable", "liborvelin.so"},
       {"CFBundleVersion", ORVELIN_VERSION},
       {"CFBundleShortVersionString", ORVELIN_VERSION},
   };
-  return info;
+  return *info;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -458,36 +460,63 @@ Language languageOfProcessLocale() {
   return Language::english;
 }
 
+// The language of the current localisation, remembered with the moment it was worked out, so
+// that a look-up takes neither the global lock nor a look-up in the user defaults. The word
+// holds (stamp << 8) | language; the stamp counts the changes of the user defaults and the
+// resets of the cache, so any of them makes the remembered language stale.
+class LocalizationLanguageCache {
+ public:
+  Language current() {
+    const std::uint64_t stamp = ORVUserDefaultsChangeCount() + resets_.load(std::memory_order_acquire);
+    const std::uint64_t word = word_.load(std::memory_order_acquire);
+    if (word != kEmpty && word >> 8 == stamp) return static_cast<Language::Value>(word & 0xFF);
+    // Worked out from the stamp read before: a change made meanwhile leaves it stale.
+    Language language = Language::userLanguage();
+    if (language == Language::local) language = languageOfProcessLocale();
+    word_.store(stamp << 8 | static_cast<std::uint64_t>(static_cast<Language::Value>(language)),
+                std::memory_order_release);
+    return language;
+  }
+
+  void reset() { resets_.fetch_add(1, std::memory_order_acq_rel); }
+
+ private:
+  static constexpr std::uint64_t kEmpty = ~std::uint64_t{0};
+  std::atomic<std::uint64_t> word_{kEmpty};
+  std::atomic<std::uint64_t> resets_{0};
+};
+
+LocalizationLanguageCache& localizationLanguageCache() {
+  static auto* const cache = new LocalizationLanguageCache;
+  return *cache;
+}
+
+// The folder name of a real language ("Deutsch").
+const std::string& folderName(Language language) { return (*Language::equivalentNames(language))[0]; }
+
 }  // namespace
 
-std::string ORVCurrentLocalizationName() {
-  Language language = Language::userLanguage();
-  if (language == Language::local) language = languageOfProcessLocale();
-  const auto* names = Language::equivalentNames(language);
-  return names ? (*names)[0] : "English";
-}
+std::string ORVCurrentLocalizationName() { return folderName(localizationLanguageCache().current()); }
 
 std::string detail::localizedText(const std::optional<std::string_view>& table, std::string_view key,
                                   const std::vector<ORVFormatArg>& args) {
   if (args.size() > 4) ORVFatal("ORVTL doesn't support more than 4 arguments");
   const std::string_view tableName = table.value_or("Localizable");
-  const auto localization = ORVCurrentLocalizationName();
-  std::string text;
-  bool found = false;
-  for (const auto& folder : {localization, std::string("English")}) {
-    auto strings = tableCache().table(folder, tableName);
-    if (auto entry = strings->find(key); entry != strings->end()) {
-      text = entry->second;
-      found = true;
-      break;
-    }
-    if (folder == "English") break;
+  const Language localization = localizationLanguageCache().current();
+  auto strings = tableCache().table(folderName(localization), tableName);
+  auto entry = strings->find(key);
+  if (entry == strings->end() && localization != Language::english) {
+    strings = tableCache().table(folderName(Language::english), tableName);
+    entry = strings->find(key);
   }
-  if (!found) text = std::string(key);
+  std::string text = entry != strings->end() ? entry->second : std::string(key);
   if (args.empty()) return text;
   return ORVFormat(text, args);
 }
 
-void ORVResetLocalizationCache() { tableCache().reset(); }
+void ORVResetLocalizationCache() {
+  tableCache().reset();
+  localizationLanguageCache().reset();
+}
 
 }  // namespace orvelin

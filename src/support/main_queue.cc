@@ -1,6 +1,7 @@
 #include "orvelin/support/main_queue.h"
 
 #include <exception>
+#include <string>
 
 #include "orvelin/support/fatal.h"
 
@@ -46,6 +47,47 @@ class MainQueue::PumpScope {
   std::thread::id previous_;
 };
 
+// Gives the calling thread the right to run blocks for its lifetime: waits until no other
+// thread runs one. Nested scopes on one thread are fine. Built and destroyed under the queue's
+// lock.
+class MainQueue::RunScope {
+ public:
+  RunScope(MainQueue& queue, std::unique_lock<std::mutex>& lock) : queue_(queue) {
+    const auto self = std::this_thread::get_id();
+    queue_.changed_.wait(lock, [&] {
+      return queue_.runningThread_ == std::thread::id() || queue_.runningThread_ == self;
+    });
+    queue_.runningThread_ = self;
+    ++queue_.runningDepth_;
+  }
+  ~RunScope() {
+    if (--queue_.runningDepth_ > 0) return;
+    queue_.runningThread_ = std::thread::id();
+    queue_.changed_.notify_all();
+  }
+  RunScope(const RunScope&) = delete;
+  RunScope& operator=(const RunScope&) = delete;
+
+ private:
+  MainQueue& queue_;
+};
+
+namespace {
+
+// An exception that leaves a block given to async() has nobody to go to: it is a programming
+// fault.
+void runAsyncBlock(const std::function<void()>& block) {
+  try {
+    block();
+  } catch (const std::exception& error) {
+    ORVFatal(std::string("Uncaught exception in a block of the main queue: ") + error.what());
+  } catch (...) {
+    ORVFatal("Uncaught exception in a block of the main queue");
+  }
+}
+
+}  // namespace
+
 MainQueue& MainQueue::shared() {
   static auto* queue = new MainQueue;  // never deleted: blocks may be queued at exit
   return *queue;
@@ -77,9 +119,17 @@ bool MainQueue::isMainThread() const {
 void MainQueue::sync(const std::function<void()>& block) {
   {
     std::unique_lock lock(mutex_);
-    const bool inline_ = mainThread_ == std::thread::id() || mainThread_ == std::this_thread::get_id();
-    lock.unlock();
-    if (inline_) {
+    const auto self = std::this_thread::get_id();
+    if (runningThread_ == self) {  // called from a block: run at once, inside it
+      lock.unlock();
+      block();
+      return;
+    }
+    if (mainThread_ == std::thread::id() || mainThread_ == self) {
+      // Nothing to wait for: run here, once no other thread runs a block.
+      RunScope scope(*this, lock);
+      Relock relock(lock);
+      lock.unlock();
       block();
       return;
     }
@@ -103,14 +153,17 @@ void MainQueue::sync(const std::function<void()>& block) {
   if (error) std::rethrow_exception(error);
 }
 
-// Runs the first block, with the lock let go during the call. Returns false when empty.
+// Runs the first block, with the lock let go during the call, once no other thread runs one.
+// Returns false when empty. REQUIRES: the calling thread pumps the queue (only it takes blocks
+// out, so the queue is not empty after the wait either).
 bool MainQueue::runOne(std::unique_lock<std::mutex>& lock) {
   if (blocks_.empty()) return false;
-  Relock relock(lock);
+  RunScope scope(*this, lock);
+  Relock relock(lock);  // let go of before the scope, which needs the lock
   std::function<void()> block = std::move(blocks_.front());
   blocks_.pop_front();
   lock.unlock();
-  block();
+  runAsyncBlock(block);
   block = nullptr;  // its captures go before the lock is taken back
   return true;
 }

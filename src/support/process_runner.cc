@@ -39,15 +39,39 @@ struct SpawnAttributes {
   SpawnAttributes& operator=(const SpawnAttributes&) = delete;
 };
 
-ProcessResult launchFailure(const std::string& message) {
+ProcessResult launchFailure(const std::string& message, int cause) {
   ProcessResult result;
-  result.standardError = message;
+  result.standardError = message + ": " + std::strerror(cause);
+  result.launchError = cause;
   return result;
 }
 
-// Reads both pipes until both reach end of file.
+// A pipe made with both ends close-on-exec and above the standard streams: when this process
+// runs with descriptor 0, 1 or 2 closed, a pipe end could take that number, and the child's
+// file actions, which set up 0 to 2, would then close or overwrite it. Invalid ends on failure,
+// with errno set.
+bool makePipe(UniqueFd& readEnd, UniqueFd& writeEnd) {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+  UniqueFd pair[2] = {UniqueFd(ends[0]), UniqueFd(ends[1])};
+  for (auto& end : pair) {
+    if (end.get() > STDERR_FILENO) continue;
+    const int moved = ::fcntl(end.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (moved < 0) return false;
+    end.reset(moved);
+  }
+  readEnd = std::move(pair[0]);
+  writeEnd = std::move(pair[1]);
+  return true;
+}
+
+// Reads both pipes until both reach end of file. Should poll() itself keep failing (it does
+// not in practice: only for lack of kernel memory), the pipes are closed so that a child that
+// still writes gets EPIPE (or dies of SIGPIPE) instead of waiting for ever on a full pipe, and
+// the cause is added to the error text.
 void drain(UniqueFd& out, UniqueFd& err, std::string& outData, std::string& errData) {
   char buffer[65536];
+  int pollFailures = 0;
   while (out.valid() || err.valid()) {
     pollfd fds[2];
     nfds_t count = 0;
@@ -55,8 +79,18 @@ void drain(UniqueFd& out, UniqueFd& err, std::string& outData, std::string& errD
     if (err.valid()) fds[count++] = {err.get(), POLLIN, 0};
     if (::poll(fds, count, -1) < 0) {
       if (errno == EINTR) continue;
+      if ((errno == ENOMEM || errno == EAGAIN) && ++pollFailures < 50) {
+        ::usleep(10000);
+        continue;
+      }
+      const int failure = errno;
+      if (!errData.empty() && errData.back() != '\n') errData.push_back('\n');
+      errData += std::string("reading the output failed: ") + std::strerror(failure) + "\n";
+      out.reset();
+      err.reset();
       return;
     }
+    pollFailures = 0;
     for (nfds_t i = 0; i < count; ++i) {
       if (fds[i].revents == 0) continue;
       const bool isOut = out.valid() && fds[i].fd == out.get();
@@ -74,13 +108,11 @@ void drain(UniqueFd& out, UniqueFd& err, std::string& outData, std::string& errD
 
 ProcessResult PosixProcessRunner::run(const ProcessRequest& request) {
   if (::access(request.executable.c_str(), X_OK) != 0) {
-    return launchFailure("cannot run " + request.executable.string() + ": " + std::strerror(errno));
+    return launchFailure("cannot run " + request.executable.string(), errno);
   }
-  int outPipe[2], errPipe[2];
-  if (::pipe2(outPipe, O_CLOEXEC) != 0) return launchFailure(std::string("pipe: ") + std::strerror(errno));
-  UniqueFd outRead(outPipe[0]), outWrite(outPipe[1]);
-  if (::pipe2(errPipe, O_CLOEXEC) != 0) return launchFailure(std::string("pipe: ") + std::strerror(errno));
-  UniqueFd errRead(errPipe[0]), errWrite(errPipe[1]);
+  UniqueFd outRead, outWrite, errRead, errWrite;
+  if (!makePipe(outRead, outWrite) || !makePipe(errRead, errWrite))
+    return launchFailure("pipe", errno);
 
   SpawnActions actions;
   posix_spawn_file_actions_addopen(&actions.actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -117,7 +149,7 @@ ProcessResult PosixProcessRunner::run(const ProcessRequest& request) {
   outWrite.reset();
   errWrite.reset();
   if (spawnError != 0) {
-    return launchFailure("cannot run " + request.executable.string() + ": " + std::strerror(spawnError));
+    return launchFailure("cannot run " + request.executable.string(), spawnError);
   }
 
   ProcessResult result;

@@ -1,11 +1,14 @@
 #include "orvelin/support/text_encoding.h"
 
+#include <unicode/locid.h>
 #include <unicode/normalizer2.h>
 #include <unicode/ucnv.h>
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
 #include <memory>
+
+#include "orvelin/support/string_extensions.h"
 
 namespace orvelin {
 
@@ -74,6 +77,14 @@ std::string nfcNormalized(std::string_view text) {
   if (U_FAILURE(status)) return std::string(text);
   std::string result;
   normalized.toUTF8String(result);
+  return result;
+}
+
+std::string lowercased(std::string_view text) {
+  if (isASCII(text)) return asciiLowercased(text);
+  auto utext = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+  std::string result;
+  utext.toLower(icu::Locale::getRoot()).toUTF8String(result);
   return result;
 }
 

@@ -3,13 +3,28 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <utility>
 
 #include "orvelin/support/files.h"
 
 namespace orvelin {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+std::atomic<std::uint64_t>& changeCount() {
+  static std::atomic<std::uint64_t> count{0};
+  return count;
+}
+
+void noteChange() { changeCount().fetch_add(1, std::memory_order_release); }
+
+}  // namespace
+
+std::uint64_t ORVUserDefaultsChangeCount() { return changeCount().load(std::memory_order_acquire); }
 
 fs::path UserDefaults::defaultFilePath() {
   if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && *config)
@@ -53,13 +68,19 @@ bool UserDefaults::boolean(std::string_view key) const {
 }
 
 void UserDefaults::set(std::string_view key, nlohmann::json value) {
-  std::unique_lock lock(mutex_);
-  values_[std::string(key)] = std::move(value);
+  {
+    std::unique_lock lock(mutex_);
+    values_[std::string(key)] = std::move(value);
+  }
+  noteChange();
 }
 
 void UserDefaults::remove(std::string_view key) {
-  std::unique_lock lock(mutex_);
-  values_.erase(std::string(key));
+  {
+    std::unique_lock lock(mutex_);
+    values_.erase(std::string(key));
+  }
+  noteChange();
 }
 
 std::vector<std::string> UserDefaults::keys() const {
@@ -83,21 +104,26 @@ bool UserDefaults::synchronize() {
   return writeFileAtomically(path_, text);
 }
 
+// The globals below live as long as the process (never destroyed): threads of the worker
+// pool may still use them while the process exits.
+
 std::mutex& ORVGlobalSemaphore() {
-  static std::mutex semaphore;
-  return semaphore;
+  static auto* const semaphore = new std::mutex;
+  return *semaphore;
 }
 
 namespace {
 
+// Guarded by ORVGlobalSemaphore().
 std::shared_ptr<UserDefaults>& userDefaultsGlobal() {
-  static std::shared_ptr<UserDefaults> defaults;
-  return defaults;
+  static auto* const defaults = new std::shared_ptr<UserDefaults>;
+  return *defaults;
 }
 
+// Guarded by ORVGlobalSemaphore().
 fs::path& backupFolderGlobal() {
-  static fs::path folder = ORVTemporaryDirectory();
-  return folder;
+  static auto* const folder = new fs::path(ORVTemporaryDirectory());
+  return *folder;
 }
 
 }  // namespace
@@ -110,8 +136,12 @@ std::shared_ptr<UserDefaults> ORVGetUserDefaults() {
 }
 
 void ORVSetUserDefaults(std::shared_ptr<UserDefaults> defaults) {
-  std::lock_guard lock(ORVGlobalSemaphore());
-  userDefaultsGlobal() = std::move(defaults);
+  std::shared_ptr<UserDefaults> previous;  // released after the lock
+  {
+    std::lock_guard lock(ORVGlobalSemaphore());
+    previous = std::exchange(userDefaultsGlobal(), std::move(defaults));
+  }
+  noteChange();
 }
 
 fs::path ORVGetBackupFolderURL() {

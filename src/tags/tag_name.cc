@@ -269,8 +269,11 @@ bool TagStream::isAdditional() const {
   return raw == "IDF1" || raw == "IDF2" || raw == "IDF3";
 }
 
+// The lists below live as long as the process (never destroyed): threads of the worker pool
+// may still use them while it exits.
+
 const std::vector<TagStream>& TagStream::imageStreams() {
-  static const std::vector<TagStream> streams = {
+  static const auto* const streams = new std::vector<TagStream>{
       exif,
       iptc,
       xmp,
@@ -305,11 +308,11 @@ const std::vector<TagStream>& TagStream::imageStreams() {
       sony,
       sonyIDC,
   };
-  return streams;
+  return *streams;
 }
 
 const std::vector<TagStream>& TagStream::constants() {
-  static const std::vector<TagStream> streams = {
+  static const auto* const streams = new std::vector<TagStream>{
       orvfinder, aiff, ape, apple, asf, audible, bmp, bpg, canon, canonRaw, canonVRD, comment,
       composite, dicom, djvu, dpx, dv, exe, exif, file, flac, flash, flashPix, flif, flir, font,
       fujiFilm, geoTIFF, gif, gimp, gps, h264, html, icc, id3, iptc, iso, itc, jpegCompatible,
@@ -320,7 +323,7 @@ const std::vector<TagStream>& TagStream::constants() {
       sigma, sigmaRaw, sony, sonyIDC, svg, theora, torrent, trailers, unknown, vCalendar, vCard,
       vorbis, xml, xmp, zip,
   };
-  return streams;
+  return *streams;
 }
 
 std::optional<TagName> TagName::fromRawValue(std::string_view rawValue) {
@@ -337,15 +340,15 @@ std::string TagName::rawValue() const {
 }
 
 const std::vector<TagName>& TagName::gpsTagNames() {
-  static const std::vector<TagName> names = {exifGPSLatitude,  exifGPSLongitude, exifGPSLatitudeRef, exifGPSLongitudeRef,
+  static const auto* const names = new std::vector<TagName>{exifGPSLatitude,  exifGPSLongitude, exifGPSLatitudeRef, exifGPSLongitudeRef,
                                              exifGPSAltitude,  exifGPSDateStamp, exifGPSTimeStamp};
-  return names;
+  return *names;
 }
 
 const std::vector<TagName>& TagName::thumbnailTagNames() {
-  static const std::vector<TagName> names = {exifThumbnailLength, exifThumbnailImage, exifPreviewImage,
+  static const auto* const names = new std::vector<TagName>{exifThumbnailLength, exifThumbnailImage, exifPreviewImage,
                                              exifPreviewImageLength};
-  return names;
+  return *names;
 }
 
 bool TagName::isRelativeToGPS() const {
@@ -359,7 +362,7 @@ bool TagName::isRelativeToThumbnail() const {
 }
 
 const std::unordered_set<std::string>& TagsFamily::g0Family() {
-  static const std::unordered_set<std::string> family = {
+  static const auto* const family = new std::unordered_set<std::string>{
       "afcp", "aiff", "ape", "app0", "app1", "app11", "app12", "app13", "app14", "app15", "app4",
       "app5", "app6", "app8", "asf", "audible", "canonvrd", "composite", "dicom", "dng", "dv",
       "djvu", "ducky", "exe", "exif", "exiftool", "flac", "flir", "file", "flash", "flashpix",
@@ -371,11 +374,11 @@ const std::unordered_set<std::string>& TagsFamily::g0Family() {
       "raf", "riff", "rsrc", "rtf", "radiance", "rawzor", "real", "red", "svg", "sigmaraw", "stim",
       "theora", "torrent", "vcard", "vorbis", "xml", "xmp", "zip",
   };
-  return family;
+  return *family;
 }
 
 bool TagsFamily::isStreamInG0Family(const TagStream& stream) {
-  return g0Family().contains(asciiLowercased(stream.rawValue()));
+  return g0Family().contains(lowercased(stream.rawValue()));
 }
 
 bool TagsFamily::isNameInG0Family(const TagName& name) { return isStreamInG0Family(name.stream()); }
@@ -389,6 +392,13 @@ std::ostream& operator<<(std::ostream& out, const TagStream& stream) { return ou
 std::ostream& operator<<(std::ostream& out, const TagKey& key) { return out << key.rawValue(); }
 std::ostream& operator<<(std::ostream& out, const TagName& name) {
   return out << name.stream().rawValue() << ':' << name.key().rawValue();
+}
+
+const char* TagName::ParsingError::text(Code code) {
+  switch (code) {
+    case Code::notParsableRawValue: return "notParsableRawValue";
+  }
+  return "notParsableRawValue";
 }
 
 void to_json(nlohmann::json& json, const TagStream& stream) { json = stream.rawValue(); }

@@ -9,10 +9,12 @@
 #include <nlohmann/json.hpp>
 
 #include <mutex>
+#include <thread>
 
 #include "common/test_support.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/process_runner.h"
+#include "orvelin/support/user_defaults.h"
 
 namespace orvelin {
 namespace {
@@ -113,14 +115,43 @@ TEST(ExifToolCLIArguments, EachOptionAlone) {
   }
 }
 
-TEST(ExifToolCLIArguments, LocalLanguageResolvesToTheLocalisation) {
-  ExifToolCLI cli(Language::local);
-  const auto arguments = argumentsFor(cli, {});
-  ASSERT_GE(arguments.size(), 5u);
-  EXPECT_EQ(arguments[3], "-lang");
-  const auto* names = Language::equivalentNames(Language(Language::local).equivalentLanguage());
-  ASSERT_NE(names, nullptr);
-  EXPECT_EQ(arguments[4], (*names)[1]);
+// For one test, a user defaults object of its own whose stored choice is `language`; the
+// process's object comes back afterwards.
+class UserLanguageScope {
+ public:
+  explicit UserLanguageScope(Language language) : previous_(ORVGetUserDefaults()) {
+    auto defaults = std::make_shared<UserDefaults>(folder_ / "defaults.json");
+    defaults->set(Language::userLanguageKey(), std::string(language.rawValue()));
+    ORVSetUserDefaults(std::move(defaults));
+  }
+  ~UserLanguageScope() { ORVSetUserDefaults(previous_); }
+
+ private:
+  testing::ScratchFolder folder_;
+  std::shared_ptr<UserDefaults> previous_;
+};
+
+TEST(ExifToolCLIArguments, LocalLanguageFollowsTheUsersLanguage) {
+  const auto langOfLocal = [] {
+    ExifToolCLI cli(Language::local);
+    const auto arguments = argumentsFor(cli, {});
+    return std::vector<std::string>(arguments.begin() + 3, arguments.end());
+  };
+  {
+    UserLanguageScope japanese(Language::japanese);
+    EXPECT_THAT(langOfLocal(), ElementsAre("-lang", "ja"));
+  }
+  {
+    UserLanguageScope chinese(Language::chineseCN);
+    EXPECT_THAT(langOfLocal(), ElementsAre("-lang", "zh-cn"));
+  }
+  {
+    UserLanguageScope dutch(Language::dutch);
+    // And exiftool prints in it.
+    ExifToolCLI cli(Language::local);
+    cli.run({"-s3", "-Flash", (testing::dataDirectory() / "Canon.jpg").string()});
+    EXPECT_EQ(cli.buildStdOutString(), "Geen flits\n");
+  }
 }
 
 TEST(ExifToolCLIArguments, ExtraArgumentsStandBehindCharsetAndAheadOfOptions) {
@@ -164,23 +195,69 @@ TEST(ExifToolCLIOutput, InvalidUTF8IsReadAsMacRoman) {
   EXPECT_EQ(cli.stdOutData(), "Caf\x8E \xA5");
 }
 
-TEST(ExifToolCLIOutput, AMissingLauncherGivesEmptyOutputAndAClearError) {
-  // Points the request at a launcher that does not exist, then lets the real runner try it.
-  class MissingLauncher : public ProcessRunnerWrapper {
-   public:
-    MissingLauncher() : ProcessRunnerWrapper(ProcessRunner::Default()) {}
-    ProcessResult run(const ProcessRequest& request) override {
-      auto changed = request;
-      changed.executable = "/nonexistent/orvperl.sh";
-      return ProcessRunnerWrapper::run(changed);
-    }
-  } runner;
-  RunnerScope scope(&runner);
+// Lets the real runner start another launcher than the library's.
+class OtherLauncher : public ProcessRunnerWrapper {
+ public:
+  explicit OtherLauncher(std::filesystem::path launcher)
+      : ProcessRunnerWrapper(ProcessRunner::Default()), launcher_(std::move(launcher)) {}
+  ProcessResult run(const ProcessRequest& request) override {
+    auto changed = request;
+    changed.executable = launcher_;
+    return ProcessRunnerWrapper::run(changed);
+  }
+
+ private:
+  std::filesystem::path launcher_;
+};
+
+TEST(ExifToolCLIOutput, AMissingOrUnusableLauncherGivesEmptyOutputAndAClearError) {
+  {
+    OtherLauncher runner("/nonexistent/orvperl.sh");
+    RunnerScope scope(&runner);
+    ExifToolCLI cli;
+    cli.run({"-ver"});
+    EXPECT_EQ(cli.stdOutData(), "");
+    EXPECT_EQ(cli.buildStdErrString(), "exiftool launcher not found at " + ExifToolCLI::orvPerlExecutableURL().string() +
+                                           "; install exiftool (Debian: libimage-exiftool-perl)");
+  }
+  {
+    testing::ScratchFolder folder;
+    const auto launcher = folder / "orvperl.sh";
+    testing::writeFile(launcher, "#!/bin/sh\n");  // there, but without the right to run it
+    OtherLauncher runner(launcher);
+    RunnerScope scope(&runner);
+    ExifToolCLI cli;
+    cli.run({"-ver"});
+    EXPECT_EQ(cli.stdOutData(), "");
+    EXPECT_THAT(*cli.buildStdErrString(),
+                ::testing::StartsWith("exiftool launcher at " + ExifToolCLI::orvPerlExecutableURL().string() +
+                                      " cannot be run ("));
+    EXPECT_THAT(*cli.buildStdErrString(), HasSubstr("Permission denied"));
+  }
+}
+
+TEST(ExifToolCLISettings, ForceUseCoreImageIsOffUntilSet) {
+  EXPECT_FALSE(ORVGetForceUseCoreImage());
+  ORVSetForceUseCoreImage(true);
+  EXPECT_TRUE(ORVGetForceUseCoreImage());
+  // Set from other threads while commands are being built: each read sees a whole value.
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t] {
+      for (int i = 0; i < 200; ++i) {
+        ORVSetForceUseCoreImage((i + t) % 2 == 0);
+        (void)ORVGetForceUseCoreImage();
+      }
+    });
+  for (auto& thread : threads) thread.join();
+  ORVSetForceUseCoreImage(false);
+  EXPECT_FALSE(ORVGetForceUseCoreImage());
+  // The flag does not change the command line.
+  ORVSetForceUseCoreImage(true);
   ExifToolCLI cli;
-  cli.run({"-ver"});
-  EXPECT_EQ(cli.stdOutData(), "");
-  EXPECT_THAT(*cli.buildStdErrString(), HasSubstr("exiftool launcher not found at"));
-  EXPECT_THAT(*cli.buildStdErrString(), HasSubstr("libimage-exiftool-perl"));
+  EXPECT_THAT(argumentsFor(cli, {"-ver"}),
+              ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-ver"));
+  ORVSetForceUseCoreImage(false);
 }
 
 TEST(ExifToolCLIRun, ReportsTheToolsVersion) {
@@ -279,6 +356,7 @@ TEST(MediaKinds, FromFileExtensions) {
   EXPECT_EQ(MediaKind::fromURL("a.zzz"), std::nullopt);
   EXPECT_EQ(MediaKind::fromURL("dir.jpg/file"), std::nullopt);
   EXPECT_EQ(MediaKind(MediaKind::movie).name(), "movie");
+  UserLanguageScope english(Language::english);
   EXPECT_EQ(MediaKind(MediaKind::audio).localizedName(), "Audio");
 }
 

@@ -4,7 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
 
+#include "orvelin/support/localization.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/user_defaults.h"
 
@@ -28,6 +33,8 @@ class StoredLanguageScope {
 };
 
 TEST(Language, CasesAndNames) {
+  StoredLanguageScope scope;
+  Language::setUserLanguage(Language::english);  // the localised names below are English
   EXPECT_EQ(Language::all().size(), 16u);
   EXPECT_EQ(Language::all().front(), Language::local);
   const auto& basic = Language::allBasic();
@@ -45,13 +52,67 @@ TEST(Language, CasesAndNames) {
   EXPECT_THAT(*Language::equivalentNames(Language::chineseTW), ::testing::ElementsAre("繁體中文", "zh-tw", "zh-Hant"));
 }
 
-TEST(Language, LocalStandsForTheLocalisationsLanguage) {
+// Sets the locale's environment variables for one test, restores them afterwards, and makes
+// the localisation read them again each time.
+class LocaleEnvironmentScope {
+ public:
+  LocaleEnvironmentScope() {
+    for (const char* name : kNames) {
+      const char* value = std::getenv(name);
+      saved_.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
+    }
+  }
+  ~LocaleEnvironmentScope() {
+    for (const auto& [name, value] : saved_) {
+      if (value)
+        ::setenv(name, value->c_str(), 1);
+      else
+        ::unsetenv(name);
+    }
+    ORVResetLocalizationCache();
+  }
+  // LC_ALL, LC_MESSAGES and LANG in this order; absent ones are unset.
+  void set(std::optional<std::string> all, std::optional<std::string> messages, std::optional<std::string> lang) {
+    const std::optional<std::string>* values[] = {&all, &messages, &lang};
+    for (std::size_t i = 0; i < 3; ++i) {
+      if (*values[i])
+        ::setenv(kNames[i], (*values[i])->c_str(), 1);
+      else
+        ::unsetenv(kNames[i]);
+    }
+    ORVResetLocalizationCache();
+  }
+
+ private:
+  static constexpr const char* kNames[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
+  std::vector<std::pair<const char*, std::optional<std::string>>> saved_;
+};
+
+TEST(Language, LocalStandsForTheLanguageOfTheProcessLocale) {
   StoredLanguageScope scope;
+  LocaleEnvironmentScope locale;
   Language::setUserLanguage(Language::local);
-  // The process locale of the tests is C or English: the English tables answer.
-  EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::english);
+  const auto local = [] { return Language(Language::local).equivalentLanguage(); };
+
+  locale.set(std::nullopt, std::nullopt, std::nullopt);
+  EXPECT_EQ(local(), Language::english);  // no locale at all
   EXPECT_EQ(Language(Language::local).name(), "English");
-  EXPECT_EQ(Language(Language::french).equivalentLanguage(), Language::french);
+  locale.set("C", std::nullopt, "fr_FR.UTF-8");
+  EXPECT_EQ(local(), Language::english);  // LC_ALL comes first, and C is no language
+  locale.set(std::nullopt, "fr_FR.UTF-8", "de_DE.UTF-8");
+  EXPECT_EQ(local(), Language::french);
+  EXPECT_EQ(Language(Language::local).name(), "Français");
+  locale.set(std::nullopt, std::nullopt, "de_DE.UTF-8@euro");
+  EXPECT_EQ(local(), Language::german);
+  locale.set("zh_TW.UTF-8", std::nullopt, std::nullopt);
+  EXPECT_EQ(local(), Language::chineseTW);
+  locale.set("pt_BR.UTF-8", std::nullopt, std::nullopt);
+  EXPECT_EQ(local(), Language::english);  // no localisation for it
+  // A chosen language does not depend on the locale.
+  locale.set("fr_FR.UTF-8", std::nullopt, std::nullopt);
+  EXPECT_EQ(Language(Language::swedish).equivalentLanguage(), Language::swedish);
+  Language::setUserLanguage(Language::german);
+  EXPECT_EQ(local(), Language::german);
 }
 
 TEST(Language, FromExifToolValues) {
@@ -92,13 +153,18 @@ TEST(Language, UserLanguageIsStoredAndAnnounced) {
 
 TEST(Language, TextsFollowTheUserLanguage) {
   StoredLanguageScope scope;
+  LocaleEnvironmentScope locale;
+  locale.set("it_IT.UTF-8", std::nullopt, std::nullopt);
   Language::setUserLanguage(Language::german);
   // The German tables know their own language; texts they lack come from English.
   EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::german);
   EXPECT_EQ(Language(Language::local).name(), "Deutsch");
   EXPECT_EQ(Language(Language::english).localizedName(), "English");
   Language::setUserLanguage(Language::local);
-  EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::english);
+  EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::italian);
+  // A change written straight into the defaults is seen as well.
+  ORVGetUserDefaults()->set(Language::userLanguageKey(), "Polish");
+  EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::polish);
 }
 
 }  // namespace

@@ -89,9 +89,52 @@ TEST(AvailableItemURL, CountsFromZeroBeforeTheExtension) {
   EXPECT_EQ(availableItemURL(folder / "Export/"), folder / "Export (0)");
   testing::writeFile(folder / "a.tar.gz", "");
   EXPECT_EQ(availableItemURL(folder / "a.tar.gz"), folder / "a.tar (0).gz");
-  // A link to nothing still takes the name.
-  fs::create_symlink(folder / "nowhere", folder / "link.jpg");
+  // The existence test follows links: a link to nothing leaves the name free, a link to a
+  // file takes it, at the first try and when counting.
+  fs::create_symlink(folder / "nowhere", folder / "dangling.jpg");
+  EXPECT_EQ(availableItemURL(folder / "dangling.jpg"), folder / "dangling.jpg");
+  fs::create_symlink(folder / "x.jpg", folder / "link.jpg");
   EXPECT_EQ(availableItemURL(folder / "link.jpg"), folder / "link (0).jpg");
+  testing::writeFile(folder / "y.jpg", "");
+  fs::create_symlink(folder / "nowhere", folder / "y (0).jpg");
+  EXPECT_EQ(availableItemURL(folder / "y.jpg"), folder / "y (0).jpg");
+}
+
+TEST(ORVMakeUUIDString, RandomVersion4FromManyThreads) {
+  // Each thread's UUIDs must differ from every other thread's: no shared or weak seed.
+  constexpr int kThreads = 8, kEach = 2000;
+  std::vector<std::vector<std::string>> made(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&made, t] {
+      for (int i = 0; i < kEach; ++i) made[t].push_back(ORVMakeUUIDString());
+    });
+  for (auto& thread : threads) thread.join();
+  std::set<std::string> seen;
+  for (const auto& list : made)
+    for (const auto& uuid : list) {
+      EXPECT_TRUE(isUUID(uuid)) << uuid;
+      seen.insert(uuid);
+    }
+  EXPECT_EQ(seen.size(), static_cast<std::size_t>(kThreads * kEach));
+  // Every one of the 122 random bits takes both values over a few hundred UUIDs.
+  std::vector<unsigned> all(16, 0xFF), any(16, 0x00);
+  for (int i = 0; i < 400; ++i) {
+    const auto& uuid = made[i % kThreads][i / kThreads];  // in the order made, not sorted
+    std::string hex;
+    for (char c : uuid)
+      if (c != '-') hex.push_back(c);
+    for (int b = 0; b < 16; ++b) {
+      const unsigned byte = static_cast<unsigned>(std::stoul(hex.substr(2 * b, 2), nullptr, 16));
+      all[b] &= byte;
+      any[b] |= byte;
+    }
+  }
+  for (int i = 0; i < 16; ++i) {
+    const unsigned fixedMask = i == 6 ? 0xF0 : i == 8 ? 0xC0 : 0x00;  // version and variant bits
+    EXPECT_EQ(all[i] & ~fixedMask & 0xFF, 0u) << "byte " << i;
+    EXPECT_EQ((any[i] | fixedMask) & 0xFF, 0xFFu) << "byte " << i;
+  }
 }
 
 TEST(WriteFileAtomically, ReplacesTheFileOrLeavesItAsItWas) {

@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "common/test_support.h"
 #include "orvelin/exiftool/language.h"
 #include "orvelin/support/user_defaults.h"
@@ -33,6 +37,18 @@ TEST(StringsTable, EntriesEscapesAndComments) {
                                           Pair("unicode", "caf\u00e9 \u00e9t\u00e9 \U0001F600"), Pair("octal", "AB"),
                                           Pair("bare_key", "bare.value-1"), Pair("self", "self"),
                                           Pair("spaced", "out")));
+}
+
+TEST(StringsTable, KeysAndTextsWithEscapedQuotesAndBackslashes) {
+  // What the catalogue generator writes for tag names and values holding " and \.
+  const auto table = parseStringsTable(
+      "\"Lens \\\"Pro\\\"\" = \"Objectif \\\"Pro\\\"\";\n"
+      "\"C:\\\\Photos\\\\\" = \"dossier \\\\\";\n"
+      "\"\\\\\\\"\" = \"\\\"\\\\\";\n"
+      "\"after\" = \"kept\";");
+  EXPECT_THAT(table, UnorderedElementsAre(Pair("Lens \"Pro\"", "Objectif \"Pro\""),
+                                          Pair("C:\\Photos\\", "dossier \\"), Pair("\\\"", "\"\\"),
+                                          Pair("after", "kept")));
 }
 
 TEST(StringsTable, StopsAtTheFirstMalformedEntryKeepingWhatCameBefore) {
@@ -104,6 +120,44 @@ TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKey) {
     EXPECT_EQ(ORVTL("LanguageLocalValue"), "German");
     EXPECT_EQ(ORVTL("LanguageCzech"), "Czech");  // not translated: the English text
   }
+}
+
+TEST(ORVTL, FollowsEveryChangeOfTheUsersLanguage) {
+  UserLanguageScope german(Language::german);
+  EXPECT_EQ(ORVTL("LanguageLocalValue"), "German");
+  // Written straight into the defaults, without the notifications.
+  ORVGetUserDefaults()->set(Language::userLanguageKey(), "French");
+  EXPECT_EQ(ORVTL("LanguageLocalValue"), "French");
+  EXPECT_EQ(ORVCurrentLocalizationName(), "Fran\u00e7ais");
+  // Another defaults object put in place.
+  testing::ScratchFolder folder;
+  const auto previous = ORVGetUserDefaults();
+  auto other = std::make_shared<UserDefaults>(folder / "other.json");
+  other->set(Language::userLanguageKey(), "Italian");
+  ORVSetUserDefaults(other);
+  EXPECT_EQ(ORVTL("LanguageLocalValue"), "Italian");
+  other->remove(Language::userLanguageKey());
+  other->set(Language::userLanguageKey(), "Swedish");
+  EXPECT_EQ(ORVTL("LanguageLocalValue"), "Swedish");
+  ORVSetUserDefaults(previous);
+  EXPECT_EQ(ORVTL("LanguageLocalValue"), "French");
+  // From many threads at once while the language changes: every text is one of the two.
+  std::atomic<bool> stop{false};
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> readers;
+  for (int t = 0; t < 3; ++t)
+    readers.emplace_back([&] {
+      while (!stop) {
+        const auto text = ORVTL("LanguageLocalValue");
+        if (text != "French" && text != "Dutch") ++wrong;
+      }
+    });
+  for (int i = 0; i < 200; ++i) ORVGetUserDefaults()->set(Language::userLanguageKey(), i % 2 ? "French" : "Dutch");
+  ORVGetUserDefaults()->set(Language::userLanguageKey(), "Dutch");
+  stop = true;
+  for (auto& reader : readers) reader.join();
+  EXPECT_EQ(wrong.load(), 0);
+  EXPECT_EQ(ORVTL("LanguageLocalValue"), "Dutch");  // the last change holds
 }
 
 TEST(ORVTL, FormatsWithUpToFourArguments) {

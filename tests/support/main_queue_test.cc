@@ -113,14 +113,99 @@ TEST(MainQueue, HostPumping) {
   EXPECT_EQ(queue.drain(), 1u);
 }
 
-TEST(MainQueue, ABlockThatThrowsLeavesTheQueueUsable) {
+TEST(MainQueue, WithNobodyPumpingSyncBlocksStillRunOneAtATime) {
+  MainQueue queue;  // no thread pumps it: sync() runs blocks on their callers' threads
+  // The first block waits (boundedly) for the second to run; on a serial queue it never does.
+  std::atomic<bool> firstStarted{false}, secondRan{false};
+  bool secondRanDuringFirst = false;
+  std::thread first([&] {
+    queue.sync([&] {
+      firstStarted = true;
+      for (int i = 0; i < 200 && !secondRan; ++i) std::this_thread::sleep_for(1ms);
+      secondRanDuringFirst = secondRan;
+    });
+  });
+  std::thread second([&] {
+    while (!firstStarted) std::this_thread::yield();
+    queue.sync([&] { secondRan = true; });
+  });
+  first.join();
+  second.join();
+  EXPECT_FALSE(secondRanDuringFirst);
+  EXPECT_TRUE(secondRan.load());
+
+  // Many threads, many blocks: never two at once, none lost.
+  int counter = 0;  // touched by blocks only
+  std::atomic<int> running{0};
+  std::atomic<bool> overlapped{false};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 500; ++i)
+        queue.sync([&] {
+          if (++running > 1) overlapped = true;
+          ++counter;
+          std::this_thread::yield();
+          --running;
+        });
+    });
+  for (auto& thread : threads) thread.join();
+  EXPECT_FALSE(overlapped.load());
+  EXPECT_EQ(counter, 2000);
+
+  // A block may call sync() again on its own thread, and may throw to its caller.
+  std::vector<int> order;
+  queue.sync([&] {
+    order.push_back(1);
+    queue.sync([&] { order.push_back(2); });
+    order.push_back(3);
+  });
+  EXPECT_THAT(order, ElementsAre(1, 2, 3));
+  EXPECT_THROW(queue.sync([] { throw std::runtime_error("inline"); }), std::runtime_error);
+  EXPECT_THROW(queue.sync([&] { queue.sync([] { throw std::invalid_argument("nested"); }); }),
+               std::invalid_argument);
+  bool after = false;
+  queue.sync([&] { after = true; });  // the queue is free again after the exceptions
+  EXPECT_TRUE(after);
+}
+
+TEST(MainQueue, AHostPumpWaitsForABlockThatSyncRunsElsewhere) {
   MainQueue queue;
-  queue.async([] { throw std::runtime_error("block"); });
-  EXPECT_THROW(queue.drain(), std::runtime_error);
-  int ran = 0;
-  queue.async([&] { ++ran; });
+  std::atomic<bool> inBlock{false}, release{false};
+  std::atomic<bool> pumpedDuringBlock{false};
+  std::thread worker([&] {
+    queue.sync([&] {
+      inBlock = true;
+      while (!release) std::this_thread::yield();
+      std::this_thread::sleep_for(20ms);  // a pump that does not wait would run its block now
+      inBlock = false;
+    });
+  });
+  while (!inBlock) std::this_thread::yield();
+  queue.async([&] { pumpedDuringBlock = inBlock.load(); });
+  release = true;
   EXPECT_EQ(queue.drain(), 1u);
-  EXPECT_EQ(ran, 1);
+  worker.join();
+  EXPECT_FALSE(pumpedDuringBlock.load());
+}
+
+TEST(MainQueueDeathTest, AnExceptionLeavingAnAsyncBlockIsFatal) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        MainQueue queue;
+        queue.async([] { throw std::runtime_error("lost in a block"); });
+        queue.drain();
+      },
+      "Fatal error: .*lost in a block");
+  EXPECT_DEATH(
+      {
+        MainQueue queue;
+        queue.startOnOwnThread();
+        queue.async([] { throw std::runtime_error("lost on its own thread"); });
+        queue.waitUntilIdle();
+      },
+      "Fatal error: .*lost on its own thread");
 }
 
 TEST(MainQueueDeathTest, SecondPumpingThreadIsAFault) {

@@ -21,6 +21,40 @@ std::vector<std::string> entriesOf(const fs::path& folder) {
   return names;
 }
 
+// The backup folder as the process started, before the tests' environment points it at a
+// scratch folder (namespace-scope objects are made before main).
+const std::filesystem::path initialBackupFolder = ORVGetBackupFolderURL();
+
+TEST(BackupFolder, TheTemporaryFolderUntilAHostSetsAnother) {
+  const char* tmpdir = std::getenv("TMPDIR");
+  EXPECT_EQ(initialBackupFolder, fs::path(tmpdir && *tmpdir ? tmpdir : "/tmp"));
+  const auto saved = ORVGetBackupFolderURL();
+  ORVSetBackupFolderURL("/some/where/else");
+  EXPECT_EQ(ORVGetBackupFolderURL(), "/some/where/else");
+  ORVSetBackupFolderURL(saved);
+  EXPECT_EQ(ORVGetBackupFolderURL(), saved);
+}
+
+TEST(UserDefaults, ChangeCountMovesWithEveryChange) {
+  testing::ScratchFolder folder;
+  auto defaults = std::make_shared<UserDefaults>(folder / "defaults.json");
+  auto count = ORVUserDefaultsChangeCount();
+  (void)defaults->string("key");
+  (void)defaults->keys();
+  EXPECT_EQ(ORVUserDefaultsChangeCount(), count);  // reads change nothing
+  defaults->set("key", "value");
+  EXPECT_GT(ORVUserDefaultsChangeCount(), count);
+  count = ORVUserDefaultsChangeCount();
+  defaults->remove("key");
+  EXPECT_GT(ORVUserDefaultsChangeCount(), count);
+  count = ORVUserDefaultsChangeCount();
+  const auto previous = ORVGetUserDefaults();
+  ORVSetUserDefaults(defaults);
+  EXPECT_GT(ORVUserDefaultsChangeCount(), count);
+  EXPECT_EQ(ORVGetUserDefaults(), defaults);
+  ORVSetUserDefaults(previous);
+}
+
 TEST(UserDefaults, ValuesSurviveSynchronize) {
   testing::ScratchFolder folder;
   const auto path = folder / "config" / "defaults.json";

@@ -53,7 +53,16 @@ TEST(TagNameText, JSONIsOneBareString) {
   EXPECT_EQ(nlohmann::json(name).dump(), "\"XMP:dc:title\"");
   EXPECT_EQ(nlohmann::json(TagStream::exif).dump(), "\"EXIF\"");
   EXPECT_EQ(nlohmann::json::parse("\"IPTC:Keywords\"").get<TagName>(), TagName::iptcKeywords);
-  EXPECT_THROW(nlohmann::json::parse("\"Make\"").get<TagName>(), TagName::ParsingError);
+  try {
+    (void)nlohmann::json::parse("\"Make\"").get<TagName>();
+    ADD_FAILURE() << "a name without \":\" decoded";
+  } catch (const TagName::ParsingError& error) {
+    EXPECT_EQ(error.code(), TagName::ParsingError::Code::notParsableRawValue);
+    EXPECT_EQ(error.errorDescription(), "notParsableRawValue");
+    EXPECT_EQ(error.localizedDescription(), "notParsableRawValue");
+    EXPECT_STREQ(TagName::ParsingError::errorDescription(TagNameParsingErrorCode::notParsableRawValue),
+                 "notParsableRawValue");
+  }
   // Maps keyed by names hold texts such as "EXIF:Make".
   std::map<std::string, TagName> byText{{"a", TagName::exifCreateDate}};
   EXPECT_EQ(nlohmann::json(byText).dump(), R"({"a":"EXIF:CreateDate"})");
@@ -141,6 +150,13 @@ TEST(TagsFamily, GroupZeroAndMakerStreams) {
   EXPECT_EQ(TagsFamily::fixMakerNotes(TagName("EXIF", "Thing")), TagName("EXIF", "Thing"));
   EXPECT_EQ(TagsFamily::fixMakerNotes(TagName("exif", "Thing")).stream().rawValue(), "exif");
   EXPECT_TRUE(TagsFamily::isNameInG0Family(TagName::iptcKeywords));
+
+  // The whole text is lower-cased, not its ASCII letters alone: the Kelvin sign (U+212A)
+  // lower-cases to "k", so this spelling names the group-0 stream "makernotes".
+  const TagStream kelvin("MA\u212AERNOTES");
+  EXPECT_TRUE(TagsFamily::isStreamInG0Family(kelvin));
+  EXPECT_EQ(TagsFamily::fixMakerNotes(TagName(kelvin, TagKey("Thing"))).stream().rawValue(), "MA\u212AERNOTES");
+  EXPECT_FALSE(TagsFamily::isStreamInG0Family(TagStream("\u00C9XIF")));  // "éxif" is not "exif"
 }
 
 }  // namespace

@@ -34,8 +34,11 @@ class ExifToolCLI {
   bool forceRawLocation = false;             // "-c %.6f"
 
   // Runs the tool with `args` behind the options. Never throws: success or failure shows only
-  // in the output fields, which this call replaces. When the launcher or the tool is missing,
-  // standard output is empty and standard error says so.
+  // in the output fields, which this call replaces. When the launcher is missing, standard
+  // output is empty and standard error is exactly "exiftool launcher not found at <launcher's
+  // path>; install exiftool (Debian: libimage-exiftool-perl)"; a launcher that exists but
+  // cannot be started gives "exiftool launcher at <path> cannot be run (<cause>)". A missing
+  // tool script is reported by the launcher itself on standard error.
   void run(const std::vector<std::string>& args);
 
   // The bytes of the last run's output streams; absent before the first run.

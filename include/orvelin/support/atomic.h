@@ -9,10 +9,14 @@ namespace orvelin {
 // A value guarded by a counting semaphore of value 1.
 //
 // Copies share the semaphore (each keeps its own value): a copy is made under the source's
-// semaphore, and from then on the two exclude each other.
+// semaphore, and from then on the two exclude each other. Assignment reads the source's value
+// under the source's semaphore, then stores it under this object's own semaphore, which it
+// keeps: the semaphore that guards an object never changes, so value(), setValue() and
+// update() may run on other threads while it is assigned to.
 //
-// Thread-safe for value(), setValue() and update(). The semaphore is not re-entrant: a block
-// given to update() that reads or writes the same Atomic (or a copy of it) waits for ever.
+// Thread-safe for value(), setValue(), update() and assignment from another Atomic. The
+// semaphore is not re-entrant: a block given to update() that reads or writes the same Atomic
+// (or a copy of it) waits for ever.
 template <typename T>
 class Atomic {
  public:
@@ -20,12 +24,7 @@ class Atomic {
 
   Atomic(const Atomic& other) : rawValue_(other.value()), semaphore_(other.semaphore_) {}
   Atomic& operator=(const Atomic& other) {
-    if (this != &other) {
-      T copy = other.value();
-      std::shared_ptr<Semaphore> semaphore = other.semaphore_;
-      rawValue_ = std::move(copy);
-      semaphore_ = std::move(semaphore);
-    }
+    if (this != &other) setValue(other.value());  // one semaphore at a time: no lock order
     return *this;
   }
 
@@ -62,8 +61,8 @@ class Atomic {
     Semaphore& semaphore_;
   };
 
-  T rawValue_;
-  std::shared_ptr<Semaphore> semaphore_;
+  T rawValue_;                                   // guarded by *semaphore_
+  const std::shared_ptr<Semaphore> semaphore_;  // set at construction, never replaced
 };
 
 }  // namespace orvelin

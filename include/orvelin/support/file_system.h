@@ -13,9 +13,11 @@ class FileSystem {
 
   // Makes the folder and its missing parents; an existing folder is no error.
   virtual void createDirectories(const std::filesystem::path& url, std::error_code& error) = 0;
-  // Moves a file to `to`, which must not exist. Within one file system a rename; across file
-  // systems a copy (synced, then renamed into place) followed by the removal of the source, so
-  // that `to` is either absent or complete, and the source goes only once the copy is whole.
+  // Moves a file to `to`, which must not exist: a move never replaces anything, even what
+  // appears at `to` during the call (the error is then std::errc::file_exists). Within one file
+  // system a rename; across file systems a copy (synced, then renamed into place) followed by
+  // the removal of the source, so that `to` is either absent or complete, and the source goes
+  // only once the copy is whole.
   virtual void moveItem(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) = 0;
   // Removes a file; a missing file is no error.
   virtual void removeItem(const std::filesystem::path& url, std::error_code& error) = 0;

@@ -30,11 +30,13 @@ bool waitFileExists(const std::filesystem::path& path, double seconds);
 // folder / "<fresh UUID>[.pathExt]". The file is not created. No dot when pathExt is empty.
 std::filesystem::path temporaryURL(std::string_view pathExt, const std::filesystem::path& folder);
 
-// `url` when nothing exists there (not even a dangling symbolic link); else the first free
-// "<stem> (N)<.ext>" in the same folder, counting N from 0: "x.jpg" gives "x (0).jpg".
+// `url` when nothing exists there; else the first free "<stem> (N)<.ext>" in the same folder,
+// counting N from 0: "x.jpg" gives "x (0).jpg". The existence test follows symbolic links, so
+// a link to nothing counts as free.
 std::filesystem::path availableItemURL(const std::filesystem::path& url);
 
-// A fresh random UUID in its upper-case text form (8-4-4-4-12 hexadecimal digits).
+// A fresh random (version 4) UUID in its upper-case text form (8-4-4-4-12 hexadecimal
+// digits): 122 random bits from the kernel's source. Safe from any thread.
 std::string ORVMakeUUIDString();
 
 // ---------------------------------------------------------------------------------------------

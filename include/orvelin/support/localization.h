@@ -16,9 +16,11 @@ namespace orvelin {
 // Resources
 
 // The folder of the library's resources (ExifTool/, the string tables, the JSON resources and
-// the catalogue). Found once, in this order: $ORVELIN_RESOURCES when set; the share/orvelin
-// folder next to the lib folder that holds the loaded library (an installed library, and the
-// build tree, which has the same layout); the build tree's folder compiled into the library.
+// the catalogue). Found once, in this order: $ORVELIN_RESOURCES when set; the installed
+// <datadir>/orvelin, reached from the folder of the loaded library by the relative path
+// between the two that the build worked out (so any prefix and library folder, such as
+// lib/x86_64-linux-gnu, and a moved installation work; the build tree has the same layout);
+// the build tree's folder compiled into the library.
 // Safe for concurrent use. The result never changes after the first call.
 const std::filesystem::path& ORVResourcesDirectory();
 
@@ -66,6 +68,10 @@ std::string ORVFormat(std::string_view format, const std::vector<ORVFormatArg>& 
 // The name of the localisation folder (without ".lproj") that texts are looked up in now:
 // the folder of Language::userLanguage, or, for the local choice, the one that matches the
 // process locale (LC_ALL, LC_MESSAGES, LANG), "English" when none matches.
+// The language is worked out once and remembered until the user defaults change
+// (ORVUserDefaultsChangeCount(), which covers ORVSetUserDefaults and Language::setUserLanguage)
+// or ORVResetLocalizationCache() is called; so a look-up takes no global lock. The process
+// locale is read again only after ORVResetLocalizationCache().
 std::string ORVCurrentLocalizationName();
 
 namespace detail {
@@ -94,8 +100,9 @@ inline std::string ORVTL(std::string_view key, const std::vector<ORVFormatArg>& 
   return detail::localizedText(std::nullopt, key, args);
 }
 
-// Forgets every table read so far; the next look-up reads them again. For hosts that
-// regenerate the catalogue or change resources while running.
+// Forgets every table read so far and the language of the localisation; the next look-up
+// reads them again (the process locale included). For hosts that regenerate the catalogue,
+// change resources or change the locale's environment variables while running.
 void ORVResetLocalizationCache();
 
 }  // namespace orvelin

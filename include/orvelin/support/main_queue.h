@@ -19,7 +19,16 @@ namespace orvelin {
 // queue's own pumps it. The main thread is the thread that pumps the queue, or pumped it last
 // (the queue's own thread once started); only one thread pumps at a time.
 //
-// Safe for concurrent use by multiple threads.
+// Serial in every mode: no two blocks ever run at the same time, whether the main thread runs
+// them or sync() runs one on its caller's thread. A block that waits for another thread which
+// is itself waiting in sync() therefore waits for ever, as on any serial queue.
+//
+// Exceptions: one that leaves a block given to sync() reaches the caller of sync(). One that
+// leaves a block given to async() has nobody to reach and is a programming fault: the process
+// stops through ORVFatal with the exception's what().
+//
+// Safe for concurrent use by multiple threads. The queue's mutex guards all of its state; it
+// is never held while a block runs.
 class MainQueue final : public Executor {
  public:
   // The process's main queue. Belongs to the library and is never deleted.
@@ -35,10 +44,12 @@ class MainQueue final : public Executor {
   // Adds `block` at the end of the queue.
   void async(std::function<void()> block) override;
 
-  // Runs `block` on the main thread and returns when it has run. Called on the main thread it
-  // runs inline. Before any thread has pumped the queue (and while none is started) there is
-  // no main thread to wait for, and the block runs inline on the caller's thread too.
-  // Otherwise the call waits until the main thread pumps the queue.
+  // Runs `block` on the main queue and returns when it has run; an exception of the block is
+  // thrown here. Called from a block that is running (a nested sync), or on the main thread,
+  // it runs inline. Before any thread has pumped the queue (and while none is started) there
+  // is no main thread to wait for: the block runs on the caller's thread, once no other block
+  // runs, and blocks of other threads' sync() calls wait for it. Otherwise the call waits
+  // until the main thread pumps the queue and has run the blocks added before.
   void sync(const std::function<void()>& block);
 
   // True on the main thread.
@@ -71,12 +82,15 @@ class MainQueue final : public Executor {
  private:
   bool runOne(std::unique_lock<std::mutex>& lock);
   class PumpScope;
+  class RunScope;
 
   mutable std::mutex mutex_;  // guards everything below
   std::condition_variable changed_;
   std::deque<std::function<void()>> blocks_;
   std::thread::id mainThread_;     // pumps or pumped last; none before the first pump
   std::thread::id pumpingThread_;  // pumps now; none between pumps
+  std::thread::id runningThread_;  // runs a block now (nested blocks count in runningDepth_)
+  int runningDepth_ = 0;
   bool stopRequested_ = false;
   std::thread ownThread_;
   bool shuttingDown_ = false;

@@ -15,12 +15,14 @@ struct ProcessRequest {
 };
 
 // What came back. `launched` is false when the process could not be started; then
-// `standardError` says why and `standardOutput` is empty.
+// `standardError` says why, `launchError` holds the errno value of the cause (ENOENT for a
+// missing executable, EACCES for one that may not be run...) and `standardOutput` is empty.
 struct ProcessResult {
   bool launched = false;
   int exitStatus = -1;   // the exit code, or 128 + signal number when killed by a signal
   std::string standardOutput;
   std::string standardError;
+  int launchError = 0;
 };
 
 // Starts child processes. The library's one way to run a program, so that tests and hosts can
@@ -31,8 +33,10 @@ class ProcessRunner {
 
   // Starts the process with standard input from /dev/null, reads both of its output streams
   // until they end, waits for its exit and returns. Never throws; blocks the calling thread
-  // for the life of the child. Safe for concurrent use by multiple threads. The child receives
-  // no file descriptor of this process other than its three standard streams.
+  // for the life of the child (and of any grandchild that keeps its output open). Safe for
+  // concurrent use by multiple threads, and in a process whose own standard streams are
+  // closed. The child receives no file descriptor of this process other than its three
+  // standard streams.
   virtual ProcessResult run(const ProcessRequest& request) = 0;
 
   // The POSIX runner. Belongs to the library and must never be deleted.

@@ -19,4 +19,8 @@ std::string nfcNormalized(std::string_view text);
 // True when `text` is already in NFC (fast path, no allocation for ASCII).
 bool isNFC(std::string_view text);
 
+// The lower-case form of a UTF-8 text by Unicode's default case mapping, the same in every
+// locale ("ÉTÉ" gives "été", "İ" gives "i̇"). Bytes that are not UTF-8 come back as U+FFFD.
+std::string lowercased(std::string_view text);
+
 }  // namespace orvelin

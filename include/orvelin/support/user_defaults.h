@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -56,12 +57,19 @@ class UserDefaults {
 std::mutex& ORVGlobalSemaphore();
 
 // The defaults object of the process. Starts as a store over UserDefaults::defaultFilePath().
-// The returned object stays valid as long as the caller holds the pointer.
+// The returned object stays valid as long as the caller holds the pointer. Both take
+// ORVGlobalSemaphore() for the access to the global alone.
 std::shared_ptr<UserDefaults> ORVGetUserDefaults();
 void ORVSetUserDefaults(std::shared_ptr<UserDefaults> defaults);
 
+// A count that grows whenever ORVSetUserDefaults() installs an object or any UserDefaults
+// object changes a value (set(), remove()). What a caller derives from the defaults stays
+// valid as long as the count has not changed. Lock-free; safe from any thread.
+std::uint64_t ORVUserDefaultsChangeCount();
+
 // The folder that files are moved to while they are rewritten. Starts as the temporary folder
-// ($TMPDIR, else /tmp).
+// ($TMPDIR, else /tmp, read at the first use) until a host sets another. Both take
+// ORVGlobalSemaphore() for the access alone.
 std::filesystem::path ORVGetBackupFolderURL();
 void ORVSetBackupFolderURL(std::filesystem::path url);
 

@@ -5,13 +5,14 @@
 #include <functional>
 #include <iosfwd>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
+
+#include "orvelin/support/coded_error.h"
 
 namespace orvelin {
 
@@ -291,18 +292,17 @@ class TagKey : public TagNamePart<TagKeyTag> {
 //
 // A value type, ordered by stream then key, hashed on both. It does not check the catalogue:
 // a TagName can name a tag that does not exist. Coded in JSON as one bare string.
+enum class TagNameParsingErrorCode { notParsableRawValue };
+
 class TagName {
  public:
-  // Thrown when decoding a text that holds no ":".
-  class ParsingError : public std::runtime_error {
+  // Thrown when decoding a text that holds no ":". Its text is the code's name,
+  // "notParsableRawValue".
+  class ParsingError : public CodedError<ParsingError, TagNameParsingErrorCode> {
    public:
-    enum class Code { notParsableRawValue };
-    explicit ParsingError(Code code = Code::notParsableRawValue)
-        : std::runtime_error("notParsableRawValue"), code_(code) {}
-    Code code() const { return code_; }
-
-   private:
-    Code code_;
+    using CodedError::CodedError;
+    ParsingError() : CodedError(Code::notParsableRawValue) {}
+    static const char* text(Code code);
   };
 
   TagName() = default;

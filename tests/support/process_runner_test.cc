@@ -1,0 +1,89 @@
+#include "orvelin/support/process_runner.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "common/test_support.h"
+
+namespace orvelin {
+namespace {
+
+using ::testing::HasSubstr;
+
+ProcessResult runShell(const std::string& script) {
+  return ProcessRunner::Default()->run({"/bin/sh", {"-c", script}, {}});
+}
+
+TEST(ProcessRunner, ExitCodesSignalsAndWhatWasWrittenBefore) {
+  auto result = runShell("echo out; echo err >&2; exit 3");
+  ASSERT_TRUE(result.launched);
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_EQ(result.standardOutput, "out\n");
+  EXPECT_EQ(result.standardError, "err\n");
+
+  // Killed by a signal: 128 + its number, and what it wrote before is kept.
+  result = runShell("echo before; kill -KILL $$; echo after");
+  ASSERT_TRUE(result.launched);
+  EXPECT_EQ(result.exitStatus, 128 + SIGKILL);
+  EXPECT_EQ(result.standardOutput, "before\n");
+
+  // A child that leaves a grandchild holding the pipes open: reading goes on until the last
+  // writer is gone, then the exit is read.
+  result = runShell("(sleep 0.2; echo late) & echo early");
+  ASSERT_TRUE(result.launched);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.standardOutput, "early\nlate\n");
+
+  // The environment is exactly the one given.
+  result = ProcessRunner::Default()->run({"/bin/sh", {"-c", "env | sort"}, {"A=1", "B=two words"}});
+  EXPECT_THAT(result.standardOutput, HasSubstr("A=1\nB=two words\n"));
+  EXPECT_THAT(result.standardOutput, ::testing::Not(HasSubstr("HOME=")));
+
+  // Standard input is /dev/null: a reader sees its end at once.
+  result = runShell("cat; echo done");
+  EXPECT_EQ(result.standardOutput, "done\n");
+}
+
+TEST(ProcessRunner, LaunchFailuresSayWhy) {
+  auto result = ProcessRunner::Default()->run({"/nonexistent/tool", {}, {}});
+  EXPECT_FALSE(result.launched);
+  EXPECT_EQ(result.launchError, ENOENT);
+  EXPECT_EQ(result.standardOutput, "");
+  EXPECT_THAT(result.standardError, HasSubstr("/nonexistent/tool"));
+
+  testing::ScratchFolder folder;
+  const auto script = folder / "not-executable.sh";
+  testing::writeFile(script, "#!/bin/sh\necho hi\n");
+  ::chmod(script.c_str(), 0644);
+  result = ProcessRunner::Default()->run({script, {}, {}});
+  EXPECT_FALSE(result.launched);
+  EXPECT_EQ(result.launchError, EACCES);  // no execute bit at all: refused even to root
+  EXPECT_THAT(result.standardError, HasSubstr(script.string()));
+}
+
+TEST(ProcessRunnerDeathTest, WorksWhenTheParentsStandardStreamsAreClosed) {
+  // Pipe ends would take the numbers 0 to 2 and be lost in the child's set-up.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        ::close(STDERR_FILENO);
+        const auto result =
+            ProcessRunner::Default()->run({"/bin/sh", {"-c", "read x; echo \"out$x\"; echo err >&2"}, {}});
+        const bool ok = result.launched && result.exitStatus == 0 && result.standardOutput == "out\n" &&
+                        result.standardError == "err\n";
+        ::_exit(ok ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace orvelin
