@@ -85,8 +85,15 @@ void stringPath(benchmark::State& state, const Converter& converter, const std::
 void BM_SDouble_stringValue(benchmark::State& state) { stringPath(state, SDoubleValueConverter(), kNumber); }
 BENCHMARK(BM_SDouble_stringValue);
 
+void BM_UDouble_stringValue(benchmark::State& state) { stringPath(state, UDoubleValueConverter(), kNumber); }
+BENCHMARK(BM_UDouble_stringValue);
+
 void BM_SInt_stringValue(benchmark::State& state) { stringPath(state, SIntValueConverter(), std::string("1e3")); }
 BENCHMARK(BM_SInt_stringValue);
+
+// An integer text goes through a double and its shortest text, as every integer does.
+void BM_UInt_stringValue(benchmark::State& state) { stringPath(state, UIntValueConverter(), std::string("400")); }
+BENCHMARK(BM_UInt_stringValue);
 
 void BM_UInt_rawFromJSONNumber(benchmark::State& state) {
   const UIntValueConverter converter;
@@ -100,6 +107,13 @@ BENCHMARK(BM_Bool_stringValue);
 
 void BM_String_stringValue(benchmark::State& state) { stringPath(state, StringValueConverter(), std::string("Canon")); }
 BENCHMARK(BM_String_stringValue);
+
+// The look-up of a code among the 249, "ZWE" being the last in the order of the cases.
+void BM_Country_typedValue(benchmark::State& state) {
+  const C3166a3ValueConverter converter;
+  for (auto _ : state) benchmark::DoNotOptimize(converter.typedValueFromStringValue("ZWE"));
+}
+BENCHMARK(BM_Country_typedValue);
 
 void BM_Country_formattedValue(benchmark::State& state) {
   const C3166a3ValueConverter converter;

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "orvelin/support/string_extensions.h"
 #include "values/number_text.h"
 
 namespace orvelin {
@@ -22,35 +21,32 @@ std::string commasAsPoints(std::string_view text) {
   return result;
 }
 
-// ICU's work units (about ten thousand saved backtracking states each) that one form may
-// spend on deciding whether a text matches. Real notations need a few hundred states; a long
-// run of digits that several optional groups can share needs millions and would take seconds.
+// ICU's work units (about ten thousand steps of its matcher each) that one form may spend on
+// deciding whether a text matches. Real notations need a few hundred steps; a long run of
+// digits that several optional groups can share needs millions and would take seconds.
 constexpr int32_t kMatchWorkLimit = 20;
 
-// Whether `pattern` matches `text` within kMatchWorkLimit. A text that needs more work is
-// taken as no match.
-bool matchesWithinLimit(const std::string& text, const std::string& pattern) {
+// The capture groups of the match of the anchored `pattern` in `text`, after the commas became
+// points: one text per group, empty for a group that took no part. Absent when there is no
+// match, or when deciding takes more than kMatchWorkLimit (taken as no match). The pattern is
+// compiled and matched once.
+std::optional<std::vector<std::string>> firstMatch(std::string_view text, const std::string& pattern) {
+  if (text.size() > static_cast<std::size_t>(INT32_MAX)) return std::nullopt;
   UErrorCode status = U_ZERO_ERROR;
   UParseError parseError{};
   const std::unique_ptr<icu::RegexPattern> compiled(
       icu::RegexPattern::compile(icu::UnicodeString::fromUTF8(pattern), 0, parseError, status));
-  if (U_FAILURE(status)) return false;
-  const auto unicode = icu::UnicodeString::fromUTF8(text);
+  if (U_FAILURE(status)) return std::nullopt;
+  const auto unicode = icu::UnicodeString::fromUTF8(commasAsPoints(text));
   const std::unique_ptr<icu::RegexMatcher> matcher(compiled->matcher(unicode, status));
-  if (U_FAILURE(status)) return false;
+  if (U_FAILURE(status)) return std::nullopt;
   matcher->setTimeLimit(kMatchWorkLimit, status);
-  const bool found = matcher->find(status);
-  return U_SUCCESS(status) && found;
-}
-
-// The groups of the first match of `pattern` in `text`, after the commas became points.
-std::optional<std::vector<std::string>> firstMatch(std::string_view text, const std::string& pattern) {
-  if (text.size() > static_cast<std::size_t>(INT32_MAX)) return std::nullopt;
-  const auto normalised = commasAsPoints(text);
-  if (!matchesWithinLimit(normalised, pattern)) return std::nullopt;
-  auto matches = captureMatches(normalised, pattern);
-  if (matches.empty()) return std::nullopt;
-  return std::move(matches.front());
+  if (!matcher->find(status) || U_FAILURE(status)) return std::nullopt;
+  std::vector<std::string> groups(static_cast<std::size_t>(matcher->groupCount()));
+  for (int32_t group = 1; group <= matcher->groupCount() && U_SUCCESS(status); ++group)
+    if (matcher->start(group, status) >= 0) matcher->group(group, status).toUTF8String(groups[group - 1]);
+  if (U_FAILURE(status)) return std::nullopt;
+  return groups;
 }
 
 std::string anchored(std::string_view pattern) {

@@ -9,9 +9,7 @@
 
 namespace orvelin {
 
-DateEdition::DecodingError::DecodingError(Code code) : std::runtime_error(errorDescription(code)), code_(code) {}
-
-const char* DateEdition::DecodingError::errorDescription(Code code) {
+const char* DateEdition::DecodingError::text(Code code) {
   switch (code) {
     case Code::notParsableInput: return "Not parsable input";
   }

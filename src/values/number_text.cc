@@ -2,7 +2,6 @@
 
 #include <locale.h>
 
-#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -42,10 +41,10 @@ std::optional<double> parseCDouble(std::string_view text) {
     begin = large.c_str();
   }
   char* end = nullptr;
-  errno = 0;
+  // Out of range is no failure: an overflow reads as an infinity, an underflow as zero or the
+  // nearest denormal, as the C library rounds them.
   const double value = strtod_l(begin, &end, cLocale());
   if (end != begin + text.size()) return std::nullopt;
-  if (errno == ERANGE && (value == 0.0 || std::isinf(value))) return std::nullopt;
   return value;
 }
 

@@ -15,7 +15,8 @@ namespace orvelin::detail {
 
 // The strict whole-text double parse: the C locale's grammar (optional sign, decimal or
 // hexadecimal digits, optional exponent, "inf", "infinity", "nan"), no leading white space,
-// nothing left over, and absent when the magnitude overflows or underflows to zero.
+// nothing left over; absent only when the text is no such number. A magnitude beyond the
+// range of a double is rounded as strtod rounds it: "1e999" is an infinity, "1e-999" zero.
 std::optional<double> parseCDouble(std::string_view text);
 
 // The shortest text that reads back as the same double: decimal notation ("3.0", "0.0001",

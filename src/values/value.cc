@@ -54,7 +54,7 @@ bool Value::isNumber() const {
 std::string Value::description() const {
   switch (kind()) {
     case Kind::null: return "null";
-    case Kind::boolean: return std::get<bool>(storage_) ? "true" : "false";
+    case Kind::boolean: return std::get<bool>(storage_) ? "1" : "0";
     case Kind::signedInteger: return std::to_string(std::get<std::int64_t>(storage_));
     case Kind::unsignedInteger: return std::to_string(std::get<std::uint64_t>(storage_));
     case Kind::real: return detail::numberDescription(std::get<double>(storage_));

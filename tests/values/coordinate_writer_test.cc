@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cmath>
 #include <limits>
 
 #include "orvelin/values/coordinate_parser.h"
+#include "values/comma_locale.h"
 
 namespace orvelin {
 namespace {
@@ -83,15 +83,16 @@ TEST(CoordinateWriter, ParserReadsEveryNotationBack) {
   }
 }
 
-TEST(CoordinateWriter, PrintsAPointWhateverTheLocale) {
-  bool switched = false;
-  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"})
-    if (std::setlocale(LC_NUMERIC, name)) switched = true;
-  if (!switched) GTEST_SKIP() << "no locale with a decimal comma is installed";
+TEST(CoordinateWriter, PrintsAndReadsAPointWhateverTheLocale) {
+  const testing::CommaLocale locale;
+  if (!locale.active()) GTEST_SKIP() << "no locale with a decimal comma, and localedef cannot make one";
   const CoordinateWriter writer;
-  const auto text = writer.DDMMmmm(kParis);
-  std::setlocale(LC_NUMERIC, "C");
-  EXPECT_EQ(text, "N 48° 51.396'; E 02° 21.132'");
+  EXPECT_EQ(writer.DDMMmmm(kParis), "N 48° 51.396'; E 02° 21.132'");
+  EXPECT_EQ(writer.DDddddd(kParis), "48.85660°; 2.35220°");
+  EXPECT_EQ(writer.preDDMMSSs(kParis), "N 48° 51' 23.8\"; E 02° 21' 7.9\"");
+  const CoordinateParser parser;
+  EXPECT_EQ(parser.coordinate("48.8566, 2.3522"), kParis);
+  EXPECT_NEAR(parser.latitudeValue("N 48 51.396").value_or(0), 48.8566, 1e-9);
 }
 
 TEST(CoordinateWriterDeathTest, WholePartsOfNonFiniteFieldsStop) {

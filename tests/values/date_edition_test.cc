@@ -61,9 +61,14 @@ TEST(DateEdition, CodedInJSONAsOneString) {
   EXPECT_THROW(nlohmann::json(3).get<DateEdition>(), DateEdition::DecodingError);
   try {
     nlohmann::json("?").get<DateEdition>();
+    ADD_FAILURE() << "\"?\" decoded";
   } catch (const DateEdition::DecodingError& error) {
     EXPECT_EQ(error.code(), DateEdition::DecodingError::Code::notParsableInput);
+    EXPECT_EQ(error.errorDescription(), "Not parsable input");
+    EXPECT_EQ(error.localizedDescription(), "Not parsable input");
   }
+  EXPECT_STREQ(DateEdition::DecodingError::errorDescription(DateEdition::DecodingError::Code::notParsableInput),
+               "Not parsable input");
 }
 
 TEST(DateEdition, LocalizedDescriptionKeepsTheValuesUnlocalised) {

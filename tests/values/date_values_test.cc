@@ -133,6 +133,12 @@ TEST(DateParts, FieldsRoundTripThroughTheCalendar) {
   EXPECT_EQ(PartialDate(2021, 3, 4).date(), local(2021, 3, 4));
   EXPECT_EQ(PartialTime(moment), PartialTime(10, 11, 12));
   EXPECT_EQ(PartialTime(10, 11, 12).date(), local(2000, 1, 1, 10, 11, 12));
+  // Just after midnight in summer, local time and UTC fall on different days wherever the
+  // zone's offset is not zero.
+  const auto summer = local(2021, 7, 1, 0, 30, 0);
+  EXPECT_EQ(DateTime(summer), DateTime(2021, 7, 1, 0, 30, 0));
+  EXPECT_EQ(DateValues(summer), values(2021, 7, 1, 0, 30, 0));
+  EXPECT_EQ(DateTime(2021, 7, 1, 0, 30, 0).date(), summer);
   EXPECT_EQ(PartialTime(1, 2, 3).dateComponents(), (DateComponents{2000, 1, 1, 1, 2, 3}));
   EXPECT_EQ(PartialDate(1, 2, 3).dateComponents(), (DateComponents{1, 2, 3, 0, 0, 0}));
 }
@@ -208,6 +214,16 @@ TEST(DateValues, ShiftAddsLargestFirstAndClampsAtMonthEnds) {
   EXPECT_EQ(values({}, {}, {}, {}, -61, 30).shiftDate(moment), moment - seconds(61 * 60 - 30));
   EXPECT_EQ(DateValues().shiftDate(moment), moment);
   EXPECT_EQ(values(1, {}, {}).shiftDate(std::nullopt), std::nullopt);
+
+  // Days are calendar days of the local zone and hours are hours: across a change to or from
+  // daylight saving time (the tests run in Europe/Paris, which changed on 2021-03-28 and
+  // 2021-10-31) a day lasts 23 or 25 hours.
+  const auto beforeSpring = local(2021, 3, 27, 12);
+  EXPECT_EQ(values({}, {}, 1).shiftDate(beforeSpring), local(2021, 3, 28, 12));
+  EXPECT_EQ(values({}, {}, {}, 24).shiftDate(beforeSpring), beforeSpring + hours(24));
+  EXPECT_EQ(values({}, {}, 1).shiftDate(local(2021, 10, 30, 12)), local(2021, 10, 31, 12));
+  EXPECT_EQ(values({}, 1, {}).shiftDate(local(2021, 3, 15, 12)), local(2021, 4, 15, 12));
+  EXPECT_EQ(values({}, {}, 28).updateDate(beforeSpring), local(2021, 3, 28, 12));
   EXPECT_EQ(values(std::numeric_limits<std::int64_t>::max(), {}, {}).shiftDate(moment), std::nullopt);
   EXPECT_EQ(values(1000, {}, {}).shiftDate(moment), std::nullopt);  // beyond the clock's range
 }

@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <string>
 
 #include "orvelin/values/date_time_value_converter.h"
+#include "values/comma_locale.h"
 
 namespace orvelin {
 namespace {
@@ -16,25 +16,6 @@ namespace {
 using namespace std::string_literals;
 
 Value array(std::initializer_list<Value> elements) { return Value(Value::Array(elements)); }
-
-// Switches LC_NUMERIC to a locale with a decimal comma for the scope, or reports that none is
-// installed.
-class CommaLocale {
- public:
-  CommaLocale() {
-    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8", "de_DE", "fr_FR"}) {
-      if (std::setlocale(LC_NUMERIC, name)) {
-        active_ = true;
-        return;
-      }
-    }
-  }
-  ~CommaLocale() { std::setlocale(LC_NUMERIC, "C"); }
-  bool active() const { return active_; }
-
- private:
-  bool active_ = false;
-};
 
 TEST(BoolValueConverter, ReadsTextsByTheTwoSetsOnly) {
   const BoolValueConverter converter;
@@ -82,12 +63,38 @@ TEST(SDoubleValueConverter, TextsLoseBlanksAndTabsAndTakeTheDecimalComma) {
   EXPECT_EQ(converter.typedValueFromStringValue("0x10"), 16.0);
   EXPECT_EQ(converter.typedValueFromStringValue("-inf"), -std::numeric_limits<double>::infinity());
   EXPECT_TRUE(std::isnan(*converter.typedValueFromStringValue("nan")));
-  for (const char* text : {"", "abc", "1,2,3", "1,234.5", "12abc", "\n1", "1\n", "1e999", "1e-999", "--1"})
+  for (const char* text : {"", "abc", "1,2,3", "1,234.5", "12abc", "\n1", "1\n", "--1", "1e", "e5"})
     EXPECT_EQ(converter.typedValueFromStringValue(text), std::nullopt) << '"' << text << '"';
   EXPECT_EQ(converter.typedValueFromStringValue(std::string("1\0", 2)), std::nullopt);
   EXPECT_DOUBLE_EQ(converter.typedValueFromStringValue(std::string(100, '1') + ".5").value_or(0), 1.1111111111111111e99);
   EXPECT_EQ(converter.formattedValueFromStringValue("-0,25"), "-0.25000000");
   EXPECT_EQ(converter.objectValueFromStringValue("2,5"), Value(2.5));
+}
+
+// Out of range is no failure: the parse rounds to an infinity or to zero, and each converter
+// goes on from there.
+TEST(SDoubleValueConverter, MagnitudesOutOfRangeRoundLikeTheCLibrary) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  const SDoubleValueConverter converter;
+  EXPECT_EQ(converter.typedValueFromStringValue("1e999"), infinity);
+  EXPECT_EQ(converter.typedValueFromStringValue("-1e999"), -infinity);
+  EXPECT_EQ(converter.typedValueFromStringValue("1e-999"), 0.0);
+  EXPECT_GT(converter.typedValueFromStringValue("4e-320").value_or(0), 0.0);  // a denormal
+  EXPECT_EQ(converter.stringValueFromStringValue("1e999"), "inf");
+  EXPECT_EQ(converter.typedValueFromRawValue(Value("-1e999")), -infinity);
+
+  const UDoubleValueConverter unsignedConverter;
+  EXPECT_EQ(unsignedConverter.typedValueFromStringValue("1e999"), infinity);
+  EXPECT_EQ(unsignedConverter.typedValueFromStringValue("-1e999"), std::nullopt);
+  EXPECT_EQ(unsignedConverter.typedValueFromStringValue("-1e-999"), 0.0);  // negative zero passes
+  EXPECT_EQ(unsignedConverter.formattedValueFromStringValue("1e999"), "inf");
+
+  // An integer reads the shortest text of the double: "inf" has no digits, so 0.
+  EXPECT_EQ(SIntValueConverter().typedValueFromStringValue("1e999"), 0);
+  EXPECT_EQ(SIntValueConverter().typedValueFromStringValue("-1e999"), 0);
+  EXPECT_EQ(SIntValueConverter().typedValueFromStringValue("1e-999"), 0);
+  EXPECT_EQ(UIntValueConverter().typedValueFromStringValue("-1e999"), 0);
+  EXPECT_EQ(UIntValueConverter().stringValueFromStringValue("1e999"), "0");
 }
 
 TEST(SDoubleValueConverter, RawValuesAndTheirForms) {
@@ -106,12 +113,17 @@ TEST(SDoubleValueConverter, RawValuesAndTheirForms) {
   EXPECT_EQ(converter.rawValueFromStringValue("x"), std::nullopt);
 }
 
-TEST(SDoubleValueConverter, PrintsAPointWhateverTheLocale) {
-  CommaLocale locale;
-  if (!locale.active()) GTEST_SKIP() << "no locale with a decimal comma is installed";
+TEST(SDoubleValueConverter, ReadsAndPrintsAPointWhateverTheLocale) {
+  const testing::CommaLocale locale;
+  if (!locale.active()) GTEST_SKIP() << "no locale with a decimal comma, and localedef cannot make one";
   const SDoubleValueConverter converter;
   EXPECT_EQ(converter.stringValueFromRawValue(Value(1.5)), "1.50000000");
   EXPECT_EQ(converter.typedValueFromStringValue("1.5"), 1.5);
+  EXPECT_EQ(converter.typedValueFromStringValue("1 234,5"), 1234.5);
+  EXPECT_EQ(converter.typedValueFromStringValue("0x1.8p1"), 3.0);
+  EXPECT_EQ(UDoubleValueConverter().formattedValueFromStringValue("2,25"), "2.25000000");
+  EXPECT_EQ(SIntValueConverter().typedValueFromStringValue("1.5e3"), 1500);
+  EXPECT_EQ(StringValueConverter().stringValueFromRawValue(Value(5.6)), "5.6");
 }
 
 TEST(UDoubleValueConverter, RefusesNegativesAndNotANumber) {
@@ -193,7 +205,10 @@ TEST(StringValueConverter, KeepsTextsAndDescribesNumbers) {
   EXPECT_EQ(converter.stringValueFromRawValue(Value(3.0)), "3");
   EXPECT_EQ(converter.stringValueFromRawValue(Value(0.1 + 0.2)), "0.3");
   EXPECT_EQ(converter.stringValueFromRawValue(Value(1e20)), "1e+20");
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(false)), "false");
+  // A boolean is a boxed number, and describes itself as one.
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(false)), "0");
+  EXPECT_EQ(converter.stringValueFromRawValue(Value(true)), "1");
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value(true)), Value("1"));
   EXPECT_EQ(converter.stringValueFromRawValue(array({Value("a"), Value("b")})), "a, b");
   EXPECT_EQ(converter.stringValueFromRawValue(array({})), "");
   EXPECT_EQ(converter.stringValueFromRawValue(array({Value("a"), Value(1)})), std::nullopt);

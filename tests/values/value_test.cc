@@ -74,7 +74,8 @@ TEST(Value, DescribesItselfAsABoxedObject) {
   EXPECT_EQ(Value(1.0 / 3.0).description(), "0.3333333333333333");
   EXPECT_EQ(Value(1e20).description(), "1e+20");
   EXPECT_EQ(Value(-12).description(), "-12");
-  EXPECT_EQ(Value(true).description(), "true");
+  EXPECT_EQ(Value(true).description(), "1");  // a boolean is a boxed number
+  EXPECT_EQ(Value(false).description(), "0");
   EXPECT_EQ(Value(Value::Array{Value("a"), Value(2)}).description(), "[a, 2]");
   EXPECT_EQ(Value().description(), "null");
   std::ostringstream out;
@@ -87,6 +88,8 @@ TEST(Value, ConstructionPicksTheNaturalKind) {
   EXPECT_EQ(Value(static_cast<unsigned char>(2)).kind(), Value::Kind::unsignedInteger);
   EXPECT_EQ(Value(2.5f).kind(), Value::Kind::real);
   EXPECT_EQ(Value(std::string_view("v")).kind(), Value::Kind::string);
+  EXPECT_EQ(Value("v").kind(), Value::Kind::string);
+  EXPECT_TRUE(Value(static_cast<const char*>(nullptr)).isNull());  // no text at all
   EXPECT_EQ(Value(Country3166a3::peru).kind(), Value::Kind::country);
   EXPECT_TRUE(Value(1).isNumber());
   EXPECT_TRUE(Value(false).isNumber());

@@ -24,11 +24,11 @@ namespace orvelin {
 // negative. Nothing checks the range: a latitude of 120 passes. A text that fits no form
 // gives absent.
 //
-// The patterns use ICU's dialect and are compiled on every call: parsing is for user input,
-// not for bulk data. The patterns backtrack heavily on long runs of digits that their many
-// optional groups could share; each form first checks, within a fixed amount of matching
-// work, that the text can match at all, and a text that needs more is refused, so that no
-// input takes more than a few milliseconds per form.
+// The patterns use ICU's dialect; each form compiles its pattern and matches it once, on every
+// call: parsing is for user input, not for bulk data. The patterns backtrack heavily on long
+// runs of digits that their many optional groups could share, so each match may spend only a
+// fixed amount of work, and a text that needs more is refused: no input takes more than a
+// few milliseconds per form.
 //
 // A field-less value type; safe for concurrent use.
 class CoordinateParser {
@@ -81,7 +81,8 @@ class CoordinateParser {
   //   DDMMmmm      [letter, degrees, minutes]: minutes * 60 / 3600 + degrees
   //   PreDDMMSSs   [letter, degrees, minutes, seconds]: (seconds / 60 + minutes) * 60 / 3600 + degrees
   //   PostDDMMSSs  [degrees, minutes, seconds, letter]: as PreDDMMSSs
-  // In the last three each number is read as it stands and must be zero or more.
+  // In the last three each number is read as it stands and must be zero or more. Numbers are
+  // read as C-locale doubles: one of more than 308 digits is an infinity.
   std::optional<double> latitudeFromDDdddddMatches(const std::vector<std::string>& matches) const;
   std::optional<double> longitudeFromDDdddddMatches(const std::vector<std::string>& matches) const;
   std::optional<double> latitudeFromDDMMmmmMatches(const std::vector<std::string>& matches) const;

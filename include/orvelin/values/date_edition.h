@@ -3,15 +3,18 @@
 #include <cstdint>
 #include <iosfwd>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "orvelin/support/coded_error.h"
 #include "orvelin/values/date_values.h"
 
 namespace orvelin {
+
+// The codes of DateEdition::DecodingError.
+enum class DateEditionDecodingErrorCode { notParsableInput };
 
 // One operation on a date: select a fixed date, update some fields, shift by some amounts,
 // restore the original, or remove the date. How an edition reaches the date tags of a file is
@@ -23,18 +26,13 @@ class DateEdition {
  public:
   enum class Case : std::uint8_t { select, update, shift, restore, remove };
 
-  // The decoding failure: the JSON value is no string, or its text is no edition.
-  class DecodingError : public std::runtime_error {
+  // The decoding failure: the JSON value is no string, or its text is no edition. Its one
+  // code's text is "Not parsable input".
+  class DecodingError : public CodedError<DecodingError, DateEditionDecodingErrorCode> {
    public:
-    enum class Code { notParsableInput };
-    explicit DecodingError(Code code = Code::notParsableInput);
-    Code code() const { return code_; }
-    // "Not parsable input": a fixed English text.
-    static const char* errorDescription(Code code);
-    std::string localizedDescription() const { return what(); }
-
-   private:
-    Code code_;
+    using CodedError::CodedError;
+    DecodingError() : CodedError(Code::notParsableInput) {}
+    static const char* text(Code code);
   };
 
   static DateEdition select(DateValues values) { return DateEdition(Case::select, std::move(values)); }

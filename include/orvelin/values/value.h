@@ -63,7 +63,8 @@ class Value {
   Value(float value) noexcept : storage_(static_cast<double>(value)) {}  // NOLINT
   Value(std::string value) noexcept : storage_(std::move(value)) {}    // NOLINT
   Value(std::string_view value) : storage_(std::string(value)) {}      // NOLINT
-  Value(const char* value) : storage_(std::string(value)) {}           // NOLINT
+  // A null pointer is no text: it gives the null value.
+  Value(const char* value) : storage_(value ? Storage(std::string(value)) : Storage(nullptr)) {}  // NOLINT
   Value(Date value) noexcept : storage_(value) {}                      // NOLINT
   Value(PartialDate value) noexcept : storage_(value) {}               // NOLINT
   Value(PartialTime value) noexcept : storage_(value) {}               // NOLINT
@@ -93,11 +94,11 @@ class Value {
   // For std::visit.
   const Storage& storage() const { return storage_; }
 
-  // The text a boxed object prints of itself: booleans "true" or "false", integers in
-  // decimal, doubles as "%0.16g" in the C locale ("5.6", "3", "1e+20"), texts as they are,
-  // dates as UTC in ISO 8601 with milliseconds ("2021-03-04T10:11:12.000Z"), partial dates
-  // "yyyy:MM:dd", partial times "HH:mm:ss", countries their code, arrays their elements'
-  // descriptions in "[" "]" joined by ", ", null "null".
+  // The text a boxed object prints of itself: booleans, which are boxed numbers, "1" or "0";
+  // integers in decimal; doubles as "%0.16g" in the C locale ("5.6", "3", "1e+20"); texts as
+  // they are; dates as UTC in ISO 8601 with milliseconds ("2021-03-04T10:11:12.000Z"); partial
+  // dates "yyyy:MM:dd"; partial times "HH:mm:ss"; countries their code; arrays their
+  // elements' descriptions in "[" "]" joined by ", "; null "null".
   std::string description() const;
 
   // JSON: null, booleans, integers, doubles (not finite: null), texts and arrays map to

@@ -99,8 +99,8 @@ class NoneValueConverter : public TypedValueConverter<std::string> {
 };
 
 // Texts, kept as they are (no trimming). From a raw value: a text unchanged; a number its
-// description ("5.6", "400"; a boolean "true" or "false"); an array made only of texts,
-// joined by ", "; anything else absent.
+// description as a boxed number ("5.6", "400"; a boolean, which is a boxed number, "1" or
+// "0"); an array made only of texts, joined by ", "; anything else absent.
 class StringValueConverter : public TypedValueConverter<std::string> {
  public:
   std::optional<std::string> typedValueFromRawValue(const Value& raw) const override;
@@ -139,9 +139,10 @@ class BoolValueConverter : public TypedValueConverter<bool> {
 
 // Signed doubles: the root of all number reading. A text loses its tabs and blanks, its ","
 // become ".", and the rest must be one C-locale double as a whole ("1 234,5" is 1234.5,
-// "1,234.5" and "1,2,3" are absent; "inf" and "nan" are numbers). Raw values: doubles,
-// integers and booleans as numbers, texts as above. Written as "%.8f" ("1.50000000"),
-// whatever the process locale.
+// "1,234.5" and "1,2,3" are absent; "inf" and "nan" are numbers). A magnitude out of range
+// rounds as the C library rounds it: "1e999" is an infinity, "1e-999" zero. Raw values:
+// doubles, integers and booleans as numbers, texts as above. Written as "%.8f"
+// ("1.50000000", "inf"), whatever the process locale.
 class SDoubleValueConverter : public TypedValueConverter<double> {
  public:
   std::optional<double> typedValueFromRawValue(const Value& raw) const override;
@@ -153,8 +154,8 @@ class SDoubleValueConverter : public TypedValueConverter<double> {
   std::optional<Value> jsonValueFromRawValue(const Value& raw) const override;
 };
 
-// SDoubleValueConverter with negative numbers and not-a-number made absent (0.0 and -0.0
-// pass).
+// SDoubleValueConverter with negative numbers and not-a-number made absent (0.0, -0.0 and
+// the positive infinity pass).
 class UDoubleValueConverter : public TypedValueConverter<double> {
  public:
   std::optional<double> typedValueFromRawValue(const Value& raw) const override;
@@ -168,10 +169,10 @@ class UDoubleValueConverter : public TypedValueConverter<double> {
 
 // Signed 64-bit integers. A text is read as a double (see SDoubleValueConverter); one with a
 // fractional part is absent ("3.5"), else the double's shortest round-trip text gives its
-// leading integer digits: "3,0" is 3, "1e3" 1000, and "1e20", whose text is "1e+20", is 1.
-// A raw double takes the same text without the fraction test, so the raw 3.7 is 3 while the
-// text "3.7" is absent. An unsigned raw integer above the signed range is absent. Written in
-// plain decimal digits.
+// leading integer digits: "3,0" is 3, "1e3" 1000, "1e20", whose text is "1e+20", is 1, and
+// "1e999", an infinity whose text is "inf", is 0. A raw double takes the same text without the
+// fraction test, so the raw 3.7 is 3 while the text "3.7" is absent. An unsigned raw integer
+// above the signed range is absent. Written in plain decimal digits.
 class SIntValueConverter : public TypedValueConverter<std::int64_t> {
  public:
   std::optional<std::int64_t> typedValueFromRawValue(const Value& raw) const override;
