@@ -45,8 +45,8 @@ void summary() {
   for (int i = 0; i < 3; ++i) reference += bench::secondsOf(parseOnly);
   reference /= 3;
   std::size_t tags = 0;
-  for (const auto& [stream, items] : resources.catalogue()->tags) tags += items.size();
-  std::printf("\ncatalogue: %zu streams, %zu tags\n", resources.catalogue()->streams.size(), tags);
+  for (const auto& [stream, items] : resources.catalogue()->cachedTags) tags += items.size();
+  std::printf("\ncatalogue: %zu streams, %zu tags\n", resources.catalogue()->cachedStreams.size(), tags);
   std::printf("reload: %.1f ms; JSON parse alone: %.1f ms; ratio %.2f\n", reload * 1e3, reference * 1e3,
               reload / reference);
   std::printf("resident memory held by the catalogue: %.1f MB (%.0f bytes per tag)\n", (after - before) / 1024.0,

@@ -15,8 +15,8 @@ const std::string TagsResources::willReloadCacheNotification = "TagsResourcesWil
 const std::string TagsResources::didReloadCacheNotification = "TagsResourcesDidReloadCacheNotification";
 
 std::shared_ptr<const TagItem> TagsCatalogue::tag(const TagKey& key, const TagStream& stream) const {
-  const auto inStream = tags.find(stream);
-  if (inStream == tags.end()) return nullptr;
+  const auto inStream = cachedTags.find(stream);
+  if (inStream == cachedTags.end()) return nullptr;
   const auto found = inStream->second.find(key);
   return found == inStream->second.end() ? nullptr : found->second;
 }
@@ -36,12 +36,12 @@ TagsResources::TagsResources() : current_(std::make_shared<const TagsCatalogue>(
 
 std::shared_ptr<const TagsCatalogue> TagsResources::catalogue() const { return std::atomic_load(&current_); }
 
-std::vector<TagStream> TagsResources::streams() const { return catalogue()->streams; }
+std::vector<TagStream> TagsResources::streams() const { return catalogue()->cachedStreams; }
 
 std::vector<TagKey> TagsResources::keys(const TagStream& stream) const {
   const auto state = catalogue();
-  const auto found = state->keys.find(stream);
-  return found == state->keys.end() ? std::vector<TagKey>{} : found->second;
+  const auto found = state->cachedKeys.find(stream);
+  return found == state->cachedKeys.end() ? std::vector<TagKey>{} : found->second;
 }
 
 std::shared_ptr<const TagItem> TagsResources::tag(const TagKey& key, const TagStream& stream) const {
@@ -66,15 +66,15 @@ void TagsResources::reload(const std::filesystem::path& directoryURL) {
   auto state = std::make_shared<TagsCatalogue>();
   {
     std::lock_guard lock(reader->processQueue_);
-    state->streams = reader->streams_;
-    state->tags = std::move(reader->tagItems_);
+    state->cachedStreams = reader->streams_;
+    state->cachedTags = std::move(reader->tagItems_);
   }
-  for (const auto& [stream, items] : state->tags) {
+  for (const auto& [stream, items] : state->cachedTags) {
     std::vector<std::shared_ptr<const TagItem>> sorted;
     sorted.reserve(items.size());
     for (const auto& [key, item] : items) sorted.push_back(item);
-    std::stable_sort(sorted.begin(), sorted.end(), TagItemIndexLess{});
-    auto& keys = state->keys[stream];
+    std::stable_sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) { return *a < *b; });
+    auto& keys = state->cachedKeys[stream];
     keys.reserve(sorted.size());
     for (const auto& item : sorted) keys.push_back(item->name.key());
   }

@@ -1,10 +1,8 @@
 #include "orvelin/catalogue/tags_resources_reader.h"
 
-#include <cstdio>
-
 #include <nlohmann/json.hpp>
 
-#include "orvelin/support/debug_log.h"
+#include "catalogue/catalogue_failure.h"
 #include "orvelin/support/files.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/support/main_queue.h"
@@ -16,9 +14,7 @@ namespace fs = std::filesystem;
 namespace {
 
 void reportParsingFailure(const fs::path& url, std::string_view error) {
-  const std::string text = "Tags parsing did failed at " + url.string() + ". " + std::string(error);
-  std::printf("%s\n", text.c_str());
-  ORVDebugLog(text);
+  reportCatalogueFailure("Tags parsing did failed at " + url.string() + ". " + std::string(error));
 }
 
 // Reads and decodes a JSON file; reports and gives null on failure.
@@ -53,20 +49,11 @@ TagsResourcesReader::~TagsResourcesReader() {
 }
 
 void TagsResourcesReader::readResources() {
-  {
-    std::lock_guard lock(processQueue_);
-    if (isReading_) return;
-    isReading_ = true;  // claimed before the stream list is read, so a second call is ignored
-  }
+  if (!run_.begin()) return;  // claimed before the stream list is read, so a second call is ignored
   determineStreams();
-  std::vector<TagStream> streams;
-  {
-    std::lock_guard lock(processQueue_);
-    completedUnit_ = 0;
-    totalUnit_ = static_cast<std::int64_t>(streams_.size());
-    streams = streams_;
-  }
-  notify(&TagsResourcesReaderDelegate::readerWillStart);
+  const auto streams = this->streams();
+  run_.setTotal(static_cast<std::int64_t>(streams.size()));
+  notifyCatalogueDelegate(*this, &TagsResourcesReaderDelegate::readerWillStart);
   if (streams.empty()) {
     prepareProcessDidFinish();
     return;
@@ -75,8 +62,8 @@ void TagsResourcesReader::readResources() {
   for (const auto& stream : streams) {
     operationQueue_.addOperation([this, stream] {
       parseTags(stream);
-      incrementCompletedUnit();
-      prepareProcessDidFinish();
+      completeCatalogueUnit(*this, run_, stream.rawValue(), &TagsResourcesReaderDelegate::readerDidProgress,
+                            &TagsResourcesReaderDelegate::readerDidFinish);
     });
   }
 }
@@ -121,35 +108,8 @@ void TagsResourcesReader::parseTags(const TagStream& stream) {
   tagItems_[stream] = std::move(items);
 }
 
-void TagsResourcesReader::incrementCompletedUnit() {
-  {
-    std::lock_guard lock(processQueue_);
-    ++completedUnit_;
-  }
-  notify(&TagsResourcesReaderDelegate::readerDidProgress);
-}
-
 void TagsResourcesReader::prepareProcessDidFinish() {
-  {
-    std::lock_guard lock(processQueue_);
-    // Only the first operation to see the end finishes the run.
-    if (!isReading_ || progressLocked() < 1.0) return;
-    isReading_ = false;
-    completedUnit_ = 0;
-    totalUnit_ = 0;
-  }
-  notify(&TagsResourcesReaderDelegate::readerDidFinish);
-}
-
-void TagsResourcesReader::notify(void (TagsResourcesReaderDelegate::*callback)(TagsResourcesReader&)) {
-  auto target = delegate.lock();
-  if (!target) return;
-  delegationQueue->async([self = shared_from_this(), target, callback] { ((*target).*callback)(*self); });
-}
-
-double TagsResourcesReader::progressLocked() const {
-  if (totalUnit_ == 0) return 1.0;
-  return static_cast<double>(completedUnit_) / static_cast<double>(totalUnit_);
+  if (run_.finishIfComplete()) notifyCatalogueDelegate(*this, &TagsResourcesReaderDelegate::readerDidFinish);
 }
 
 std::vector<TagStream> TagsResourcesReader::streams() const {
@@ -162,24 +122,12 @@ TagItemsByStream TagsResourcesReader::tagItems() const {
   return tagItems_;
 }
 
-bool TagsResourcesReader::isReading() const {
-  std::lock_guard lock(processQueue_);
-  return isReading_;
-}
+bool TagsResourcesReader::isReading() const { return run_.isRunning(); }
 
-std::int64_t TagsResourcesReader::completedUnit() const {
-  std::lock_guard lock(processQueue_);
-  return completedUnit_;
-}
+std::int64_t TagsResourcesReader::completedUnit() const { return run_.completedUnit(); }
 
-std::int64_t TagsResourcesReader::totalUnit() const {
-  std::lock_guard lock(processQueue_);
-  return totalUnit_;
-}
+std::int64_t TagsResourcesReader::totalUnit() const { return run_.totalUnit(); }
 
-double TagsResourcesReader::progress() const {
-  std::lock_guard lock(processQueue_);
-  return progressLocked();
-}
+double TagsResourcesReader::progress() const { return run_.progress(); }
 
 }  // namespace orvelin

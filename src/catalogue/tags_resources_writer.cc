@@ -1,12 +1,14 @@
 #include "orvelin/catalogue/tags_resources_writer.h"
 
-#include <cstdio>
+#include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
 #include <nlohmann/json.hpp>
 #include <pugixml.hpp>
 
+#include "catalogue/catalogue_failure.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/files.h"
@@ -21,19 +23,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Prints a failure, and writes it to the debug log when that is on.
-void report(const std::string& text) {
-  std::printf("%s\n", text.c_str());
-  std::fflush(stdout);
-  ORVDebugLog(text);
-}
-
 // Reads one override resource into `target`; prints and leaves it empty on failure.
 template <typename Map>
 void loadOverrides(const char* resource, const char* missingText, Map& target) {
   const auto url = ORVResourceURL(resource);
   if (!url) {
-    std::printf("%s\n", missingText);
+    ORVPrint(missingText);
     return;
   }
   try {
@@ -41,21 +36,34 @@ void loadOverrides(const char* resource, const char* missingText, Map& target) {
     if (!data) throw std::runtime_error("The file cannot be read.");
     target = nlohmann::json::parse(*data).get<Map>();
   } catch (const std::exception& error) {
-    std::printf("Data restoring at %s did failed\n%s\n", url->c_str(), error.what());
+    ORVPrint("Data restoring at " + url->string() + " did failed\n" + error.what());
     target.clear();
   }
 }
 
-// Writes `json` pretty-printed to `url`, replacing the old file and making "Tags" first.
-void writeJSONFile(const fs::path& url, const nlohmann::json& json) {
+// Replaces the file at `url` by `text`: the old file is removed, the folder made with its
+// parents, the new file written whole. False on failure, leaving no partial file behind. A
+// plain write: the catalogue is build output, generated again rather than recovered.
+bool replaceFile(const fs::path& url, std::string_view text) {
   std::error_code ignored;
   fs::remove(url, ignored);
   fs::create_directories(url.parent_path(), ignored);
+  std::ofstream out(url, std::ios::binary | std::ios::trunc);
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
+  out.close();
+  if (out) return true;
+  fs::remove(url, ignored);
+  return false;
+}
+
+// Writes `json` pretty-printed to `url`, replacing the old file.
+template <typename Json>
+void writeJSONFile(const fs::path& url, const Json& json) {
   try {
-    const auto text = json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-    if (!writeFileAtomically(url, text)) throw fs::filesystem_error("cannot write", url, std::make_error_code(std::errc::io_error));
+    const auto text = json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    if (!replaceFile(url, text)) throw fs::filesystem_error("cannot write", url, std::make_error_code(std::errc::io_error));
   } catch (const std::exception& error) {
-    report(std::string("Tags exportation did failed ") + error.what());
+    reportCatalogueFailure(std::string("Tags exportation did failed ") + error.what());
   }
 }
 
@@ -68,30 +76,14 @@ std::optional<std::int64_t> parseInteger(const char* text) {
   return value;
 }
 
-// The strings file text: a double quote in the text is escaped, nothing else.
-std::string escapedForStrings(const std::string& text) {
-  std::string escaped;
-  escaped.reserve(text.size());
+// A key or a text between the double quotes of a strings file: every double quote and every
+// backslash gets a backslash before it, so that the strings parser reads back exactly `text`.
+// Everything else, line feeds included, is written as it is.
+void appendEscapedForStrings(std::string& out, std::string_view text) {
   for (char c : text) {
-    if (c == '"') escaped.push_back('\\');
-    escaped.push_back(c);
+    if (c == '"' || c == '\\') out.push_back('\\');
+    out.push_back(c);
   }
-  return escaped;
-}
-
-// exiftool's storage formats that the vocabulary has no case for, and the case whose values
-// behave the same; a tag of such a format would otherwise be dropped when the catalogue loads.
-const std::unordered_map<std::string_view, std::string_view>& typeAliases() {
-  static const std::unordered_map<std::string_view, std::string_view> aliases = {
-      {"int8s", "integer"},     {"int16s", "integer"},      {"int64s", "integer"},    {"signed", "integer"},
-      {"int64u", "int32u"},     {"unsigned", "int32u"},     {"int16uRev", "int16u"},  {"int32uRev", "int32u"},
-      {"float", "real"},        {"double", "rational64s"},  {"extended", "rational64s"},
-      {"fixed16s", "rational"}, {"fixed32s", "rational"},   {"rational32s", "rational"},
-      {"fixed32u", "rational64u"}, {"rational32u", "rational64u"},
-      {"utf8", "string"},       {"Unicode", "string"},      {"var_string", "string"}, {"pstring", "string"},
-      {"var_pstr32", "string"},
-  };
-  return aliases;
 }
 
 const char* const kStringsHeader =
@@ -147,73 +139,40 @@ TagsResourcesWriter::~TagsResourcesWriter() {
 }
 
 void TagsResourcesWriter::writeResources() {
-  {
-    std::lock_guard lock(processQueue_);
-    if (isWriting_) return;
-    isWriting_ = true;
-    completedUnit_ = 0;
-    totalUnit_ = static_cast<std::int64_t>(streams.size()) + 1;
-  }
-  notify(&TagsResourcesWriterDelegate::writerWillStart);
+  if (!run_.begin()) return;
+  run_.setTotal(static_cast<std::int64_t>(streams.size()) + 1);
+  notifyCatalogueDelegate(*this, &TagsResourcesWriterDelegate::writerWillStart);
   // Each operation ends before the writer is destroyed (the destructor waits for them).
   operationQueue_.addOperation([this] {
     exportStreams();
-    countUnit();
+    unitDone({});
   });
   for (const auto& stream : streams) {
     operationQueue_.addOperation([this, stream] {
       generateTags(stream);
-      countUnit();
+      unitDone(stream.rawValue());
     });
   }
 }
 
 void TagsResourcesWriter::waitResourcesGeneration() { operationQueue_.waitUntilAllOperationsAreFinished(); }
 
-void TagsResourcesWriter::countUnit() {
-  bool finished = false;
-  {
-    std::lock_guard lock(processQueue_);
-    ++completedUnit_;
-  }
-  notify(&TagsResourcesWriterDelegate::writerDidProgress);
-  {
-    std::lock_guard lock(processQueue_);
-    if (isWriting_ && (totalUnit_ == 0 || completedUnit_ >= totalUnit_)) {
-      isWriting_ = false;
-      completedUnit_ = 0;
-      totalUnit_ = 0;
-      finished = true;
-    }
-  }
-  if (finished) notify(&TagsResourcesWriterDelegate::writerDidFinish);
+void TagsResourcesWriter::unitDone(std::string_view stream) {
+  completeCatalogueUnit(*this, run_, stream, &TagsResourcesWriterDelegate::writerDidProgress,
+                        &TagsResourcesWriterDelegate::writerDidFinish);
 }
 
-void TagsResourcesWriter::notify(void (TagsResourcesWriterDelegate::*callback)(TagsResourcesWriter&)) {
-  auto target = delegate.lock();
-  if (!target) return;
-  delegationQueue->async([self = shared_from_this(), target, callback] { ((*target).*callback)(*self); });
-}
+bool TagsResourcesWriter::isWriting() const { return run_.isRunning(); }
 
-bool TagsResourcesWriter::isWriting() const {
-  std::lock_guard lock(processQueue_);
-  return isWriting_;
-}
+std::int64_t TagsResourcesWriter::completedUnit() const { return run_.completedUnit(); }
 
-std::int64_t TagsResourcesWriter::completedUnit() const {
-  std::lock_guard lock(processQueue_);
-  return completedUnit_;
-}
+std::int64_t TagsResourcesWriter::totalUnit() const { return run_.totalUnit(); }
 
-std::int64_t TagsResourcesWriter::totalUnit() const {
-  std::lock_guard lock(processQueue_);
-  return totalUnit_;
-}
+double TagsResourcesWriter::progress() const { return run_.progress(); }
 
-double TagsResourcesWriter::progress() const {
-  std::lock_guard lock(processQueue_);
-  if (totalUnit_ == 0) return 1.0;
-  return static_cast<double>(completedUnit_) / static_cast<double>(totalUnit_);
+std::vector<TagStream> TagsResourcesWriter::completedStreams() const {
+  const auto names = run_.completedNames();
+  return std::vector<TagStream>(names.begin(), names.end());
 }
 
 void TagsResourcesWriter::exportStreams() const {
@@ -225,12 +184,12 @@ void TagsResourcesWriter::generateTags(const TagStream& stream) const {
   cli.run({"-X", "-f", "-listx", "-" + stream.rawValue() + ":all"});
   const auto& output = cli.stdOutData();
   if (!output || output->empty()) {
-    report("Empty output data for " + stream.rawValue());
+    reportCatalogueFailure("Empty output data for " + stream.rawValue());
     return;
   }
   const auto result = parse(*output, stream);
   if (!result) {
-    report("Tags " + stream.rawValue() + " cannot be parsed");
+    reportCatalogueFailure("Tags " + stream.rawValue() + " cannot be parsed");
     return;
   }
   exportStrings(*result, stream);
@@ -245,21 +204,20 @@ void TagsResourcesWriter::fixTagItemData(TagItemData& record) const {
     if (auto type = types->second.find(key); type != types->second.end()) record.type = type->second;
   }
   if (record.type == "?" && stream == "ICC_Profile") record.type = "string";
-  if (record.type) {
-    if (auto alias = typeAliases().find(*record.type); alias != typeAliases().end()) record.type = std::string(alias->second);
-  }
   if (auto access = overriddenAccess.find(stream); access != overriddenAccess.end()) {
     if (auto entry = access->second.find(key); entry != access->second.end()) record.isWritable = entry->second == "write";
   }
   if (auto counts = overriddenCounts.find(stream); counts != overriddenCounts.end()) {
     if (auto count = counts->second.find(key); count != counts->second.end()) record.count = count->second;
   }
-  if (!record.type) std::printf("Unknow type %s:%s\n", stream.c_str(), key.c_str());
+  if (!record.type) ORVPrint("Unknow type " + stream + ":" + key);
 }
 
 std::optional<TagsParseResult> TagsResourcesWriter::parse(std::string_view xml, const TagStream& stream) const {
+  // Everything is kept, whitespace-only texts included: a text made of blanks is a text.
   pugi::xml_document document;
-  if (!document.load_buffer(xml.data(), xml.size(), pugi::parse_default, pugi::encoding_utf8)) return std::nullopt;
+  if (!document.load_buffer(xml.data(), xml.size(), pugi::parse_full | pugi::parse_ws_pcdata, pugi::encoding_utf8))
+    return std::nullopt;
   TagsParseResult result;
   for (Language language : Language::allBasic()) result.strings[language];
 
@@ -316,7 +274,7 @@ std::optional<TagsParseResult> TagsResourcesWriter::parse(std::string_view xml, 
 }
 
 void TagsResourcesWriter::exportTags(const std::vector<TagItemData>& records, const TagStream& stream) const {
-  writeJSONFile(directoryURL / "Tags" / (stream.rawValue() + ".tags"), nlohmann::json(records));
+  writeJSONFile(directoryURL / "Tags" / (stream.rawValue() + ".tags"), nlohmann::ordered_json(records));
 }
 
 void TagsResourcesWriter::exportStrings(const TagsParseResult& result, const TagStream& stream) const {
@@ -327,9 +285,6 @@ void TagsResourcesWriter::exportStrings(const TagsParseResult& result, const Tag
     const auto* names = Language::equivalentNames(language.equivalentLanguage());
     if (!names) continue;
     const auto url = directoryURL / "Localized tags" / ((*names)[0] + ".lproj") / (stream.rawValue() + ".strings");
-    std::error_code ignored;
-    fs::remove(url, ignored);
-    fs::create_directories(url.parent_path(), ignored);
     const auto table = result.strings.find(language);
     std::string text = kStringsHeader;
     for (const auto& [key, english] : base) {
@@ -337,9 +292,13 @@ void TagsResourcesWriter::exportStrings(const TagsParseResult& result, const Tag
       if (table != result.strings.end()) {
         if (auto found = table->second.find(key); found != table->second.end()) localized = &found->second;
       }
-      text.append("\"").append(key).append("\" = \"").append(escapedForStrings(*localized)).append("\";\n");
+      text.push_back('"');
+      appendEscapedForStrings(text, key);
+      text.append("\" = \"");
+      appendEscapedForStrings(text, *localized);
+      text.append("\";\n");
     }
-    if (!writeFileAtomically(url, text)) report("fileHandle at " + url.string() + " cannot be created");
+    if (!replaceFile(url, text)) reportCatalogueFailure("fileHandle at " + url.string() + " cannot be created");
   }
 }
 

@@ -1,6 +1,5 @@
 #include "orvelin/tags/tag_access.h"
 
-#include <cstdio>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
@@ -16,29 +15,10 @@ namespace {
 
 constexpr std::string_view kRawValues[] = {"N", "R", "RW", "RWC"};
 
-// Reports a problem with the access resource on standard output and in the debug file.
+// Reports a problem with the access resource on the library's console and in the debug file.
 void reportResourceFailure(std::string_view text) {
-  std::printf("%.*s\n", static_cast<int>(text.size()), text.data());
+  ORVPrint(text);
   ORVAppendDebugFile(text);
-}
-
-TagAccess::AccessTable readTagsAccess() {
-  const auto url = ORVResourceURL("TagsAccessByFileTypes.json");
-  if (!url) {
-    reportResourceFailure("URL of TagsAccessByFileTypes is nil");
-    return {};
-  }
-  const auto data = readFileContents(*url);
-  if (!data) {
-    reportResourceFailure("Data of TagsAccessByFileTypes is nil");
-    return {};
-  }
-  try {
-    return TagAccess::decodeAccessTable(nlohmann::json::parse(*data));
-  } catch (const std::exception&) {
-    reportResourceFailure("Data of TagsAccessByFileTypes cannot be decoded");
-    return {};
-  }
 }
 
 }  // namespace
@@ -52,11 +32,13 @@ std::optional<TagAccess> TagAccess::fromRawValue(std::string_view rawValue) {
 std::string_view TagAccess::rawValue() const { return kRawValues[static_cast<std::size_t>(value_)]; }
 
 TagAccess::AccessTable TagAccess::decodeAccessTable(const nlohmann::json& json) {
+  if (!json.is_object()) throw std::invalid_argument("not an object of file types: " + json.dump());
   AccessTable table;
   for (const auto& [fileType, streams] : json.items()) {
+    if (!streams.is_object()) throw std::invalid_argument("not an object of streams for " + fileType);
     auto& inner = table[fileType];
     for (const auto& [stream, access] : streams.items()) {
-      const auto parsed = fromRawValue(access.get<std::string>());
+      const auto parsed = access.is_string() ? fromRawValue(access.get<std::string>()) : std::nullopt;
       if (!parsed) throw std::invalid_argument("not an access: " + access.dump());
       inner.emplace(stream, *parsed);
     }
@@ -64,8 +46,26 @@ TagAccess::AccessTable TagAccess::decodeAccessTable(const nlohmann::json& json) 
   return table;
 }
 
+TagAccess::AccessTable TagAccess::readTagsAccess(const std::optional<std::filesystem::path>& url) {
+  if (!url) {
+    reportResourceFailure("URL of TagsAccessByFileTypes is nil");
+    return {};
+  }
+  const auto data = readFileContents(*url);
+  if (!data) {
+    reportResourceFailure("Data of TagsAccessByFileTypes is nil");
+    return {};
+  }
+  try {
+    return decodeAccessTable(nlohmann::json::parse(*data));
+  } catch (const std::exception&) {
+    reportResourceFailure("Data of TagsAccessByFileTypes cannot be decoded");
+    return {};
+  }
+}
+
 const TagAccess::AccessTable& TagAccess::accessByFileTypes() {
-  static const AccessTable table = readTagsAccess();
+  static const AccessTable table = readTagsAccess(ORVResourceURL("TagsAccessByFileTypes.json"));
   return table;
 }
 

@@ -1,5 +1,9 @@
 #include "orvelin/tags/tag_item.h"
 
+#include <cmath>
+#include <cstdint>
+#include <type_traits>
+
 #include <nlohmann/json.hpp>
 
 #include "orvelin/support/localization.h"
@@ -7,8 +11,12 @@
 
 namespace orvelin {
 
-void to_json(nlohmann::json& json, const TagItemData& data) {
-  json = nlohmann::json::object();
+namespace {
+
+// The keys in the catalogue's order; a plain nlohmann::json sorts them anyway.
+template <typename Json>
+void encode(Json& json, const TagItemData& data) {
+  json = Json::object();
   if (data.index) json["index"] = *data.index;
   if (data.stream) json["stream"] = *data.stream;
   if (data.key) json["key"] = *data.key;
@@ -22,11 +30,34 @@ void to_json(nlohmann::json& json, const TagItemData& data) {
   json["isUnsafe"] = data.isUnsafe;
 }
 
+// A whole number of the signed 64-bit range, as a JSON decoder takes it: 7 and 7.0 are 7, while
+// 1.7, numbers out of range, booleans and texts fail (nlohmann's own conversion would cut 1.7 to 1
+// and wrap numbers above the range).
+std::int64_t integer(const nlohmann::json& value) {
+  if (value.is_number_unsigned() && value.get<std::uint64_t>() <= std::uint64_t{INT64_MAX})
+    return value.get<std::int64_t>();
+  if (value.is_number_integer() && !value.is_number_unsigned()) return value.get<std::int64_t>();
+  if (value.is_number_float()) {
+    const double number = value.get<double>();
+    // 2^63 is the first double above the range.
+    if (std::trunc(number) == number && number >= -0x1p63 && number < 0x1p63) return static_cast<std::int64_t>(number);
+  }
+  throw nlohmann::json::type_error::create(302, "type must be an integer of 64 bits, but is " + value.dump(), &value);
+}
+
+}  // namespace
+
+void to_json(nlohmann::json& json, const TagItemData& data) { encode(json, data); }
+
+void to_json(nlohmann::ordered_json& json, const TagItemData& data) { encode(json, data); }
+
 void from_json(const nlohmann::json& json, TagItemData& data) {
   auto optional = [&json]<typename T>(const char* key, std::optional<T>& field) {
     const auto found = json.find(key);
     if (found == json.end() || found->is_null())
       field.reset();
+    else if constexpr (std::is_same_v<T, std::int64_t>)
+      field = integer(*found);
     else
       field = found->template get<T>();
   };
@@ -35,7 +66,7 @@ void from_json(const nlohmann::json& json, TagItemData& data) {
   optional("key", data.key);
   optional("type", data.type);
   json.at("values").get_to(data.values);
-  json.at("count").get_to(data.count);
+  data.count = integer(json.at("count"));
   json.at("isWritable").get_to(data.isWritable);
   json.at("isFlatten").get_to(data.isFlatten);
   json.at("isList").get_to(data.isList);

@@ -7,10 +7,14 @@
 #include <condition_variable>
 #include <future>
 
+#include "common/event_log.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources_reader.h"
+#include "orvelin/exiftool/language.h"
+#include "orvelin/support/localization.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/operation_queue.h"
+#include "orvelin/support/user_defaults.h"
 #include "orvelin/values/value.h"
 
 namespace orvelin {
@@ -53,27 +57,17 @@ class CatalogueFolder {
 // Records the delegate callbacks, delivered on an operation queue of the test's own.
 class RecordingDelegate : public TagsResourcesReaderDelegate {
  public:
-  void readerWillStart(TagsResourcesReader&) override { add("will"); }
-  void readerDidProgress(TagsResourcesReader&) override { add("progress"); }
+  void readerWillStart(TagsResourcesReader&) override { log.add("will"); }
+  void readerDidProgress(TagsResourcesReader&) override { log.add("progress"); }
   void readerDidFinish(TagsResourcesReader& reader) override {
-    add("finish");
+    log.add("finish");
     finishedProgress = reader.progress();
     finished.set_value();
   }
-  std::vector<std::string> events() {
-    std::lock_guard lock(mutex);
-    return events_;
-  }
+  std::vector<std::string> events() const { return log.events(); }
+  testing::EventLog log;
   std::promise<void> finished;
   double finishedProgress = -1;
-
- private:
-  void add(const char* event) {
-    std::lock_guard lock(mutex);
-    events_.push_back(event);
-  }
-  std::mutex mutex;
-  std::vector<std::string> events_;
 };
 
 TEST(TagsResourcesReader, AnEmptyStreamListFinishesAtOnce) {
@@ -125,17 +119,23 @@ TEST(TagsResourcesReader, ParsesEveryStreamAndSkipsWhatCannotBeUsed) {
   EXPECT_THAT(reader->streams(), ElementsAre(TagStream::exif, TagStream("Missing"), TagStream("Broken"), TagStream::iptc));
 }
 
-TEST(TagsResourcesReader, OnlyKeepWritableDropsReadOnlyTags) {
+TEST(TagsResourcesReader, OnlyKeepWritableDropsReadOnlyTagsAndUnsupportedTypesGoAnyway) {
   CatalogueFolder folder;
   folder.streams({"EXIF"});
-  folder.tags("EXIF", {record(0, "EXIF", "Make", "string"), record(1, "EXIF", "Secret", "string", false)});
-  auto reader = TagsResourcesReader::make(folder.path());
-  reader->onlyKeepWritable = true;
-  reader->readResources();
-  reader->waitResourcesParsing();
-  const auto items = reader->tagItems();
-  EXPECT_EQ(items.at(TagStream::exif).size(), 1u);
-  EXPECT_TRUE(items.at(TagStream::exif).contains(TagKey::make));
+  folder.tags("EXIF", {record(0, "EXIF", "Make", "string"), record(1, "EXIF", "Secret", "string", false),
+                       record(2, "EXIF", "Blob", "undef"), record(3, "EXIF", "Picture", "imagedata", false)});
+  for (const bool onlyKeepWritable : {false, true}) {
+    auto reader = TagsResourcesReader::make(folder.path());
+    reader->onlyKeepWritable = onlyKeepWritable;
+    reader->readResources();
+    reader->waitResourcesParsing();
+    const auto items = reader->tagItems();
+    const auto& exif = items.at(TagStream::exif);
+    EXPECT_TRUE(exif.contains(TagKey::make));
+    EXPECT_EQ(exif.contains(TagKey("Secret")), !onlyKeepWritable);
+    EXPECT_FALSE(exif.contains(TagKey("Blob"))) << "a writable undef tag";
+    EXPECT_FALSE(exif.contains(TagKey("Picture")));
+  }
 }
 
 TEST(TagsResourcesReader, AnUnreadableStreamListLeavesTheCatalogueEmpty) {
@@ -219,15 +219,67 @@ TEST_F(GeneratedCatalogue, KnowsTheWellKnownTags) {
 
 TEST_F(GeneratedCatalogue, HoldsTheKnownStreamsAndNoUnsupportedType) {
   const auto catalogue = TagsResources::shared().catalogue();
-  EXPECT_GT(catalogue->streams.size(), 60u);
+  const auto& streams = catalogue->cachedStreams;
+  EXPECT_GT(streams.size(), 60u);
   std::size_t tags = 0;
-  for (const auto& [stream, items] : catalogue->tags) {
+  for (const auto& [stream, items] : catalogue->cachedTags) {
     tags += items.size();
     for (const auto& [key, item] : items) ASSERT_TRUE(item->type.isSupported()) << item->name;
   }
   EXPECT_GT(tags, 10000u);
-  EXPECT_EQ(std::count(catalogue->streams.begin(), catalogue->streams.end(), TagStream::orvfinder), 0);
-  EXPECT_EQ(std::count(catalogue->streams.begin(), catalogue->streams.end(), TagStream("DjVu")), 1);
+  EXPECT_EQ(std::count(streams.begin(), streams.end(), TagStream::orvfinder), 0);
+  // The build names the streams as exiftool does.
+  EXPECT_EQ(std::count(streams.begin(), streams.end(), TagStream("DjVu")), 1);
+  EXPECT_EQ(std::count(streams.begin(), streams.end(), TagStream("GeoTiff")), 1);
+  // Tags that exiftool lists with a storage format are typed by the overrides, not dropped.
+  const auto sharpness = tag("Canon:Sharpness");  // int16s
+  ASSERT_TRUE(sharpness);
+  EXPECT_EQ(sharpness->type, TagType::integer);
+}
+
+// User defaults of the test's own, with `language` chosen; the former ones come back at the end.
+class LanguageChoice {
+ public:
+  explicit LanguageChoice(Language language) : former_(ORVGetUserDefaults()) {
+    ORVSetUserDefaults(std::make_shared<UserDefaults>(folder_ / "defaults.json"));
+    Language::setUserLanguage(language);
+  }
+  ~LanguageChoice() { ORVSetUserDefaults(former_); }
+
+ private:
+  testing::ScratchFolder folder_;
+  std::shared_ptr<UserDefaults> former_;
+};
+
+TEST_F(GeneratedCatalogue, StringsTablesReadWholeInEveryLanguage) {
+  // File.strings has keys with a double quote ("File:Quoting:\"") and a backslash; every entry
+  // after them must be there, in each language.
+  for (const auto& [language, yResolution] : {
+           std::pair{Language::english, "Y Resolution"},
+           std::pair{Language::german, "Vertikale Bildauflösung"},
+           std::pair{Language::french, "Résolution verticale de l'image"},
+       }) {
+    LanguageChoice choice(language);
+    SCOPED_TRACE(ORVCurrentLocalizationName());
+    EXPECT_EQ(ORVTL("File", "File:Quoting:\""), "Double quotes");
+    EXPECT_EQ(ORVTL("File", "File:Quoting:'"), "Single quotes");
+    EXPECT_EQ(ORVTL("File", "File:YResolution"), yResolution);
+    EXPECT_EQ(ORVTL("File", "File:ZoneIdentifier"), "Zone Identifier");
+  }
+}
+
+TEST_F(GeneratedCatalogue, LocalisedNamesAndValuesInAnotherLanguage) {
+  LanguageChoice german(Language::german);
+  const auto source = tag("EXIF:FileSource");
+  ASSERT_TRUE(source);
+  EXPECT_EQ(source->localizedName(), "Dateiquelle");
+  EXPECT_EQ(source->localizedDescription(), "Dateiquelle (EXIF:FileSource)");
+  // The Sigma value's key holds backslashes: "EXIF:FileSource:\x03\x00\x00\x00".
+  const auto sigma = source->indexOf("\\x03\\x00\\x00\\x00");
+  ASSERT_TRUE(sigma);
+  ASSERT_EQ(source->localizedValues().size(), source->values.size());
+  EXPECT_EQ(source->localizedValues()[*sigma], "Sigma Digital-Kamera");
+  EXPECT_EQ(source->localizedValues()[*source->indexOf("1")], "Film-Scanner");
 }
 
 TEST_F(GeneratedCatalogue, ParseNVConvertsByTheTagsConverter) {

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <future>
+#include <tuple>
 
+#include "common/event_log.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources_reader.h"
 #include "orvelin/support/localization.h"
@@ -35,6 +38,20 @@ const char* const kListing = R"(<?xml version='1.0' encoding='UTF-8'?>
  </tag>
  <tag id='1' name='Secret' type='string' writable='false'>
   <desc lang='en'>Secret</desc>
+  <desc lang='de'> </desc>
+  <values>
+   <key id='"'>
+    <val lang='en'>Double quotes</val>
+    <val lang='de'>Doppelte "Anführungszeichen"</val>
+   </key>
+   <key id='\x03\x00'>
+    <val lang='en'>Backslashes \ and "quotes"</val>
+   </key>
+   <key id='z'>
+    <val lang='en'>After the quoted keys</val>
+    <val lang='de'>Nach den Schlüsseln</val>
+   </key>
+  </values>
  </tag>
  <tag id='2' name='Profile' type='?' count='x' writable='true' flags='Binary,List'>
   <desc lang='en'>Line one
@@ -85,11 +102,11 @@ TEST(TagsResourcesWriterParse, RecordsInDocumentOrderFirstOccurrenceWins) {
   EXPECT_EQ(records[3].key, "Versions");
   EXPECT_EQ(records[3].count, 4);
   EXPECT_TRUE(records[3].isFlatten);
-  // Storage formats without a type of their own take the type that behaves alike; others stay.
-  EXPECT_EQ(records[4].type, "integer");
+  // Types that are no TagType stay as exiftool gives them: corrections come from the overrides.
+  EXPECT_EQ(records[4].type, "int16s");
   EXPECT_EQ(records[4].count, 4);
-  EXPECT_EQ(records[5].type, "real");
-  EXPECT_EQ(records[6].type, "string");
+  EXPECT_EQ(records[5].type, "float");
+  EXPECT_EQ(records[6].type, "utf8");
   EXPECT_EQ(records[7].type, "Rect");
   for (std::size_t i = 0; i < records.size(); ++i) EXPECT_EQ(records[i].index, static_cast<std::int64_t>(i));
 
@@ -99,6 +116,9 @@ TEST(TagsResourcesWriterParse, RecordsInDocumentOrderFirstOccurrenceWins) {
   EXPECT_EQ(result->strings.at(Language::german).at("EXIF:Orientation"), "Ausrichtung");
   EXPECT_EQ(result->strings.at(Language::french).at("EXIF:Orientation:1"), "Horizontale");
   EXPECT_EQ(result->strings.size(), 15u);  // Slovak is no language of the library
+  // A text made of blanks is a text: it is kept, not taken for a missing one.
+  EXPECT_EQ(result->strings.at(Language::german).at("EXIF:Secret"), " ");
+  EXPECT_THAT(records[1].values, ElementsAre("\"", "\\x03\\x00", "z"));
 }
 
 TEST(TagsResourcesWriterParse, OverridesAndTheICCRule) {
@@ -115,6 +135,7 @@ TEST(TagsResourcesWriterParse, OverridesAndTheICCRule) {
   for (const auto& record : result->records) keys.push_back(*record.key);
   // Orientation is made read-only and dropped; Secret made writable and kept.
   EXPECT_THAT(keys, ElementsAre("Secret", "Profile", "Versions", "Levels", "Ratio", "Label"));
+  EXPECT_EQ(result->records[3].type, "int16s");
   EXPECT_EQ(result->records[0].type, "longstring");
   EXPECT_EQ(result->records[2].count, 2);
 
@@ -148,25 +169,54 @@ TEST(TagsResourcesWriterExport, StringsFilesHoldTheEnglishKeysInEveryLanguage) {
   EXPECT_LT(english.find("\"EXIF:Orientation\""), english.find("\"EXIF:Secret\""));
 }
 
-// Reports the end of a run.
-class FinishDelegate : public TagsResourcesWriterDelegate {
+TEST(TagsResourcesWriterExport, QuotesAndBackslashesReadBackExactly) {
+  testing::ScratchFolder folder;
+  auto writer = writerWithoutOverrides(folder.path());
+  writer->exportStrings(*writer->parse(kListing, TagStream::exif), TagStream::exif);
+  // Escaped in keys and texts alike: a double quote and a backslash each get a backslash.
+  EXPECT_THAT(testing::readFile(folder / "Localized tags/English.lproj/EXIF.strings"),
+              HasSubstr("\"EXIF:Secret:\\\\x03\\\\x00\" = \"Backslashes \\\\ and \\\"quotes\\\"\";\n"));
+  for (const auto& [folderName, quoted, after] : {
+           std::tuple{"English.lproj", "Double quotes", "After the quoted keys"},
+           std::tuple{"Deutsch.lproj", "Doppelte \"Anführungszeichen\"", "Nach den Schlüsseln"},
+           std::tuple{"Italiano.lproj", "Double quotes", "After the quoted keys"},
+       }) {
+    const auto table = readStringsFile(folder / "Localized tags" / folderName / "EXIF.strings");
+    EXPECT_EQ(table.at("EXIF:Secret:\""), quoted) << folderName;
+    EXPECT_EQ(table.at("EXIF:Secret:\\x03\\x00"), "Backslashes \\ and \"quotes\"") << folderName;
+    // Nothing after a quoted key is lost.
+    EXPECT_EQ(table.at("EXIF:Secret:z"), after) << folderName;
+    EXPECT_EQ(table.at("EXIF:Versions"), "Versions") << folderName;
+  }
+}
+
+// Records the callbacks of a run, delivered on an operation queue of the test's own.
+class RecordingDelegate : public TagsResourcesWriterDelegate {
  public:
-  void writerWillStart(TagsResourcesWriter& writer) override { total = writer.totalUnit(); }
-  void writerDidProgress(TagsResourcesWriter&) override {}
+  void writerWillStart(TagsResourcesWriter& writer) override {
+    log.add("will");
+    total = writer.totalUnit();
+  }
+  void writerDidProgress(TagsResourcesWriter&) override { log.add("progress"); }
   void writerDidFinish(TagsResourcesWriter& writer) override {
+    log.add("finish");
     finalProgress = writer.progress();
+    completedStreams = writer.completedStreams();
     finished.set_value();
   }
+  std::vector<std::string> events() const { return log.events(); }
+  testing::EventLog log;
   std::promise<void> finished;
   std::int64_t total = -1;
   double finalProgress = -1;
+  std::vector<TagStream> completedStreams;
 };
 
 TEST(TagsResourcesWriterRun, NoStreamsWritesAnEmptyList) {
   testing::ScratchFolder folder;
   OperationQueue delegation(1);
   auto writer = writerWithoutOverrides(folder.path());
-  auto delegate = std::make_shared<FinishDelegate>();
+  auto delegate = std::make_shared<RecordingDelegate>();
   writer->delegate = delegate;
   writer->delegationQueue = &delegation;
   writer->writeResources();
@@ -174,15 +224,30 @@ TEST(TagsResourcesWriterRun, NoStreamsWritesAnEmptyList) {
   ASSERT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
   EXPECT_EQ(delegate->total, 1);
   EXPECT_EQ(delegate->finalProgress, 1.0);
+  EXPECT_THAT(delegate->events(), ElementsAre("will", "progress", "finish"));
   EXPECT_EQ(nlohmann::json::parse(testing::readFile(folder / "Tags/streams.json")), nlohmann::json::array());
 }
 
-TEST(TagsResourcesWriterRun, GeneratesAStreamFromExifTool) {
+TEST(TagsResourcesWriterRun, GeneratesStreamsFromExifToolAndCountsEachOne) {
   testing::ScratchFolder folder;
+  OperationQueue delegation(1);
   auto writer = TagsResourcesWriter::make(folder.path());
+  auto delegate = std::make_shared<RecordingDelegate>();
+  writer->delegate = delegate;
+  writer->delegationQueue = &delegation;
   writer->streams = {TagStream::gps, TagStream("NoSuchGroup")};
   writer->writeResources();
+  EXPECT_TRUE(writer->isWriting());
+  writer->writeResources();  // ignored while writing
   writer->waitResourcesGeneration();
+  ASSERT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  // One unit for the stream list and one per stream, each with its progress callback.
+  EXPECT_EQ(delegate->total, 3);
+  EXPECT_THAT(delegate->events(), ElementsAre("will", "progress", "progress", "progress", "finish"));
+  EXPECT_EQ(delegate->finalProgress, 1.0);  // the counters are cleared at the end
+  EXPECT_FALSE(writer->isWriting());
+  EXPECT_THAT(delegate->completedStreams, ::testing::UnorderedElementsAre(TagStream::gps, TagStream("NoSuchGroup")));
+
   auto reader = TagsResourcesReader::make(folder.path());
   reader->readResources();
   reader->waitResourcesParsing();
@@ -194,6 +259,30 @@ TEST(TagsResourcesWriterRun, GeneratesAStreamFromExifTool) {
   EXPECT_TRUE(items.at(TagStream("NoSuchGroup")).empty());
   const auto strings = readStringsFile(folder / "Localized tags/Deutsch.lproj/GPS.strings");
   EXPECT_TRUE(strings.contains("GPS:GPSLatitude"));
+  // Records keep the catalogue's key order.
+  const auto text = testing::readFile(folder / "Tags/GPS.tags");
+  std::vector<std::size_t> positions;
+  for (const char* key : {"\"index\"", "\"stream\"", "\"key\"", "\"type\"", "\"values\"", "\"count\"",
+                          "\"isWritable\"", "\"isFlatten\"", "\"isList\"", "\"isBinary\"", "\"isUnsafe\""})
+    positions.push_back(text.find(key));
+  EXPECT_TRUE(std::is_sorted(positions.begin(), positions.end()));
+  EXPECT_EQ(positions.back() == std::string::npos, false);
+}
+
+TEST(TagsResourcesWriterRun, TheLastOwnerMayLetGoDuringARun) {
+  testing::ScratchFolder folder;
+  OperationQueue delegation(1);
+  auto delegate = std::make_shared<RecordingDelegate>();
+  {
+    auto writer = TagsResourcesWriter::make(folder.path());
+    writer->delegate = delegate;
+    writer->delegationQueue = &delegation;
+    writer->streams = {TagStream::gps, TagStream("NoSuchGroup")};
+    writer->writeResources();
+  }  // the streams under way end after the last owner has gone; no callback comes from them
+  delegation.waitUntilAllOperationsAreFinished();
+  const auto events = delegate->events();
+  EXPECT_EQ(std::count(events.begin(), events.end(), "finish"), 0);
 }
 
 TEST(TagsResourcesWriterRun, KnownStreamsUseExifToolsSpelling) {

@@ -79,11 +79,18 @@ TEST(TagItemIdentity, OrderByIndexEqualityByIdentity) {
   auto b = makeItem("string", 0, false, {}, 2);
   auto c = makeItem("string", 0, false, {}, 5);
   std::vector<std::shared_ptr<const TagItem>> items{a, b, c};
-  std::stable_sort(items.begin(), items.end(), TagItemIndexLess{});
+  std::stable_sort(items.begin(), items.end(), [](const auto& lhs, const auto& rhs) { return *lhs < *rhs; });
   EXPECT_EQ(items[0], b);
   EXPECT_EQ(items[1], a);
   EXPECT_EQ(items[2], c);
-  EXPECT_NE(a, c);  // same record, different items
+  // Same record, different items: neither equal nor ordered, and hashed alike (stream and key).
+  EXPECT_FALSE(*a == *c);
+  EXPECT_TRUE(*a == *a);
+  EXPECT_FALSE(*a < *c || *c < *a);
+  EXPECT_EQ(std::hash<TagItem>{}(*a), std::hash<TagItem>{}(*c));
+  TagItemData other = a->data();
+  other.key = "Other";
+  EXPECT_NE(std::hash<TagItem>{}(*a), std::hash<TagItem>{}(*TagItem::make(other)));
 }
 
 TEST(TagItemLocalisation, KeysAreStreamKeyAndValue) {
@@ -110,21 +117,36 @@ TEST(TagItemData, OptionalAndRequiredKeys) {
   auto missing = json;
   missing.erase("isUnsafe");
   EXPECT_THROW(missing.get<TagItemData>(), nlohmann::json::exception);
-  auto wrongKind = json;
-  wrongKind["count"] = "one";
-  EXPECT_THROW(wrongKind.get<TagItemData>(), nlohmann::json::exception);
+  // A count or an index must be a whole number of 64 bits.
+  for (const char* key : {"count", "index"}) {
+    for (const auto& wrong : {nlohmann::json("one"), nlohmann::json(1.7), nlohmann::json(true),
+                              nlohmann::json(std::uint64_t{1} << 63), nlohmann::json(1e19)}) {
+      auto wrongKind = json;
+      wrongKind[key] = wrong;
+      EXPECT_THROW(wrongKind.get<TagItemData>(), nlohmann::json::exception) << key << " " << wrong.dump();
+    }
+  }
+  auto negative = json;
+  negative["count"] = -1;
+  EXPECT_EQ(negative.get<TagItemData>().count, -1);
+  auto whole = json;
+  whole["index"] = 7.0;
+  EXPECT_EQ(whole.get<TagItemData>().index, 7);
   auto badType = json;
   badType["stream"] = "EXIF";
   badType["type"] = "Date";
   EXPECT_FALSE(TagItem::make(badType.get<TagItemData>()));
 
-  // The optional keys are written only when present, the others always.
+  // The optional keys are written only when present, the others always, in the catalogue's order.
   TagItemData bare;
-  EXPECT_EQ(nlohmann::json(bare).dump(),
-            R"({"count":0,"isBinary":false,"isFlatten":false,"isList":false,"isUnsafe":false,"isWritable":false,"values":[]})");
+  EXPECT_EQ(nlohmann::ordered_json(bare).dump(),
+            R"({"values":[],"count":0,"isWritable":false,"isFlatten":false,"isList":false,"isBinary":false,"isUnsafe":false})");
   const auto full = makeItem("int16u", 3, true, {"1"}, 7)->data();
+  EXPECT_EQ(nlohmann::ordered_json(full).dump(),
+            R"({"index":7,"stream":"EXIF","key":"Test","type":"int16u","values":["1"],"count":3,"isWritable":false,)"
+            R"("isFlatten":false,"isList":true,"isBinary":false,"isUnsafe":false})");
   EXPECT_EQ(nlohmann::json(full).get<TagItemData>(), full);
-  EXPECT_EQ(nlohmann::json(full)["type"], "int16u");
+  EXPECT_EQ(nlohmann::json::parse(nlohmann::ordered_json(full).dump()).get<TagItemData>(), full);
 }
 
 }  // namespace

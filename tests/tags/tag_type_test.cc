@@ -1,10 +1,21 @@
 #include "orvelin/tags/tag_type.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <typeindex>
+#include <typeinfo>
+
+#include "common/test_support.h"
+#include "orvelin/support/debug_log.h"
 #include "orvelin/tags/tag_access.h"
+#include "orvelin/values/date_time_value_converter.h"
 #include "orvelin/values/value.h"
+#include "orvelin/values/value_converter.h"
 
 namespace orvelin {
 namespace {
@@ -51,6 +62,41 @@ TEST(TagType, Predicates) {
   EXPECT_FALSE(TagType(TagType::string).isDateConvertible());
 }
 
+TEST(TagType, ConverterOfEveryCase) {
+  struct Expected {
+    std::type_index kind;
+    const char* dateFormat = nullptr;  // for the date converters
+  };
+  const std::type_index text = typeid(StringValueConverter), none = typeid(NoneValueConverter),
+                        date = typeid(DateTimeValueConverter), uInt = typeid(UIntValueConverter),
+                        sInt = typeid(SIntValueConverter), uDouble = typeid(UDoubleValueConverter),
+                        sDouble = typeid(SDoubleValueConverter);
+  const char* const dateTime = "yyyy:MM:dd HH:mm:ss";
+  const std::vector<Expected> expected = {
+      {text}, {text}, {none}, {date, dateTime}, {date, dateTime}, {none}, {none},      // string ... unknown
+      {uInt}, {uInt}, {uInt}, {sInt}, {sInt},                                           // int8u ... integer
+      {sDouble}, {sDouble}, {uDouble}, {sDouble}, {uDouble},                            // real ... speed
+      {text}, {typeid(BoolValueConverter)}, {text}, {none}, {typeid(C3166a3ValueConverter)},  // digits ... country
+      {date, "yyyy:MM:dd"}, {date, "HH:mm:ss"}, {date, "HHmmss"}, {date, "yyyyMMdd"}};
+  ASSERT_EQ(expected.size(), TagType::caseCount);
+  for (std::size_t i = 0; i < TagType::caseCount; ++i) {
+    const TagType type = static_cast<TagType::Value>(i);
+    SCOPED_TRACE(std::string(type.rawValue()));
+    const auto converter = type.converter();
+    ASSERT_TRUE(converter);
+    EXPECT_EQ(std::type_index(typeid(*converter)), expected[i].kind);
+    if (expected[i].dateFormat) {
+      EXPECT_EQ(dynamic_cast<const DateTimeValueConverter&>(*converter).dateFormat, expected[i].dateFormat);
+    }
+    EXPECT_EQ(type.converter(), converter);  // one shared converter per type
+  }
+  // The all-digit formats write their digits, and six digits read as a time, never a date.
+  EXPECT_EQ(TagType(TagType::digitsDate).converter()->stringValueFromStringValue("2024:01:31"), "20240131");
+  EXPECT_EQ(TagType(TagType::digitsTime).converter()->stringValueFromStringValue("10:11:12"), "101112");
+  EXPECT_EQ(TagType(TagType::digitsTime).converter()->stringValueFromStringValue("101112"), "101112");
+  EXPECT_EQ(TagType(TagType::partialDate).converter()->stringValueFromStringValue("20240131"), "2024:01:31");
+}
+
 TEST(TagType, NumberBounds) {
   EXPECT_EQ(TagType(TagType::int8u).maximumNumberValue(), Value(std::uint64_t{255}));
   EXPECT_EQ(TagType(TagType::int16u).maximumNumberValue(), Value(std::uint64_t{65535}));
@@ -71,9 +117,73 @@ TEST(TagAccess, RawValuesAndRights) {
   EXPECT_FALSE(TagAccess(TagAccess::r).canBeEdited());
   EXPECT_TRUE(TagAccess(TagAccess::r).canBeRead());
   EXPECT_FALSE(TagAccess(TagAccess::n).canBeRead());
-  EXPECT_THROW(TagAccess::decodeAccessTable(nlohmann::json::parse(R"({"JPEG":{"EXIF":"W"}})")), std::exception);
   const auto table = TagAccess::decodeAccessTable(nlohmann::json::parse(R"({"JPEG":{"EXIF":"RWC","File":"R"}})"));
   EXPECT_EQ(table.at("JPEG").at("File"), TagAccess::r);
+  EXPECT_TRUE(TagAccess::decodeAccessTable(nlohmann::json::object()).empty());
+}
+
+TEST(TagAccess, DecodingFailsAsAWhole) {
+  for (const char* text : {
+           R"({"JPEG":{"EXIF":"W"}})",                    // an unknown access
+           R"({"JPEG":{"EXIF":"rw"}})",                   // case counts
+           R"({"JPEG":{"EXIF":1}})",                      // not a text
+           R"({"JPEG":"RW"})",                            // an access where the streams belong
+           R"({"JPEG":["RW"]})",                          // an array where the streams belong
+           R"({"PNG":{"XMP":"RW"},"JPEG":{"EXIF":null}})",  // one bad entry spoils the table
+           R"([{"EXIF":"RW"}])",                          // an array of file types
+           R"("RW")",
+       })
+    EXPECT_THROW(TagAccess::decodeAccessTable(nlohmann::json::parse(text)), std::exception) << text;
+}
+
+// Catches what the library prints on its console and writes to the debug file.
+class PrintedText {
+ public:
+  PrintedText() : consoleFD_(::open((folder_ / "console").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644)) {
+    formerConsole_ = ORVGetConsole();
+    ORVSetConsole(consoleFD_);
+    ORVEnableDebugLog(folder_ / "debug.log");
+  }
+  ~PrintedText() {
+    ORVDisableDebugLog();
+    ORVSetConsole(formerConsole_);
+    ::close(consoleFD_);
+  }
+  std::string console() const { return testing::readFile(folder_ / "console"); }
+  std::string debugFile() const { return testing::readFile(folder_ / "debug.log"); }
+  const testing::ScratchFolder& folder() const { return folder_; }
+
+ private:
+  testing::ScratchFolder folder_;
+  int consoleFD_;
+  int formerConsole_;
+};
+
+TEST(TagAccess, ReadingTheTableReportsEachFailureAndGivesNothing) {
+  using ::testing::HasSubstr;
+  struct Case {
+    std::optional<std::string> file;  // the resource's text; absent: no file at the URL
+    bool hasURL;
+    const char* text;
+  };
+  for (const auto& [file, hasURL, text] : {
+           Case{std::nullopt, false, "URL of TagsAccessByFileTypes is nil"},
+           Case{std::nullopt, true, "Data of TagsAccessByFileTypes is nil"},
+           Case{std::string(R"({"JPEG":"RW"})"), true, "Data of TagsAccessByFileTypes cannot be decoded"},
+           Case{std::string("{not json"), true, "Data of TagsAccessByFileTypes cannot be decoded"},
+       }) {
+    PrintedText printed;
+    const auto url = printed.folder() / "TagsAccessByFileTypes.json";
+    if (file) testing::writeFile(url, *file);
+    EXPECT_TRUE(TagAccess::readTagsAccess(hasURL ? std::optional(url) : std::nullopt).empty()) << text;
+    EXPECT_EQ(printed.console(), std::string(text) + "\n");
+    EXPECT_THAT(printed.debugFile(), HasSubstr(std::string(text) + "\n"));
+  }
+  PrintedText printed;
+  const auto url = printed.folder() / "TagsAccessByFileTypes.json";
+  testing::writeFile(url, R"({"JPEG":{"EXIF":"RWC"}})");
+  EXPECT_EQ(TagAccess::readTagsAccess(url).at("JPEG").at("EXIF"), TagAccess::rwc);
+  EXPECT_EQ(printed.console(), "");
 }
 
 TEST(TagAccess, LooksUpTheUpperCasedFileType) {
@@ -82,6 +192,9 @@ TEST(TagAccess, LooksUpTheUpperCasedFileType) {
   EXPECT_EQ(TagStream::exif.access("jpg"), TagAccess::rwc);
   EXPECT_EQ(TagStream::xmp.access("Tif"), TagAccess::rwc);
   EXPECT_EQ(TagStream::exif.access("nosuchtype"), TagAccess::n);
+  // Types that exiftool only reads have rows too, so that nothing found in them looks editable.
+  EXPECT_EQ(TagStream::xmp.access("svg"), TagAccess::r);
+  EXPECT_EQ(TagStream::xmp.access("jxl"), TagAccess::rwc);
   EXPECT_EQ(TagAccess::access("nosuchtype", TagStream::exif), std::nullopt);
   // The stream is looked up as it stands.
   EXPECT_EQ(TagStream("exif").access("JPEG"), TagAccess::n);

@@ -4,11 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <barrier>
 #include <condition_variable>
+#include <cstdlib>
 #include <future>
+#include <iostream>
+#include <map>
 #include <mutex>
 #include <thread>
 
+#include "common/event_log.h"
+#include "common/test_support.h"
+#include "orvelin/support/debug_log.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/notification_center.h"
 
@@ -17,47 +24,34 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// The engine's status steps and group counters run on the main queue: give it a thread.
-class MainQueueEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override { MainQueue::shared().startOnOwnThread(); }
-};
-const auto* const mainQueue = ::testing::AddGlobalTestEnvironment(new MainQueueEnvironment);
-
-// An ordered record of events, safe from any thread.
-class Journal {
- public:
-  void add(std::string event) {
-    std::lock_guard lock(mutex_);
-    events_.push_back(std::move(event));
-  }
-  std::vector<std::string> events() const {
-    std::lock_guard lock(mutex_);
-    return events_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> events_;
-};
+using Journal = testing::EventLog;
 
 // A task whose body the test controls.
 class ScriptedTask final : public TaskItem {
  public:
-  explicit ScriptedTask(std::string name, bool fails = false) : name(std::move(name)), fails(fails) {}
+  explicit ScriptedTask(std::string name, bool fails = false, Journal* journal = nullptr)
+      : name(std::move(name)), fails(fails), journal(journal) {}
   void internalProcess() override {
     if (body) body();
     if (fails) throw std::runtime_error("boom");
   }
   std::string title() const override { return name; }
   std::string subtitle() const override { return "~/" + name; }
-  void flushResources() override { flushed = true; }
+  void flushResources() override {
+    flushed = true;
+    if (journal) journal->add("flush " + name);
+  }
 
   const std::string name;
   const bool fails;
+  Journal* const journal;
   std::function<void()> body;
   std::atomic<bool> flushed{false};
 };
+
+std::shared_ptr<TasksGroup> groupOf(std::string label, std::vector<std::shared_ptr<TaskItem>> tasks) {
+  return std::make_shared<TasksGroup>(std::move(label), std::move(tasks));
+}
 
 class Recorder : public TaskItemDelegate, public TasksGroupDelegate, public TasksManagerDelegate {
  public:
@@ -67,7 +61,9 @@ class Recorder : public TaskItemDelegate, public TasksGroupDelegate, public Task
   }
   void taskItemDidProgress(TaskItem& task) override { journal_.add("progress " + task.title()); }
   void tasksGroupDidProgress(TasksGroup& group) override { journal_.add("group " + std::to_string(group.doneUnit())); }
-  void tasksManagerDidAdd(TasksManager&, TasksGroup&) override { journal_.add("did-add"); }
+  void tasksManagerDidAdd(TasksManager&, TasksGroup& group) override {
+    journal_.add("did-add, pending " + std::to_string(group.tasksCount(TaskStatus::pending)));
+  }
   void tasksManagerDidRemove(TasksManager&, TasksGroup& group) override {
     journal_.add("did-remove " + std::to_string(group.tasksCount(TaskStatus::failed)));
   }
@@ -76,118 +72,182 @@ class Recorder : public TaskItemDelegate, public TasksGroupDelegate, public Task
   Journal& journal_;
 };
 
-// Observes the notifications of one manager, and tells when a group was removed.
+// One observation of the default centre, ended with the object.
+class Observation {
+ public:
+  Observation(std::string name, const void* object, NotificationCenter::Block block)
+      : token_(NotificationCenter::defaultCenter().addObserver(std::move(name), object, nullptr, std::move(block))) {}
+  ~Observation() { NotificationCenter::defaultCenter().removeObserver(token_); }
+  Observation(const Observation&) = delete;
+  Observation& operator=(const Observation&) = delete;
+
+ private:
+  NotificationObserverToken token_;
+};
+
+// Observes the notifications of one manager, and tells when groups were removed.
 class ManagerObserver {
  public:
-  ManagerObserver(TasksManager& manager, Journal& journal) {
-    auto& center = NotificationCenter::defaultCenter();
-    tokens_.push_back(center.addObserver(TasksManager::didAddGroupNotification, &manager, nullptr,
-                                         [&journal](const Notification&) { journal.add("note did-add"); }));
-    tokens_.push_back(center.addObserver(TasksManager::didRemoveGroupNotification, &manager, nullptr,
-                                         [this, &journal](const Notification& note) {
-                                           journal.add("note did-remove");
-                                           std::lock_guard lock(mutex_);
-                                           removed_.push_back(*note.userInfoValue<std::shared_ptr<TasksGroup>>(
-                                               TasksManager::groupKey));
-                                           changed_.notify_all();
-                                         }));
-  }
-  ~ManagerObserver() {
-    for (auto& token : tokens_) NotificationCenter::defaultCenter().removeObserver(token);
-  }
-  // Waits until `count` groups were removed.
+  ManagerObserver(TasksManager& manager, Journal& journal)
+      : added_(TasksManager::didAddGroupNotification, &manager,
+               [&journal](const Notification& note) {
+                 const auto group = note.userInfoValue<std::shared_ptr<TasksGroup>>(TasksManager::groupKey);
+                 journal.add("note did-add, pending " + std::to_string((*group)->tasksCount(TaskStatus::pending)));
+               }),
+        removed_(TasksManager::didRemoveGroupNotification, &manager, [this, &journal](const Notification& note) {
+          journal.add("note did-remove");
+          std::lock_guard lock(mutex_);
+          groups_.push_back(*note.userInfoValue<std::shared_ptr<TasksGroup>>(TasksManager::groupKey));
+          changed_.notify_all();
+        }) {}
+
+  // Waits until `count` groups were removed (a bound against a hang, not a timing).
   bool waitRemoved(std::size_t count) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return removed_.size() >= count; });
+    return changed_.wait_for(lock, std::chrono::seconds(60), [&] { return groups_.size() >= count; });
   }
   std::size_t removedCount() {
     std::lock_guard lock(mutex_);
-    return removed_.size();
+    return groups_.size();
   }
 
  private:
-  std::vector<NotificationObserverToken> tokens_;
-  std::mutex mutex_;
+  std::mutex mutex_;  // guards groups_
   std::condition_variable changed_;
-  std::vector<std::shared_ptr<TasksGroup>> removed_;
+  std::vector<std::shared_ptr<TasksGroup>> groups_;
+  Observation added_;
+  Observation removed_;
 };
 
-TEST(TaskEngine, AGroupOfThreeWithOneFailure) {
+// Bodies that wait, counting how many wait at once, until the test opens the gate.
+class Gate {
+ public:
+  std::function<void()> body() {
+    return [this] {
+      std::unique_lock lock(mutex_);
+      highest_ = std::max(highest_, ++running_);
+      changed_.notify_all();
+      changed_.wait(lock, [&] { return open_; });
+      --running_;
+    };
+  }
+  // Waits until `count` bodies wait at once (a bound against a hang, not a timing).
+  bool waitRunning(int count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(60), [&] { return running_ >= count; });
+  }
+  void open() {
+    std::lock_guard lock(mutex_);
+    open_ = true;
+    changed_.notify_all();
+  }
+  int highest() {
+    std::lock_guard lock(mutex_);
+    return highest_;
+  }
+
+ private:
+  std::mutex mutex_;  // guards the three below
+  std::condition_variable changed_;
+  int running_ = 0;
+  int highest_ = 0;
+  bool open_ = false;
+};
+
+// The engine's status steps and group counters run on the main queue: these tests give it a
+// thread of its own.
+class TaskEngine : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { MainQueue::shared().startOnOwnThread(); }
+};
+
+// Whether `events` has `first` with `second` right behind it.
+bool followedBy(const std::vector<std::string>& events, const std::string& first, const std::string& second) {
+  const auto found = std::find(events.begin(), events.end(), first);
+  return found != events.end() && found + 1 != events.end() && *(found + 1) == second;
+}
+
+TEST_F(TaskEngine, AGroupOfThreeWithOneFailure) {
   Journal journal;
   auto recorder = std::make_shared<Recorder>(journal);
   auto manager = std::make_unique<TasksManager>();
   manager->delegate = recorder;
   ManagerObserver observer(*manager, journal);
 
-  auto a = std::make_shared<ScriptedTask>("a");
-  auto b = std::make_shared<ScriptedTask>("b", /*fails=*/true);
-  auto c = std::make_shared<ScriptedTask>("c");
-  // One after the other, so that the journal has one order.
+  auto a = std::make_shared<ScriptedTask>("a", false, &journal);
+  auto b = std::make_shared<ScriptedTask>("b", /*fails=*/true, &journal);
+  auto c = std::make_shared<ScriptedTask>("c", false, &journal);
+  auto group = groupOf("three", {a, b, c});
+  group->delegate = recorder;
+  Observation groupNotes(TasksGroup::didProgressNotification, group.get(), [&](const Notification&) {
+    journal.add("note group " + std::to_string(group->doneUnit()));
+  });
+  std::vector<std::unique_ptr<Observation>> statusNotes;
+  // One body after the other, so that the journal has one order; none before the announcement.
   std::mutex serial;
-  for (auto& task : {a, b, c}) {
+  for (const auto& task : {a, b, c}) {
     task->delegate = recorder;
     task->body = [&serial] { std::lock_guard lock(serial); };
+    statusNotes.push_back(std::make_unique<Observation>(
+        TaskItem::didUpdateStatusNotification, task.get(), [&journal, task = task.get()](const Notification&) {
+          journal.add("note " + task->title() + " " + std::to_string(int(task->status())));
+        }));
   }
-  auto group = std::make_shared<TasksGroup>("three", std::vector<std::shared_ptr<TaskItem>>{a, b, c});
-  group->delegate = recorder;
-  std::unique_lock hold(serial);  // the bodies wait until the group is announced
+  std::unique_lock hold(serial);
   manager->addToPendingList(group);
+  // The announcement comes before the first block is queued: every task is still pending.
   const auto start = journal.events();
   ASSERT_GE(start.size(), 2u);
-  EXPECT_EQ(start[0], "did-add");
-  EXPECT_EQ(start[1], "note did-add");
-  EXPECT_EQ(manager->groups().size(), 1u);
+  EXPECT_THAT(std::vector<std::string>(start.begin(), start.begin() + 2),
+              ElementsAre("did-add, pending 3", "note did-add, pending 3"));
+  EXPECT_EQ(manager->groups(), std::vector<std::shared_ptr<TasksGroup>>{group});
   EXPECT_TRUE(manager->isRunning());
   hold.unlock();
   ASSERT_TRUE(observer.waitRemoved(1));
   manager->waitAllGroups();
 
   const auto events = journal.events();
-  // Each task: processing (1) then completed (2) or failed (3), the delegate first.
-  for (const char* name : {"a", "c"}) {
-    const auto processing = std::find(events.begin(), events.end(), std::string("delegate ") + name + " 1");
-    const auto completed = std::find(events.begin(), events.end(), std::string("delegate ") + name + " 2");
-    ASSERT_NE(processing, events.end());
-    ASSERT_NE(completed, events.end());
-    EXPECT_LT(processing, completed);
-  }
-  EXPECT_NE(std::find(events.begin(), events.end(), "delegate b 3"), events.end());
+  // Each change of status: the delegate, then the notification, then nothing in between.
+  for (const char* change : {"a 1", "a 2", "b 1", "b 3", "c 1", "c 2"})
+    EXPECT_TRUE(followedBy(events, std::string("delegate ") + change, std::string("note ") + change)) << change;
+  EXPECT_EQ(std::count_if(events.begin(), events.end(), [](const auto& e) { return e.rfind("delegate ", 0) == 0; }), 6);
+  // Each count of the group alike, in order.
+  for (const char* count : {"1", "2", "3"})
+    EXPECT_TRUE(followedBy(events, std::string("group ") + count, std::string("note group ") + count)) << count;
   EXPECT_EQ(std::count_if(events.begin(), events.end(), [](const auto& e) { return e.rfind("group ", 0) == 0; }), 3);
-  // The end: the last count, the delegate's did-remove, then the notification.
-  ASSERT_GE(events.size(), 3u);
-  EXPECT_EQ(events[events.size() - 3], "group 3");
-  EXPECT_EQ(events[events.size() - 2], "did-remove 1");
-  EXPECT_EQ(events[events.size() - 1], "note did-remove");
+  // The end: the last count, the delegate's did-remove, the notification, then the flush.
+  ASSERT_GE(events.size(), 7u);
+  EXPECT_THAT(std::vector<std::string>(events.end() - 7, events.end()),
+              ElementsAre("group 3", "note group 3", "did-remove 1", "note did-remove", "flush a", "flush b", "flush c"));
 
   EXPECT_TRUE(group->isFinished());
+  EXPECT_FALSE(group->isProcessing());
   EXPECT_EQ(group->tasksCount(TaskStatus::failed), 1u);
   EXPECT_EQ(group->tasksCount(TaskStatus::completed), 2u);
   EXPECT_EQ(b->errorDescription(), "boom");
   EXPECT_EQ(a->errorDescription(), "");
-  EXPECT_TRUE(a->flushed && b->flushed && c->flushed);
   EXPECT_FALSE(manager->isRunning());
 }
 
-TEST(TaskEngine, CancellingAGroupBeforeItRuns) {
+TEST_F(TaskEngine, CancellingAGroupBeforeItRuns) {
   Journal journal;
   auto manager = std::make_unique<TasksManager>();
   ManagerObserver observer(*manager, journal);
   // Fill the queue's eight slots with a group that waits, so that the next one cannot start.
-  std::promise<void> release;
-  auto gate = release.get_future().share();
+  Gate gate;
   std::vector<std::shared_ptr<TaskItem>> blockers;
   for (int i = 0; i < 8; ++i) {
     auto task = std::make_shared<ScriptedTask>("blocker");
-    task->body = [gate] { gate.wait(); };
+    task->body = gate.body();
     blockers.push_back(task);
   }
-  manager->addToPendingList(std::make_shared<TasksGroup>("blockers", blockers));
+  manager->addToPendingList(groupOf("blockers", blockers));
   std::vector<std::shared_ptr<TaskItem>> waiting;
   for (int i = 0; i < 5; ++i) waiting.push_back(std::make_shared<ScriptedTask>("waiting"));
-  auto group = std::make_shared<TasksGroup>("cancelled", waiting);
+  auto group = groupOf("cancelled", waiting);
   manager->addToPendingList(group);
   group->cancel();
-  release.set_value();
+  gate.open();
   ASSERT_TRUE(observer.waitRemoved(2));
   manager->waitAllGroups();
   EXPECT_EQ(group->tasksCount(TaskStatus::cancelled), 5u);
@@ -197,40 +257,35 @@ TEST(TaskEngine, CancellingAGroupBeforeItRuns) {
   EXPECT_EQ(std::count(events.begin(), events.end(), "note did-remove"), 2);
 }
 
-TEST(TaskEngine, AtMostEightBodiesAtOnce) {
+TEST_F(TaskEngine, EightBodiesAtOnceAndNoMore) {
   auto manager = std::make_unique<TasksManager>();
   Journal journal;
   ManagerObserver observer(*manager, journal);
-  std::atomic<int> running{0}, highest{0};
+  Gate gate;
   std::vector<std::shared_ptr<TaskItem>> tasks;
-  for (int i = 0; i < 40; ++i) {
+  for (int i = 0; i < 24; ++i) {
     auto task = std::make_shared<ScriptedTask>("t");
-    task->body = [&] {
-      const int now = ++running;
-      int seen = highest.load();
-      while (now > seen && !highest.compare_exchange_weak(seen, now)) {
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-      --running;
-    };
+    task->body = gate.body();
     tasks.push_back(task);
   }
   // Two groups share the one width.
-  manager->addToPendingList(std::make_shared<TasksGroup>("a", std::vector<std::shared_ptr<TaskItem>>(tasks.begin(), tasks.begin() + 20)));
-  manager->addToPendingList(std::make_shared<TasksGroup>("b", std::vector<std::shared_ptr<TaskItem>>(tasks.begin() + 20, tasks.end())));
+  manager->addToPendingList(groupOf("a", std::vector<std::shared_ptr<TaskItem>>(tasks.begin(), tasks.begin() + 12)));
+  manager->addToPendingList(groupOf("b", std::vector<std::shared_ptr<TaskItem>>(tasks.begin() + 12, tasks.end())));
+  const bool reached = gate.waitRunning(8);
+  gate.open();
+  EXPECT_TRUE(reached) << "the queue never ran 8 bodies at once; it ran " << gate.highest();
   ASSERT_TRUE(observer.waitRemoved(2));
   manager->waitAllGroups();
-  EXPECT_LE(highest.load(), 8);
-  EXPECT_GE(highest.load(), 2);
+  EXPECT_EQ(gate.highest(), 8);
 }
 
-TEST(TaskEngine, AnEmptyGroupComesToNothing) {
+TEST_F(TaskEngine, AnEmptyGroupComesToNothing) {
   Journal journal;
   auto recorder = std::make_shared<Recorder>(journal);
   auto manager = std::make_unique<TasksManager>();
   manager->delegate = recorder;
   ManagerObserver observer(*manager, journal);
-  auto group = std::make_shared<TasksGroup>("empty", std::vector<std::shared_ptr<TaskItem>>{});
+  auto group = groupOf("empty", {});
   manager->addToPendingList(group);
   EXPECT_TRUE(journal.events().empty());
   EXPECT_FALSE(manager->isRunning());
@@ -238,91 +293,248 @@ TEST(TaskEngine, AnEmptyGroupComesToNothing) {
   EXPECT_TRUE(group->isFinished());
 }
 
-TEST(TaskEngine, CancelAllTasksLeavesDroppedGroupsBehind) {
+TEST_F(TaskEngine, CancelAllTasksLeavesDroppedGroupsBehind) {
   auto manager = std::make_unique<TasksManager>();
-  std::promise<void> release;
-  auto gate = release.get_future().share();
+  Gate gate;
   std::vector<std::shared_ptr<TaskItem>> blockers;
   for (int i = 0; i < 8; ++i) {
     auto task = std::make_shared<ScriptedTask>("blocker");
-    task->body = [gate] { gate.wait(); };
+    task->body = gate.body();
     blockers.push_back(task);
   }
-  auto running = std::make_shared<TasksGroup>("running", blockers);
+  auto running = groupOf("running", blockers);
   manager->addToPendingList(running);
-  auto later = std::make_shared<TasksGroup>("later", std::vector<std::shared_ptr<TaskItem>>{
-                                                         std::make_shared<ScriptedTask>("x"), std::make_shared<ScriptedTask>("y")});
+  auto later = groupOf("later", {std::make_shared<ScriptedTask>("x"), std::make_shared<ScriptedTask>("y")});
   manager->addToPendingList(later);
-  // Wait until the eight blockers run.
-  for (int i = 0; i < 1000 && running->tasksCount(TaskStatus::processing) < 8; ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  const bool full = gate.waitRunning(8);
   manager->cancelAllTasks();
-  release.set_value();
+  gate.open();
+  ASSERT_TRUE(full);
   manager->waitAllGroups();
   MainQueue::shared().waitUntilIdle();
   EXPECT_EQ(later->tasksCount(TaskStatus::cancelled), 2u);
   EXPECT_EQ(later->doneUnit(), 0);
   // The running group ended; the one whose blocks were dropped stays.
-  const auto groups = manager->groups();
-  ASSERT_EQ(groups.size(), 1u);
-  EXPECT_EQ(groups[0], later);
+  EXPECT_EQ(manager->groups(), std::vector<std::shared_ptr<TasksGroup>>{later});
   EXPECT_TRUE(manager->isRunning());
 }
 
-TEST(TaskItemLife, CancelOnlyAPendingTaskAndRunOnce) {
-  Journal journal;
-  auto recorder = std::make_shared<Recorder>(journal);
-  auto task = std::make_shared<ScriptedTask>("t");
-  task->delegate = recorder;
-  std::promise<void> done;
-  task->perform([&] { done.set_value(); });
-  ASSERT_EQ(done.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
-  EXPECT_EQ(task->status(), TaskStatus::completed);
-  const auto before = journal.events().size();
-  task->cancel();
-  EXPECT_EQ(task->status(), TaskStatus::completed);
-  // A second run calls back once, with no status change.
-  std::promise<void> again;
-  task->perform([&] { again.set_value(); });
-  ASSERT_EQ(again.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
-  EXPECT_EQ(journal.events().size(), before);
-
-  // A running task cannot be cancelled.
-  std::promise<void> entered, leave;
-  auto leaveFuture = leave.get_future().share();
-  auto running = std::make_shared<ScriptedTask>("r");
-  running->body = [&entered, leaveFuture] {
-    entered.set_value();
-    leaveFuture.wait();
-  };
-  std::promise<void> finished;
-  running->perform([&] { finished.set_value(); });
-  entered.get_future().wait();
-  running->cancel();
-  EXPECT_EQ(running->status(), TaskStatus::processing);
-  leave.set_value();
-  finished.get_future().wait();
-  EXPECT_EQ(running->status(), TaskStatus::completed);
-
-  auto pending = std::make_shared<ScriptedTask>("p");
-  pending->cancel();
-  EXPECT_EQ(pending->status(), TaskStatus::cancelled);
+// Runs groups in a process where no thread pumps the main queue, so that the status steps and
+// the counts run on the queue's threads; returns 0 when every group ended once, with every task
+// counted.
+int countOnQueueThreads() {
+  if (MainQueue::shared().isRunningOnOwnThread()) {
+    std::cerr << "the main queue has a thread: the counts would run there\n";
+    return 2;
+  }
+  std::map<const void*, int> removals;
+  std::mutex removalsMutex;
+  std::vector<std::shared_ptr<TasksGroup>> groups;
+  {
+    TasksManager manager;
+    Observation removed(TasksManager::didRemoveGroupNotification, &manager, [&](const Notification& note) {
+      const auto group = note.userInfoValue<std::shared_ptr<TasksGroup>>(TasksManager::groupKey);
+      std::lock_guard lock(removalsMutex);
+      ++removals[group->get()];
+    });
+    for (int g = 0; g < 20; ++g) {
+      std::vector<std::shared_ptr<TaskItem>> tasks;
+      for (int t = 0; t < 50; ++t) tasks.push_back(std::make_shared<ScriptedTask>("t"));
+      groups.push_back(groupOf("g", tasks));
+      manager.addToPendingList(groups.back());
+    }
+    manager.waitAllGroups();
+    if (!manager.groups().empty()) std::cerr << manager.groups().size() << " groups were never removed\n";
+  }
+  int failures = 0;
+  for (const auto& group : groups) {
+    const int times = removals[group.get()];
+    if (times != 1 || group->doneUnit() != group->totalUnit()) {
+      std::cerr << "a group counted " << group->doneUnit() << " of " << group->totalUnit() << " and was removed "
+                << times << " times\n";
+      ++failures;
+    }
+  }
+  return failures == 0 ? 0 : 1;
 }
 
-TEST(TaskItemLife, ProgressNotifiesEveryTime) {
+TEST(TasksCounting, EachGroupEndsOnceWhateverThreadCounts) {
+  // A fresh process, in which no thread pumps the main queue (a host without a main loop).
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(std::exit(countOnQueueThreads()), ::testing::ExitedWithCode(0), "");
+}
+
+// Counts the delegate calls and the notifications of one task.
+class StatusCounter : public TaskItemDelegate {
+ public:
+  explicit StatusCounter(const std::shared_ptr<TaskItem>& task)
+      : observation_(TaskItem::didUpdateStatusNotification, task.get(), [this](const Notification&) { ++notes; }) {}
+  void taskItemDidUpdateStatus(TaskItem&) override { ++delegates; }
+  void taskItemDidProgress(TaskItem&) override {}
+  int sent() const { return delegates + notes; }
+
+  std::atomic<int> delegates{0};
+  std::atomic<int> notes{0};
+
+ private:
+  Observation observation_;
+};
+
+TEST_F(TaskEngine, CancelChangesOnlyAPendingTask) {
+  auto pending = std::make_shared<ScriptedTask>("p");
+  auto pendingCounter = std::make_shared<StatusCounter>(pending);
+  pending->delegate = pendingCounter;
+  pending->cancel();
+  EXPECT_EQ(pending->status(), TaskStatus::cancelled);
+  EXPECT_EQ(pendingCounter->delegates, 1);
+  EXPECT_EQ(pendingCounter->notes, 1);
+  // Cancelled, completed and failed tasks stay as they are, and nothing is sent.
+  pending->cancel();
+  EXPECT_EQ(pendingCounter->sent(), 2);
+  auto completed = std::make_shared<ScriptedTask>("c");
+  auto failed = std::make_shared<ScriptedTask>("f", /*fails=*/true);
+  for (const auto& [task, status] : {std::pair{completed, TaskStatus::completed}, std::pair{failed, TaskStatus::failed}}) {
+    task->performFromBackground();
+    ASSERT_EQ(task->status(), status);
+    auto counter = std::make_shared<StatusCounter>(task);
+    task->delegate = counter;
+    task->cancel();
+    EXPECT_EQ(task->status(), status);
+    EXPECT_EQ(counter->sent(), 0);
+  }
+  // A running task cannot be cancelled: nothing is sent, and the body ends normally.
+  Gate gate;
+  auto running = std::make_shared<ScriptedTask>("r");
+  running->body = gate.body();
+  std::promise<void> finished;
+  running->perform([&] { finished.set_value(); });
+  const bool entered = gate.waitRunning(1);
+  auto counter = std::make_shared<StatusCounter>(running);
+  running->delegate = counter;
+  running->cancel();
+  EXPECT_EQ(running->status(), TaskStatus::processing);
+  EXPECT_EQ(counter->sent(), 0);
+  gate.open();
+  ASSERT_TRUE(entered);
+  finished.get_future().wait();
+  EXPECT_EQ(running->status(), TaskStatus::completed);
+}
+
+// Records the statuses a task goes through, from any thread.
+class StatusTrail : public TaskItemDelegate {
+ public:
+  void taskItemDidUpdateStatus(TaskItem& task) override {
+    std::lock_guard lock(mutex_);
+    trail_.push_back(task.status());
+  }
+  void taskItemDidProgress(TaskItem&) override {}
+  std::vector<TaskStatus::Value> trail() {
+    std::lock_guard lock(mutex_);
+    return {trail_.begin(), trail_.end()};
+  }
+
+ private:
+  std::mutex mutex_;  // guards trail_
+  std::vector<TaskStatus> trail_;
+};
+
+TEST_F(TaskEngine, ACancelRacingTheStartNeverCancelsARunningTask) {
+  // Each round starts a task and cancels it from another thread, the cancel a little later
+  // each round, so that over the rounds it lands before, during and after the start.
+  constexpr int kRounds = 2000;
+  constexpr int kSteps = 250;
+  std::vector<std::shared_ptr<ScriptedTask>> tasks;
+  std::vector<std::shared_ptr<StatusTrail>> trails;
+  std::vector<std::unique_ptr<std::atomic<bool>>> ran;
+  for (int i = 0; i < kRounds; ++i) {
+    tasks.push_back(std::make_shared<ScriptedTask>("race"));
+    trails.push_back(std::make_shared<StatusTrail>());
+    tasks.back()->delegate = trails.back();
+    ran.push_back(std::make_unique<std::atomic<bool>>(false));
+    tasks.back()->body = [flag = ran.back().get()] { *flag = true; };
+  }
+  std::barrier start(2);
+  std::thread runner([&] {
+    for (const auto& task : tasks) {
+      start.arrive_and_wait();
+      task->performFromBackground();
+    }
+  });
+  for (int i = 0; i < kRounds; ++i) {
+    start.arrive_and_wait();
+    const auto until = std::chrono::steady_clock::now() + std::chrono::nanoseconds(200 * (i % kSteps));
+    while (std::chrono::steady_clock::now() < until) {
+    }
+    tasks[i]->cancel();
+  }
+  runner.join();
+  for (int i = 0; i < kRounds; ++i) {
+    // Either the cancel came first and the body never ran, or the body ran to completion, and
+    // the task went through the allowed steps only.
+    if (*ran[i]) {
+      EXPECT_THAT(trails[i]->trail(), ElementsAre(TaskStatus::processing, TaskStatus::completed)) << "round " << i;
+    } else {
+      EXPECT_THAT(trails[i]->trail(), ElementsAre(TaskStatus::cancelled)) << "round " << i;
+    }
+  }
+}
+
+TEST_F(TaskEngine, PerformOnATaskThatAlreadyRan) {
+  auto task = std::make_shared<ScriptedTask>("t");
+  std::promise<void> done;
+  task->perform([&] { done.set_value(); });
+  ASSERT_EQ(done.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  EXPECT_EQ(task->status(), TaskStatus::completed);
+
+  auto counter = std::make_shared<StatusCounter>(task);
+  task->delegate = counter;
+  std::atomic<int> calls{0};
+  std::atomic<bool> onMain{false};
+  std::promise<void> again;
+  task->perform([&] {
+    onMain = MainQueue::shared().isMainThread();
+    if (++calls == 1) again.set_value();
+  });
+  ASSERT_EQ(again.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  MainQueue::shared().waitUntilIdle();  // a second call would have been queued by now
+  EXPECT_EQ(calls, 1);
+  EXPECT_TRUE(onMain);
+  EXPECT_EQ(counter->sent(), 0);
+  EXPECT_EQ(task->status(), TaskStatus::completed);
+}
+
+TEST_F(TaskEngine, ProgressNotifiesEveryTime) {
   auto task = std::make_shared<ScriptedTask>("t");
   int notes = 0;
-  auto token = NotificationCenter::defaultCenter().addObserver(TaskItem::didProgressNotification, task.get(), nullptr,
-                                                              [&](const Notification&) { ++notes; });
-  task->setProgress(0.5);
-  task->setProgress(0.5);
-  NotificationCenter::defaultCenter().removeObserver(token);
+  {
+    Observation progress(TaskItem::didProgressNotification, task.get(), [&](const Notification&) { ++notes; });
+    task->setProgress(0.5);
+    task->setProgress(0.5);
+  }
   EXPECT_EQ(notes, 2);
   EXPECT_EQ(task->progress(), 0.5);
 }
 
+TEST_F(TaskEngine, AFailureWritesFourLinesToTheDebugLog) {
+  testing::ScratchFolder folder;
+  const auto log = folder / "debug.log";
+  ORVEnableDebugLog(log);
+  auto failing = std::make_shared<ScriptedTask>("Failing", /*fails=*/true);
+  failing->performFromBackground();
+  auto quiet = std::make_shared<ScriptedTask>("Quiet");
+  quiet->debugLog();
+  ORVDisableDebugLog();
+  const auto text = testing::readFile(log);
+  EXPECT_THAT(text, ::testing::EndsWith("\nTask failed:\nTitle Failing\nSubtitle ~/Failing\nboom\n"
+                                        "Task failed:\nTitle Quiet\nSubtitle ~/Quiet\nNo error\n"));
+  // Off, the log gets nothing.
+  failing->debugLog();
+  EXPECT_EQ(testing::readFile(log), text);
+}
+
 TEST(TaskStatus, TitlesAndFinishedStates) {
   EXPECT_EQ(TaskStatus(TaskStatus::cancelled).localizedDescription(), "Cancelled");
+  EXPECT_EQ(TaskStatus(TaskStatus::pending).localizedDescription(), "Pending");
   EXPECT_FALSE(TaskStatus(TaskStatus::processing).isFinished());
   EXPECT_TRUE(TaskStatus(TaskStatus::failed).isFinished());
 }
@@ -332,6 +544,7 @@ TEST(TaskItemDeathTest, AbstractMembersStop) {
   Bare bare;
   EXPECT_DEATH(bare.internalProcess(), "SHOULD BE IMPLEMENTED BY SUBCLASS internalProcess\\(\\)");
   EXPECT_DEATH((void)bare.title(), "SHOULD BE IMPLEMENTED BY SUBCLASS title");
+  EXPECT_DEATH((void)bare.subtitle(), "SHOULD BE IMPLEMENTED BY SUBCLASS subtitle");
 }
 
 }  // namespace

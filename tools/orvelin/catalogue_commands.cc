@@ -2,9 +2,13 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <future>
 #include <iostream>
+#include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -21,28 +25,93 @@ namespace orvelin::tool {
 
 namespace {
 
-// Prints the writer's progress and tells when it is done.
+namespace fs = std::filesystem;
+
+// Prints a line per stream as the writer ends it, and tells when the run is done. Its
+// callbacks run on the main queue, one at a time.
 class GenerationProgress final : public TagsResourcesWriterDelegate {
  public:
-  explicit GenerationProgress(bool quiet) : quiet_(quiet) {}
+  GenerationProgress(bool quiet, std::size_t streams) : quiet_(quiet), streams_(streams) {}
   void writerWillStart(TagsResourcesWriter&) override {}
-  void writerDidProgress(TagsResourcesWriter& writer) override {
-    if (quiet_) return;
-    std::fprintf(stderr, "catalogue: %lld/%lld\n", static_cast<long long>(writer.completedUnit()),
-                 static_cast<long long>(writer.totalUnit()));
+  void writerDidProgress(TagsResourcesWriter& writer) override { printNewStreams(writer); }
+  void writerDidFinish(TagsResourcesWriter& writer) override {
+    printNewStreams(writer);
+    finished_.set_value();
   }
-  void writerDidFinish(TagsResourcesWriter&) override { finished_.set_value(); }
   void waitFinished() { finished_.get_future().wait(); }
 
  private:
+  // A callback may come after several streams ended: it names each of them once.
+  void printNewStreams(TagsResourcesWriter& writer) {
+    const auto done = writer.completedStreams();
+    for (; printed_ < done.size(); ++printed_) {
+      if (!quiet_)
+        std::fprintf(stderr, "catalogue: %s (%zu/%zu)\n", done[printed_].rawValue().c_str(), printed_ + 1, streams_);
+    }
+  }
+
   bool quiet_;
+  std::size_t streams_;
+  std::size_t printed_ = 0;
   std::promise<void> finished_;
 };
+
+// A folder removed with everything in it when this goes out of scope.
+class FolderRemover {
+ public:
+  explicit FolderRemover(fs::path path) : path_(std::move(path)) {}
+  FolderRemover(const FolderRemover&) = delete;
+  FolderRemover& operator=(const FolderRemover&) = delete;
+  ~FolderRemover() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+// What a run should have written into `folder` and did not: the stream list, a ".tags" file
+// per stream, and a ".strings" file per stream in each language folder.
+std::vector<std::string> missingOutput(const fs::path& folder, const std::vector<TagStream>& streams) {
+  std::vector<std::string> missing;
+  const auto expect = [&](const fs::path& relative) {
+    std::error_code error;
+    if (!fs::is_regular_file(folder / relative, error)) missing.push_back(relative.string() + " was not written");
+  };
+  expect(fs::path("Tags") / "streams.json");
+  std::vector<fs::path> languages;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(folder / "Localized tags", error))
+    languages.push_back(fs::path("Localized tags") / entry.path().filename());
+  if (!streams.empty() && languages.size() != Language::allBasic().size())
+    missing.push_back("Localized tags holds " + std::to_string(languages.size()) + " languages instead of " +
+                      std::to_string(Language::allBasic().size()));
+  for (const auto& stream : streams) {
+    expect(fs::path("Tags") / (stream.rawValue() + ".tags"));
+    for (const auto& language : languages) expect(language / (stream.rawValue() + ".strings"));
+  }
+  return missing;
+}
+
+// Puts the catalogue folders of `fresh` in place of those of `directory`; the old ones go into
+// `fresh`, to be removed with it.
+std::optional<std::string> replaceCatalogue(const fs::path& fresh, const fs::path& directory) {
+  for (const char* name : {"Tags", "Localized tags"}) {
+    std::error_code error;
+    if (fs::exists(directory / name, error)) fs::rename(directory / name, fresh / (std::string("former ") + name), error);
+    if (!error) fs::rename(fresh / name, directory / name, error);
+    if (error) return std::string(name) + " cannot be replaced: " + error.message();
+  }
+  return std::nullopt;
+}
 
 int generateCatalogue(const std::string& directory, std::vector<std::string> streamNames, bool quiet) {
   const auto start = std::chrono::steady_clock::now();
   std::vector<TagStream> streams;
   if (streamNames.empty()) {
+    // exiftool's own spelling of each stream, so that the catalogue matches what it reads.
     streams = TagsResourcesWriter::streamsKnownToExifTool();
     if (streams.empty()) {
       std::fprintf(stderr, "orvelin: exiftool lists no group; is it installed (Debian: libimage-exiftool-perl)?\n");
@@ -51,25 +120,44 @@ int generateCatalogue(const std::string& directory, std::vector<std::string> str
   } else {
     for (auto& name : streamNames) streams.emplace_back(std::move(name));
   }
-  auto writer = TagsResourcesWriter::make(std::filesystem::absolute(directory));
+  const auto target = fs::absolute(directory);
+  std::error_code error;
+  fs::create_directories(target, error);
+  if (error) {
+    std::fprintf(stderr, "%s: %s\n", directory.c_str(), error.message().c_str());
+    return 1;
+  }
+  // Generated into a fresh folder, which replaces the catalogue only when every stream was
+  // written: no file of a stream that is no longer generated stays behind, and a failed run
+  // leaves the former catalogue as it was.
+  FolderRemover fresh(target / (".catalogue-" + ORVMakeUUIDString()));
+  auto writer = TagsResourcesWriter::make(fresh.path());
   writer->streams = streams;
-  auto progress = std::make_shared<GenerationProgress>(quiet);
+  auto progress = std::make_shared<GenerationProgress>(quiet, streams.size());
   writer->delegate = progress;
   writer->writeResources();
   writer->waitResourcesGeneration();
   progress->waitFinished();
 
-  // Count what was written, from the files themselves.
-  auto reader = TagsResourcesReader::make(writer->directoryURL);
-  reader->readResources();
-  reader->waitResourcesParsing();
-  std::size_t tags = 0;
-  for (const auto& [stream, items] : reader->tagItems()) tags += items.size();
-  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-  if (!quiet)
+  auto failures = missingOutput(fresh.path(), streams);
+  if (failures.empty()) {
+    if (auto failure = replaceCatalogue(fresh.path(), target)) failures.push_back(std::move(*failure));
+  }
+  for (const auto& failure : failures) std::fprintf(stderr, "%s: %s\n", directory.c_str(), failure.c_str());
+  if (!failures.empty()) return 1;
+
+  if (!quiet) {
+    // Count what was written, from the files themselves.
+    auto reader = TagsResourcesReader::make(target);
+    reader->readResources();
+    reader->waitResourcesParsing();
+    std::size_t tags = 0;
+    for (const auto& [stream, items] : reader->tagItems()) tags += items.size();
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     std::fprintf(stderr, "catalogue: %zu streams, %zu tags in %s (%.1f s)\n", streams.size(), tags, directory.c_str(),
                  elapsed.count());
-  return tags == 0 ? 1 : 0;
+  }
+  return 0;
 }
 
 int catalogueInfo(bool json) {
@@ -77,7 +165,7 @@ int catalogueInfo(bool json) {
   resources.reload();
   const auto catalogue = resources.catalogue();
   std::size_t tags = 0, writable = 0;
-  for (const auto& [stream, items] : catalogue->tags) {
+  for (const auto& [stream, items] : catalogue->cachedTags) {
     tags += items.size();
     for (const auto& [key, item] : items) writable += item->isWritable ? 1 : 0;
   }
@@ -90,14 +178,14 @@ int catalogueInfo(bool json) {
   std::sort(languages.begin(), languages.end());
   if (json) {
     nlohmann::json out = {{"resources", ORVResourcesDirectory().string()},
-                          {"streams", catalogue->streams},
+                          {"streams", catalogue->cachedStreams},
                           {"tags", tags},
                           {"writable", writable},
                           {"languages", languages}};
     std::cout << out.dump(2) << "\n";
   } else {
     std::cout << "resources: " << ORVResourcesDirectory().string() << "\n";
-    std::cout << "streams: " << catalogue->streams.size() << "\n";
+    std::cout << "streams: " << catalogue->cachedStreams.size() << "\n";
     std::cout << "tags: " << tags << "\n";
     std::cout << "writable: " << writable << "\n";
     std::cout << "languages: " << languages.size();
@@ -146,7 +234,7 @@ int showTag(const std::string& rawName, const std::string& languageName) {
     std::fprintf(stderr, "%s: not in the catalogue\n", rawName.c_str());
     return 1;
   }
-  nlohmann::json out = item->data();
+  nlohmann::ordered_json out = item->data();
   out["converter"] = converterKind(*item->converter());
   out["localizedName"] = item->localizedName();
   out["localizedValues"] = item->localizedValues();

@@ -19,9 +19,19 @@ class Value;
 
 // One loaded state of the catalogue. Immutable once made; shared by every reader of it.
 struct TagsCatalogue {
-  std::vector<TagStream> streams;
-  std::unordered_map<TagStream, std::vector<TagKey>> keys;  // in catalogue order (by index)
-  TagItemsByStream tags;
+  TagsCatalogue() = default;
+  TagsCatalogue(const TagsCatalogue&) = delete;  // the former names below refer to this object's fields
+  TagsCatalogue& operator=(const TagsCatalogue&) = delete;
+
+  std::vector<TagStream> cachedStreams;
+  std::unordered_map<TagStream, std::vector<TagKey>> cachedKeys;  // in catalogue order (by index)
+  TagItemsByStream cachedTags;
+
+  // The same three fields under their former names, for the callers not yet moved over to the
+  // names above.
+  const std::vector<TagStream>& streams = cachedStreams;
+  const std::unordered_map<TagStream, std::vector<TagKey>>& keys = cachedKeys;
+  const TagItemsByStream& tags = cachedTags;
 
   // Look-ups: absent when the stream or the key is unknown.
   std::shared_ptr<const TagItem> tag(const TagKey& key, const TagStream& stream) const;
@@ -47,6 +57,7 @@ class TagsResources {
   TagsResources& operator=(const TagsResources&) = delete;
   virtual ~TagsResources() = default;
 
+  // cachedStreams of the present state.
   virtual std::vector<TagStream> streams() const;
   // Keys of a stream in catalogue order; empty for an unknown stream.
   virtual std::vector<TagKey> keys(const TagStream& stream) const;

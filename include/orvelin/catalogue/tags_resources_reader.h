@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "orvelin/catalogue/catalogue_run.h"
 #include "orvelin/support/executor.h"
 #include "orvelin/support/operation_queue.h"
 #include "orvelin/tags/tag_item.h"
@@ -37,10 +38,11 @@ class TagsResourcesReaderDelegate {
 // leaves that stream empty. Records that do not make an item, and the types "unknown", "undef",
 // "note" and "imagedata", are dropped; with onlyKeepWritable, so are read-only tags.
 //
-// Made with make(); the delegate callbacks keep the reader alive until they have run.
-// readResources() and the accessors are safe from any thread; the counters, the stream list and
-// the items are guarded by an internal lock (the "process queue"). Set the fields before
-// readResources(). Destroying the reader waits for the parses under way.
+// Made with make() and held by shared_ptr; the delegate callbacks keep the reader alive until
+// they have run. readResources() and the accessors are safe from any thread; the counters, the
+// stream list and the items are guarded by an internal lock (the "process queue"). Set the
+// fields before readResources(). The last owner may let the reader go during a run: destroying
+// it drops the streams not begun, waits for the parses under way and sends no more callbacks.
 class TagsResourcesReader : public std::enable_shared_from_this<TagsResourcesReader> {
  public:
   static std::shared_ptr<TagsResourcesReader> make(std::filesystem::path directoryURL);
@@ -72,17 +74,12 @@ class TagsResourcesReader : public std::enable_shared_from_this<TagsResourcesRea
 
   void determineStreams();
   void parseTags(const TagStream& stream);
-  void incrementCompletedUnit();
   void prepareProcessDidFinish();
-  void notify(void (TagsResourcesReaderDelegate::*callback)(TagsResourcesReader&));
-  double progressLocked() const;
 
-  mutable std::mutex processQueue_;  // guards the fields below
+  mutable std::mutex processQueue_;  // guards streams_, tagItems_ and, through run_, the counters
   std::vector<TagStream> streams_;
   TagItemsByStream tagItems_;
-  bool isReading_ = false;
-  std::int64_t completedUnit_ = 0;
-  std::int64_t totalUnit_ = 0;
+  CatalogueRunCounter run_{processQueue_};
 
   OperationQueue operationQueue_;
 };

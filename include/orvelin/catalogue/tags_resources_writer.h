@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "orvelin/catalogue/catalogue_run.h"
 #include "orvelin/exiftool/language.h"
 #include "orvelin/support/executor.h"
 #include "orvelin/support/operation_queue.h"
@@ -42,11 +43,19 @@ struct TagsParseResult {
 // "Tags/<stream>.tags" and one "Localized tags/<Language>.lproj/<stream>.strings" per language;
 // "Tags/streams.json" lists the streams.
 //
-// Up to 8 streams run at once, each with its own exiftool process. Failures are printed (and
-// logged when the debug log is on) and skip that stream or language; a run always ends with
-// writerDidFinish. Made with make(); set the fields before writeResources(). The counters are
-// guarded by an internal lock; the override maps are only read once the run has started. Destroying
-// the writer waits for the streams under way.
+// The streams are the caller's choice, and are written as given: each under its raw name, on
+// exiftool's command line, in the records, the strings keys and the file names. The writer
+// never renames a stream. A catalogue that the library's reader will match against exiftool's
+// output must therefore name the streams as exiftool does ("DjVu" and "GeoTiff", not the
+// constants' "DJVU" and "GeoTIFF"): streamsKnownToExifTool() gives such a list.
+//
+// Up to 8 streams run at once, each with its own exiftool process. Failures are printed on the
+// library's console (and written to the debug log when it is on) and skip that stream or
+// language; a run always ends with writerDidFinish. Made with make() and held by shared_ptr;
+// set the fields before writeResources(). The counters are guarded by an internal lock (the
+// "process queue"); the override maps are only read once the run has started. The last owner
+// may let the writer go during a run: destroying it drops the streams not begun, waits for the
+// streams under way and sends no more callbacks.
 class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWriter> {
  public:
   using StringMap = std::map<std::string, std::map<std::string, std::string, std::less<>>, std::less<>>;
@@ -54,9 +63,10 @@ class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWri
 
   static std::shared_ptr<TagsResourcesWriter> make(std::filesystem::path directoryURL);
 
-  // The stream constants that exiftool knows as a group of family 0 or 1 (all but the
-  // library's own "ORVFinder"), in exiftool's spelling ("DjVu" for the constant "DJVU"), in
-  // the constants' order. Runs exiftool twice; empty when it cannot run.
+  // For callers: the stream constants that exiftool knows as a group of family 0 or 1 (all but
+  // the library's own "ORVFinder"), in exiftool's spelling ("DjVu" for the constant "DJVU",
+  // "GeoTiff" for "GeoTIFF"), in the constants' order. Runs exiftool twice; empty when it
+  // cannot run.
   static std::vector<TagStream> streamsKnownToExifTool();
   TagsResourcesWriter(const TagsResourcesWriter&) = delete;
   TagsResourcesWriter& operator=(const TagsResourcesWriter&) = delete;
@@ -77,6 +87,9 @@ class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWri
   std::int64_t completedUnit() const;
   std::int64_t totalUnit() const;  // streams + 1 (the stream list)
   double progress() const;         // 1.0 when totalUnit is 0
+  // The streams whose generation has ended (written or failed), in the order they ended, since
+  // writeResources() began the current or the last run. For progress lines naming the stream.
+  std::vector<TagStream> completedStreams() const;
 
   // The corrections read from the override resources at construction: stream -> tag -> type
   // (a TagType raw value), access ("write" means writable, anything else not), count.
@@ -91,9 +104,8 @@ class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWri
   void exportTags(const std::vector<TagItemData>& records, const TagStream& stream) const;
   void exportStrings(const TagsParseResult& result, const TagStream& stream) const;
   // Applies the overrides to one record: its type, access and count from the override maps,
-  // "string" for the ICC profile's tags of unknown type ("?"), and for exiftool's storage
-  // formats that have no type of their own ("int16s", "float", "utf8"...) the type whose values
-  // behave alike ("integer", "real", "string"...).
+  // and "string" for the ICC profile's tags of unknown type ("?"). A type that is no TagType
+  // raw value stays as it is (the reader drops such a tag); a record without a type is printed.
   void fixTagItemData(TagItemData& record) const;
 
  private:
@@ -101,13 +113,10 @@ class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWri
 
   void exportStreams() const;
   void generateTags(const TagStream& stream) const;
-  void countUnit();
-  void notify(void (TagsResourcesWriterDelegate::*callback)(TagsResourcesWriter&));
+  void unitDone(std::string_view stream);
 
-  mutable std::mutex processQueue_;  // guards the three fields below
-  bool isWriting_ = false;
-  std::int64_t completedUnit_ = 0;
-  std::int64_t totalUnit_ = 0;
+  mutable std::mutex processQueue_;  // guards, through run_, the counters
+  CatalogueRunCounter run_{processQueue_};
 
   OperationQueue operationQueue_;
 };

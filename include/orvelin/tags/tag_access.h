@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <optional>
@@ -41,8 +42,16 @@ class TagAccess {
   using AccessTable = std::map<std::string, std::map<std::string, TagAccess, std::less<>>, std::less<>>;
   static const AccessTable& accessByFileTypes();
 
-  // Decodes a table of that form; throws nlohmann::json exceptions, or std::invalid_argument
-  // for an access text other than the four.
+  // Reads the table from the file at `url` (absent: the resource is missing). A failure prints
+  // on the library's console, and writes to the debug file, "URL of TagsAccessByFileTypes is
+  // nil" (no URL), "Data of TagsAccessByFileTypes is nil" (unreadable) or "Data of
+  // TagsAccessByFileTypes cannot be decoded", and gives an empty table.
+  static AccessTable readTagsAccess(const std::optional<std::filesystem::path>& url);
+
+  // Decodes a table of that form as a whole: an object of file types, each an object of
+  // streams, each one of the four access texts. Anything else (an array or a text where an
+  // object belongs, an unknown access) throws: std::invalid_argument, or a nlohmann::json
+  // exception for text that is no JSON.
   static AccessTable decodeAccessTable(const nlohmann::json& json);
 
  private:

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -17,8 +18,11 @@ namespace orvelin {
 
 // One record of the catalogue as it stands in a ".tags" file. Coded in JSON with the keys
 // "index", "stream", "key", "type" (each optional: written only when present, absent when
-// missing) and "values", "count", "isWritable", "isFlatten", "isList", "isBinary",
-// "isUnsafe" (required: decoding throws nlohmann::json exceptions without them).
+// missing or null) and "values", "count", "isWritable", "isFlatten", "isList", "isBinary",
+// "isUnsafe" (required). Decoding throws nlohmann::json exceptions when a required key is
+// missing or any key has the wrong kind of value: "index" and "count" must be integers of the
+// signed 64-bit range (1.7 is none), "values" an array of texts.
+// Encoding into an ordered_json keeps the keys in the order above; nlohmann::json sorts them.
 struct TagItemData {
   std::optional<std::int64_t> index;
   std::optional<std::string> stream;
@@ -36,13 +40,16 @@ struct TagItemData {
 };
 
 void to_json(nlohmann::json& json, const TagItemData& data);
+void to_json(nlohmann::ordered_json& json, const TagItemData& data);
 void from_json(const nlohmann::json& json, TagItemData& data);
 
 // What the catalogue knows of one tag: type, vocabulary, count, writability and flags.
 //
 // One instance per tag, shared by std::shared_ptr and immutable but for two lazily filled
 // caches (the localised name and values), which are safe to read from many threads.
-// Identity: two items are equal only when they are the same object; order is by `index` alone.
+// Identity: two items are equal only when they are the same object (==); `<` compares `index`
+// alone, so two items with the same index are neither less nor equal; std::hash<TagItem> hashes
+// the stream's and the key's texts of `name`.
 class TagItem {
  public:
   // Absent when `index`, `stream`, `key` or `type` is missing, or the type is no TagType.
@@ -90,6 +97,9 @@ class TagItem {
   // The item as a catalogue record.
   TagItemData data() const;
 
+  friend bool operator==(const TagItem& lhs, const TagItem& rhs) { return &lhs == &rhs; }
+  friend bool operator<(const TagItem& lhs, const TagItem& rhs) { return lhs.index < rhs.index; }
+
  private:
   enum class ArrayKind : std::uint8_t { none, dynamic, fixed };
 
@@ -100,11 +110,13 @@ class TagItem {
   mutable std::vector<std::string> localizedValues_;
 };
 
-// Orders items by index.
-struct TagItemIndexLess {
-  bool operator()(const std::shared_ptr<const TagItem>& lhs, const std::shared_ptr<const TagItem>& rhs) const {
-    return lhs->index < rhs->index;
+}  // namespace orvelin
+
+template <>
+struct std::hash<orvelin::TagItem> {
+  std::size_t operator()(const orvelin::TagItem& item) const noexcept {
+    const std::size_t stream = std::hash<std::string>{}(item.name.stream().rawValue());
+    const std::size_t key = std::hash<std::string>{}(item.name.key().rawValue());
+    return stream ^ (key + 0x9e3779b97f4a7c15ULL + (stream << 6) + (stream >> 2));
   }
 };
-
-}  // namespace orvelin
