@@ -5,6 +5,7 @@
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/support/debug_log.h"
 #include "orvelin/support/fatal.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/string_extensions.h"
@@ -280,7 +281,7 @@ void MetadataEditor::prepareInternalSaveChanges(ReadWriteStorage&) {
 
 void MetadataEditor::performInternalFlushChanges(ReadWriteStorage&) {
   write([](MetadataEditorCore& core) {
-    if (core.lockCounter < 1) std::cout << "Flushing changes while storage is not locked." << std::endl;
+    if (core.lockCounter < 1) ORVPrint("Flushing changes while storage is not locked.");
     core.storage.flushNewToOriginalValues();
   });
 }

@@ -14,9 +14,7 @@ constexpr std::array<std::string_view, 7> typeNames = {"value", "copy", "merge",
 
 }  // namespace
 
-PresetEntry::CodingError::CodingError(Code code) : std::runtime_error(errorDescription(code)), code_(code) {}
-
-const char* PresetEntry::CodingError::errorDescription(Code code) {
+const char* PresetEntry::CodingError::text(Code code) {
   switch (code) {
     case Code::unknownType: return "Unknown type";
   }

@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cstdio>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <sstream>
@@ -36,23 +36,23 @@ std::optional<Date> dateOf(const ReadWriteStorage& storage, const TagName& name)
 
 }  // namespace
 
-FileAttributes MetadataWriter::fileAttributes(const ReadWriteStorage& storage) const {
+namespace metadata_writer_detail {
+
+FileAttributes fileAttributes(const ReadWriteStorage& storage, bool createDate, bool modifyDate) {
   FileAttributes attributes;
-  if (shouldUpdateSourceSystemCreateDate) attributes.creationDate = dateOf(storage, TagName::exifCreateDate);
-  if (shouldUpdateSourceSystemModifyDate) attributes.modificationDate = dateOf(storage, TagName::exifModifyDate);
+  if (createDate) attributes.creationDate = dateOf(storage, TagName::exifCreateDate);
+  if (modifyDate) attributes.modificationDate = dateOf(storage, TagName::exifModifyDate);
   return attributes;
 }
 
-URLAttributes MetadataWriter::urlAttributes(const ReadWriteStorage& storage) const {
+URLAttributes urlAttributes(const ReadWriteStorage& storage, bool finderTags) {
   URLAttributes attributes;
-  if (shouldUpdateSourceFinderTags && storage.writtenFinderTags()) attributes.tagNames = *storage.writtenFinderTags();
+  if (finderTags && storage.writtenFinderTags()) attributes.tagNames = *storage.writtenFinderTags();
   return attributes;
 }
 
-void MetadataWriter::writeFileAttributes(const ReadWriteStorage& storage) const {
-  const auto attributes = fileAttributes(storage);
+void writeFileAttributes(const fs::path& url, const FileAttributes& attributes) {
   if (attributes.empty()) return;
-  const auto& url = storage.sourceFileURL();
   if (attributes.creationDate) ORVDebugLog("File creation date of " + url.string() + " cannot be set on this system");
   if (!attributes.modificationDate) return;
   const auto since = attributes.modificationDate->time_since_epoch();
@@ -63,20 +63,19 @@ void MetadataWriter::writeFileAttributes(const ReadWriteStorage& storage) const 
     throw fs::filesystem_error("cannot set the modification date", url, std::error_code(errno, std::generic_category()));
 }
 
-void MetadataWriter::writeURLAttributes(const ReadWriteStorage& storage) const {
-  const auto attributes = urlAttributes(storage);
+void writeURLAttributes(const fs::path& url, const URLAttributes& attributes) {
   if (attributes.empty()) return;
   std::error_code error;
-  writeFinderTags(storage.sourceFileURL(), *attributes.tagNames, error);
-  if (error) throw fs::filesystem_error("cannot set the Finder tags", storage.sourceFileURL(), error);
+  writeFinderTags(url, *attributes.tagNames, error);
+  if (error) throw fs::filesystem_error("cannot set the Finder tags", url, error);
 }
+
+}  // namespace metadata_writer_detail
 
 // ---------------------------------------------------------------------------------------------
 // Errors
 
-MetadataETWriterError::MetadataETWriterError(Code code) : std::runtime_error(errorDescription(code)), code_(code) {}
-
-const char* MetadataETWriterError::errorDescription(Code code) {
+const char* MetadataETWriterError::text(Code code) {
   switch (code) {
     case Code::copySourceImageFailed: return "Copy of source failed";
     case Code::jsonEncodingFailed: return "JSON encoding failed";
@@ -91,26 +90,28 @@ const char* MetadataETWriterError::errorDescription(Code code) {
 
 namespace {
 
-// Writes a failure of the JSON step to the log and to standard output when the log is on.
-void reportJSONFailure(const char* text) {
-  if (!ORVIsDebugLogEnabled()) return;
-  ORVDebugLogWrite(text);
-}
-
 // The extensions (upper case) of the file types that exiftool writes, as `exiftool -listwf`
-// prints them; asked once per process, again while the answer is empty.
-std::set<std::string> writableExtensions() {
+// prints them. Asked once per process and again while the answer is empty; the process runs
+// outside the lock, which guards only the published answer, so two first callers at the same
+// time may both ask, and the first answer published is the one kept.
+std::shared_ptr<const std::set<std::string>> writableExtensions() {
   static std::mutex mutex;
-  static std::set<std::string> extensions;
-  std::lock_guard lock(mutex);
-  if (!extensions.empty()) return extensions;
+  static std::shared_ptr<const std::set<std::string>> published;  // guarded by mutex
+  {
+    std::lock_guard lock(mutex);
+    if (published) return published;
+  }
   ExifToolCLI cli;
   cli.run({"-listwf"});
+  auto extensions = std::make_shared<std::set<std::string>>();
   std::istringstream lines(cli.buildStdOutString().value_or(""));
   std::string line;
   std::getline(lines, line);  // "Writable file extensions:"
-  for (std::string word; lines >> word;) extensions.insert(asciiUppercased(word));
-  return extensions;
+  for (std::string word; lines >> word;) extensions->insert(asciiUppercased(word));
+  if (extensions->empty()) return extensions;
+  std::lock_guard lock(mutex);
+  if (!published) published = std::move(extensions);
+  return published;
 }
 
 // The extension of a file name as exiftool sees it: what follows the last dot, upper-cased.
@@ -121,17 +122,20 @@ std::string exifToolExtension(const std::string& filename) {
 
 // The files that exiftool writes when it is given `folder`: its files of a writable type, or
 // with -ext those of that extension; with -r also those of its subfolders whose names do not
-// begin with a dot.
+// begin with a dot. A symbolic link to a folder is not followed (a link back to a parent would
+// never end); the files beneath it keep their Finder tags.
 void collectWrittenFiles(const fs::path& folder, bool recurse, const std::optional<std::string>& filter,
                          const std::set<std::string>& writable, std::vector<fs::path>& files) {
   std::error_code error;
   for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
     const auto name = it->path().filename().string();
     std::error_code statusError;
-    if (it->is_directory(statusError)) {
+    const auto status = it->symlink_status(statusError);
+    if (fs::is_directory(status)) {
       if (recurse && name.front() != '.') collectWrittenFiles(it->path(), recurse, filter, writable, files);
       continue;
     }
+    if (fs::is_symlink(status) && fs::is_directory(it->path(), statusError)) continue;
     const auto extension = exifToolExtension(name);
     if (filter ? (*filter == "*" || extension == *filter) : writable.contains(extension)) files.push_back(it->path());
   }
@@ -151,7 +155,8 @@ void writeImagesFinderTags(const fs::path& url, const std::vector<std::string>& 
       if (!extension.empty() && extension.front() == '.') extension.erase(0, 1);
       filter = asciiUppercased(extension);
     }
-    collectWrittenFiles(url, recurse, filter, filter ? std::set<std::string>() : writableExtensions(), files);
+    const auto writable = filter ? std::make_shared<const std::set<std::string>>() : writableExtensions();
+    collectWrittenFiles(url, recurse, filter, *writable, files);
   } else {
     files.push_back(url);
   }
@@ -160,6 +165,31 @@ void writeImagesFinderTags(const fs::path& url, const std::vector<std::string>& 
     if (error) ORVDebugLog("Finder tags of " + file.string() + " cannot be set: " + error.message());
   }
 }
+
+// Removes the JSON file of a run through the library's file system. A removal that fails is
+// written to the debug log and otherwise ignored: the save's outcome does not depend on it.
+void removeJSONFile(const fs::path& url) {
+  std::error_code error;
+  ORVGetFileSystem()->removeItem(url, error);
+  if (error) ORVDebugLog("JSON file at " + url.string() + " cannot be removed: " + error.message());
+}
+
+// Removes the JSON file when the run that uses it ends, on every way out.
+class JSONFileRemover {
+ public:
+  explicit JSONFileRemover(fs::path url) : url_(std::move(url)) {}
+  JSONFileRemover(const JSONFileRemover&) = delete;
+  JSONFileRemover& operator=(const JSONFileRemover&) = delete;
+  ~JSONFileRemover() {
+    try {
+      removeJSONFile(url_);
+    } catch (...) {  // only the log's text can fail (memory), and a destructor must not throw
+    }
+  }
+
+ private:
+  fs::path url_;
+};
 
 void logOutput(const ExifToolCLI& cli) {
   ORVDebugLog([&] {
@@ -215,11 +245,11 @@ fs::path MetadataETWriter::createJSONFile(const nlohmann::json& values) const {
   try {
     text = values.dump(2);
   } catch (const nlohmann::json::exception&) {
-    reportJSONFailure("JSON encoding failed");
+    ORVDebugLog("JSON encoding failed");
     throw MetadataETWriterError(MetadataETWriterError::Code::jsonEncodingFailed);
   }
   if (!writeFileAtomically(url, text)) {
-    reportJSONFailure("JSON file creation failed");
+    ORVDebugLog("JSON file creation failed");
     throw MetadataETWriterError(MetadataETWriterError::Code::jsonFileCreationFailed);
   }
   return url;
@@ -229,7 +259,7 @@ void MetadataETWriter::writeMetadataValue(const ReadWriteStorage& storage) {
   const auto values = jsonValues(storage);
   if (values.empty()) return;
   const auto jsonURL = createJSONFile(values);
-  ScopedFileRemover jsonRemover(jsonURL);
+  JSONFileRemover jsonRemover(jsonURL);
   auto* fileSystem = ORVGetFileSystem();
 
   const auto& source = storage.sourceFileURL();
@@ -314,7 +344,7 @@ void MetadataETWriter::exportSidecar(const ReadWriteStorage& storage, const fs::
   const auto values = jsonValues(storage);
   if (values.empty()) return;
   const auto jsonURL = createJSONFile(values);
-  ScopedFileRemover jsonRemover(jsonURL);
+  JSONFileRemover jsonRemover(jsonURL);
   auto arguments = buildArguments(jsonURL);
   if (!storage.isFolder()) arguments.insert(arguments.begin(), {"-tagsfromfile", storage.sourceFileURL().string()});
   arguments.push_back(url.string());

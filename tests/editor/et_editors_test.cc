@@ -10,6 +10,7 @@
 
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/files.h"
 #include "orvelin/support/process_runner.h"
@@ -75,21 +76,65 @@ TEST_F(ETEditorsTest, ReadImageFolderRunsNoProcess) {
   EXPECT_EQ(folder->extractThumbnail(), std::nullopt);
 }
 
-TEST_F(ETEditorsTest, ThumbnailComesFromTheFileWhenItsLengthsSaySo) {
-  // GPS.jpg has an embedded thumbnail: exiftool is asked for it.
-  auto withThumbnail = read(copySample("GPS.jpg", scratch.path()));
-  ASSERT_THAT(withThumbnail->originalValue(TagName::exifThumbnailLength), Optional(std::string("28")));
+// Runs exiftool on `path` with `arguments`, in place.
+void runExifTool(const fs::path& path, std::vector<std::string> arguments) {
+  ExifToolCLI cli;
+  cli.overwriteInPlace = true;
+  arguments.push_back(path.string());
+  cli.run(arguments);
+}
+
+TEST_F(ETEditorsTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
+  // GPS.jpg (120 x 80) gets Canon.jpg (8 x 8) as its EXIF thumbnail.
+  const auto path = copySample("GPS.jpg", scratch.path());
+  runExifTool(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
+  auto editor = read(path);
+  ASSERT_THAT(editor->originalValue(TagName::exifThumbnailLength),
+              Optional(std::to_string(fs::file_size(testing::dataDirectory() / "Canon.jpg"))));
   {
     CountingRunner runner;
-    withThumbnail->extractThumbnail();
-    EXPECT_EQ(runner.runs, 1);
+    const auto thumbnail = editor->extractThumbnail();
+    EXPECT_EQ(runner.runs, 1) << "exiftool extracts the embedded thumbnail";
+    ASSERT_TRUE(thumbnail.has_value());
+    EXPECT_EQ(thumbnail->width(), 8);
+    EXPECT_EQ(thumbnail->height(), 8);
   }
+
   // A pending "0" or empty length skips the embedded one: no process, a picture of the image.
   for (const std::string pending : {"0", ""}) {
-    withThumbnail->unsafeSetValue(pending, TagName::exifThumbnailLength);
+    editor->unsafeSetValue(pending, TagName::exifThumbnailLength);
     CountingRunner runner;
-    const auto thumbnail = withThumbnail->extractThumbnail();
+    const auto thumbnail = editor->extractThumbnail();
     EXPECT_EQ(runner.runs, 0) << "pending length '" << pending << "'";
+    ASSERT_TRUE(thumbnail.has_value());
+    EXPECT_EQ(thumbnail->width(), 120);
+    EXPECT_EQ(thumbnail->height(), 80);
+  }
+  editor->unsafeSetValue(std::nullopt, TagName::exifThumbnailLength);
+  ASSERT_EQ(editor->extractThumbnail()->width(), 8);
+
+  // So does a thumbnail removed through the editor, until the edit is withdrawn.
+  editor->removeThumbnail();
+  {
+    CountingRunner runner;
+    const auto thumbnail = editor->extractThumbnail();
+    EXPECT_EQ(runner.runs, 0);
+    ASSERT_TRUE(thumbnail.has_value());
+    EXPECT_EQ(thumbnail->width(), 120);
+  }
+  editor->restoreThumbnail();
+  EXPECT_EQ(editor->extractThumbnail()->width(), 8);
+}
+
+TEST_F(ETEditorsTest, ThumbnailFallsBackOnAPictureOfTheImage) {
+  // GPS.jpg says its thumbnail is 28 bytes long, but they are no image: exiftool is asked, and
+  // the picture of the main image is the answer.
+  auto broken = read(copySample("GPS.jpg", scratch.path()));
+  ASSERT_THAT(broken->originalValue(TagName::exifThumbnailLength), Optional(std::string("28")));
+  {
+    CountingRunner runner;
+    const auto thumbnail = broken->extractThumbnail();
+    EXPECT_EQ(runner.runs, 1);
     ASSERT_TRUE(thumbnail.has_value());
     EXPECT_EQ(thumbnail->width(), 120);
     EXPECT_EQ(thumbnail->height(), 80);
@@ -104,6 +149,12 @@ TEST_F(ETEditorsTest, ThumbnailComesFromTheFileWhenItsLengthsSaySo) {
   EXPECT_EQ(runner.runs, 0);
   ASSERT_TRUE(thumbnail.has_value());
   EXPECT_EQ(thumbnail->width(), 8);
+
+  // A file that is no image has no picture at all.
+  testing::writeFile(scratch / "notes.jpg", "not an image");
+  ReadWriteStorage storage(scratch / "notes.jpg");
+  EXPECT_EQ(MetadataEditor::create<ETImageMetadataEditor>(std::move(storage), std::nullopt)->extractThumbnail(),
+            std::nullopt);
 }
 
 }  // namespace

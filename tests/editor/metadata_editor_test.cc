@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -16,6 +17,7 @@
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/support/debug_log.h"
 #include "orvelin/support/files.h"
 
 namespace orvelin {
@@ -419,24 +421,60 @@ TEST_F(MetadataEditorTest, SaveProtocolWithPendingFinderTagsAloneHasAnEmptySessi
   EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Red"}) << "still pending after a failure";
 }
 
-TEST_F(MetadataEditorTest, FlushOfAnUnlockedEditorWarnsAndFlushes) {
+// Points the library's console at a file of its own while it lives.
+class ConsoleCapture {
+ public:
+  ConsoleCapture() : file_(std::tmpfile()), previous_(ORVGetConsole()) { ORVSetConsole(::fileno(file_)); }
+  ConsoleCapture(const ConsoleCapture&) = delete;
+  ConsoleCapture& operator=(const ConsoleCapture&) = delete;
+  ~ConsoleCapture() {
+    ORVSetConsole(previous_);
+    std::fclose(file_);
+  }
+  // What was printed so far.
+  std::string text() const {
+    std::string text;
+    std::rewind(file_);
+    for (int c; (c = std::fgetc(file_)) != EOF;) text.push_back(static_cast<char>(c));
+    return text;
+  }
+
+ private:
+  std::FILE* file_;
+  int previous_;
+};
+
+TEST_F(MetadataEditorTest, FlushOfAnUnlockedEditorWarnsOnTheConsoleAndFlushes) {
   auto editor = jpegEditor();
   editor->setValue(std::string("Ada"), artist);
   auto storage = editor->storage();
 
-  ::testing::internal::CaptureStdout();
-  editor->performInternalFlushChanges(storage);
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Flushing changes while storage is not locked.\n");
+  {
+    ConsoleCapture console;
+    ::testing::internal::CaptureStdout();
+    editor->performInternalFlushChanges(storage);
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "") << "the library's console, not standard output";
+    EXPECT_EQ(console.text(), "Flushing changes while storage is not locked.\n");
+  }
   EXPECT_THAT(editor->originalValue(artist), Optional(std::string("Ada")));
   EXPECT_FALSE(editor->isEdited());
 
   editor->setValue(std::string("Bob"), artist);
   editor->lockEditor();
-  ::testing::internal::CaptureStdout();
-  editor->performInternalFlushChanges(storage);
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  {
+    ConsoleCapture console;
+    editor->performInternalFlushChanges(storage);
+    EXPECT_EQ(console.text(), "");
+  }
   editor->unlockEditor();
   EXPECT_THAT(editor->originalValue(artist), Optional(std::string("Bob")));
+
+  // debugPrint() is for a developer at a terminal: standard output, whatever the console.
+  ConsoleCapture console;
+  ::testing::internal::CaptureStdout();
+  editor->debugPrint();
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), editor->debugDescription());
+  EXPECT_EQ(console.text(), "");
 }
 
 }  // namespace

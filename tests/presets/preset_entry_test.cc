@@ -42,6 +42,9 @@ TEST(PresetEntry, DecodingNeedsBothTextMembersAndAKnownType) {
     } catch (const PresetEntry::CodingError& error) {
       EXPECT_EQ(error.code(), PresetEntry::CodingError::Code::unknownType);
       EXPECT_STREQ(error.what(), "Unknown type");
+      EXPECT_EQ(error.errorDescription(), "Unknown type");
+      EXPECT_EQ(error.localizedDescription(), "Unknown type");
+      EXPECT_STREQ(PresetEntry::CodingError::errorDescription(error.code()), "Unknown type");
     }
   }
 }

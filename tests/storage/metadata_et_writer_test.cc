@@ -1,18 +1,23 @@
 #include "orvelin/storage/metadata_et_writer.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -22,8 +27,10 @@
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/exiftool/one_command_jobs.h"
 #include "orvelin/imageservice/image.h"
 #include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
 #include "orvelin/support/notification_center.h"
@@ -70,12 +77,6 @@ std::vector<std::string> finderTagsOf(const fs::path& path) {
   return tags;
 }
 
-// The decoded pixels of an image file; empty when libvips cannot decode it.
-std::string pixelsOf(const fs::path& path) {
-  const auto image = Image::decodeFile(path);
-  return image ? image->pixelData() : std::string();
-}
-
 // Saves as the save tasks do: the editor locked around the writer's call.
 void save(MetadataETWriter& writer, const std::shared_ptr<ETImageMetadataEditor>& editor) {
   editor->lockEditor();
@@ -97,7 +98,7 @@ class RecordingOwner : public ReadWriteStorageOwner {
   std::vector<std::string> calls;
 };
 
-// A file system whose moves fail on demand; it records every move.
+// A file system whose moves and removals fail on demand; it records them.
 class FailingFileSystem : public FileSystemWrapper {
  public:
   FailingFileSystem() : FileSystemWrapper(FileSystem::Default()) { ORVSetFileSystem(this); }
@@ -110,9 +111,19 @@ class FailingFileSystem : public FileSystemWrapper {
     }
     FileSystemWrapper::moveItem(from, to, error);
   }
+  void removeItem(const fs::path& url, std::error_code& error) override {
+    removals.push_back(url);
+    if (failRemovals) {
+      error = std::make_error_code(std::errc::device_or_resource_busy);
+      return;
+    }
+    FileSystemWrapper::removeItem(url, error);
+  }
   fs::path failFrom;
   fs::path failTo;
+  bool failRemovals = false;
   std::vector<std::pair<fs::path, fs::path>> moves;
+  std::vector<fs::path> removals;
 };
 
 // Runs the real exiftool, records the arguments of each run, and can remove the file that a
@@ -125,6 +136,8 @@ class RecordingRunner : public ProcessRunnerWrapper {
     {
       std::lock_guard lock(mutex);
       requests.push_back(request.arguments);
+      for (const auto& argument : request.arguments)
+        if (argument.rfind("-json=", 0) == 0) jsonBodies.push_back(readFile(argument.substr(6)));
     }
     if (removeWorkFile && !request.arguments.empty()) fs::remove(request.arguments.back());
     return ProcessRunnerWrapper::run(request);
@@ -135,7 +148,34 @@ class RecordingRunner : public ProcessRunnerWrapper {
   }
   std::mutex mutex;
   std::vector<std::vector<std::string>> requests;
+  std::vector<std::string> jsonBodies;  // the JSON file of each run that had one, as it was then
   bool removeWorkFile = false;
+};
+
+// Holds each "-listwf" run (the writable file types) until a second one has started, or for a
+// minute at the most: two callers that need the answer at once must both be able to ask.
+class ListRendezvousRunner : public ProcessRunnerWrapper {
+ public:
+  ListRendezvousRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
+  ~ListRendezvousRunner() override { ORVSetProcessRunner(nullptr); }
+  ProcessResult run(const ProcessRequest& request) override {
+    if (std::find(request.arguments.begin(), request.arguments.end(), "-listwf") != request.arguments.end()) {
+      std::unique_lock lock(mutex_);
+      ++lists_;
+      started_.notify_all();
+      started_.wait_for(lock, std::chrono::minutes(1), [this] { return lists_ >= 2; });
+    }
+    return ProcessRunnerWrapper::run(request);
+  }
+  int lists() {
+    std::lock_guard lock(mutex_);
+    return lists_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable started_;
+  int lists_ = 0;  // guarded by mutex_
 };
 
 class MetadataETWriterTest : public ::testing::Test {
@@ -162,20 +202,24 @@ class MetadataETWriterTest : public ::testing::Test {
   fs::path temporary() const { return scratch / "tmp"; }
   fs::path backup() const { return scratch / "backup"; }
 
-  // Runs exiftool on `target` by hand, with the arguments and the JSON that `writer` would use
-  // for `storage`: what a save must leave.
-  void runByHand(const MetadataETWriter& writer, const ReadWriteStorage& storage, const fs::path& target,
-                 bool recurse = false, std::optional<std::string> filter = std::nullopt) {
-    const auto json = scratch / "by-hand.json";
-    writeFile(json, writer.jsonValues(storage).dump(2));
-    auto arguments = writer.buildArguments(json);
-    arguments.push_back(target.string());
-    ExifToolCLI cli;
-    cli.overwriteInPlace = true;
-    cli.recurseSubfolders = recurse;
-    cli.filterPathExtension = std::move(filter);
-    cli.run(arguments);
-    fs::remove(json);
+  // Runs exiftool on `target` by hand with the JSON text `json` and the command line that a save
+  // uses, written out here: "-overwrite_original_in_place", then `options` (such as "-r"), then
+  // "-G", "-s", "-n", "-f", "-IPTC:CodedCharacterSet=UTF8", "-json=" and the file. What the
+  // save must leave.
+  void runByHand(const std::string& json, const fs::path& target, const std::vector<std::string>& options = {}) {
+    const auto jsonFile = scratch / "by-hand.json";
+    writeFile(jsonFile, json);
+    ProcessRequest request;
+    request.executable = ExifToolCLI::exiftoolExecutableURL();
+    request.arguments = {"-overwrite_original_in_place"};
+    request.arguments.insert(request.arguments.end(), options.begin(), options.end());
+    for (const char* argument : {"-G", "-s", "-n", "-f", "-IPTC:CodedCharacterSet=UTF8"})
+      request.arguments.push_back(argument);
+    request.arguments.push_back("-json=" + jsonFile.string());
+    request.arguments.push_back(target.string());
+    const auto result = ProcessRunner::Default()->run(request);
+    ASSERT_TRUE(result.launched) << result.standardError;
+    fs::remove(jsonFile);
   }
 
   ScratchFolder scratch;
@@ -188,17 +232,81 @@ class MetadataETWriterTest : public ::testing::Test {
 // ---------------------------------------------------------------------------------------------
 // A save changes exactly the edited tags, as exiftool itself would.
 
+// The decoded pixels of a file's image data.
+std::string decodedPixels(const fs::path& path) {
+  const auto image = Image::decodeFile(path);
+  return image ? image->pixelData() : std::string();
+}
+
+// The decoded pixels of the JPEG that a raw file embeds (the raw samples carry sensor data cut
+// short, which nothing decodes).
+template <typename Reader>
+std::string embeddedPixels(const fs::path& path) {
+  const auto image = Reader().read(path);
+  return image ? image->pixelData() : std::string();
+}
+
+// Runs exiftool over `path` in place with `arguments` before the file.
+void runExifTool(const fs::path& path, std::vector<std::string> arguments) {
+  ExifToolCLI cli;
+  cli.overwriteInPlace = true;
+  arguments.push_back(path.string());
+  cli.run(arguments);
+}
+
+// Makes the file that a case saves, in a folder, and answers its path.
+using FileMaker = std::function<fs::path(const fs::path& folder)>;
+
+FileMaker copyOf(std::string sample) {
+  return [sample](const fs::path& folder) { return copySample(sample, folder); };
+}
+
+// A raw sample with GPS.jpg embedded under `tag` (PreviewImage, JpgFromRaw).
+FileMaker rawWithJPEG(std::string sample, std::string tag) {
+  return [sample, tag](const fs::path& folder) {
+    const auto path = copySample(sample, folder);
+    runExifTool(path, {"-m", "-" + tag + "<=" + (testing::dataDirectory() / "GPS.jpg").string()});
+    return path;
+  };
+}
+
+// A real HEIC of `sample`'s picture, with the EXIF block that libvips carries over. libvips is
+// in this process already (the library decodes with it) but this program does not link it, so
+// its HEIF saver is looked up by name.
+FileMaker heicOf(std::string sample) {
+  return [sample](const fs::path& folder) {
+    const auto path = folder / (fs::path(sample).stem().string() + ".heic");
+    if (!Image::decodeFile(testing::dataDirectory() / sample)) ADD_FAILURE() << "libvips cannot decode " << sample;
+    using NewFromFile = void* (*)(const char*, ...);
+    using HEIFSave = int (*)(void*, const char*, ...);
+    using Unref = void (*)(void*);
+    const auto newFromFile = reinterpret_cast<NewFromFile>(::dlsym(RTLD_DEFAULT, "vips_image_new_from_file"));
+    const auto heifSave = reinterpret_cast<HEIFSave>(::dlsym(RTLD_DEFAULT, "vips_heifsave"));
+    const auto unref = reinterpret_cast<Unref>(::dlsym(RTLD_DEFAULT, "g_object_unref"));
+    if (!newFromFile || !heifSave || !unref) {
+      ADD_FAILURE() << "libvips is not loaded";
+      return path;
+    }
+    void* image = newFromFile((testing::dataDirectory() / sample).c_str(), static_cast<const char*>(nullptr));
+    if (!image || heifSave(image, path.c_str(), static_cast<const char*>(nullptr)) != 0)
+      ADD_FAILURE() << "libvips cannot write " << path;
+    if (image) unref(image);
+    return path;
+  };
+}
+
 struct SaveCase {
-  std::string sample;
+  std::string name;
+  FileMaker make;
   std::vector<std::pair<TagName, std::string>> edits;  // new values
   // Tags the file has, set to the empty text, with what exiftool leaves of them (absent:
   // deleted).
   std::vector<std::pair<TagName, std::optional<std::string>>> clears;
-  bool decodable;                          // libvips decodes its image data
+  std::string (*pixels)(const fs::path&);   // the decoded pixels of its image data
   std::vector<std::string> extraArguments;  // for the host's ORVSetExtraArguments()
 };
 
-void PrintTo(const SaveCase& saveCase, std::ostream* out) { *out << saveCase.sample; }
+void PrintTo(const SaveCase& saveCase, std::ostream* out) { *out << saveCase.name; }
 
 // Names whose values exiftool changes by itself when it rewrites a file: positions of data in
 // the file, the IPTC record versions and character set that come with
@@ -219,12 +327,14 @@ class SaveRoundTripTest : public MetadataETWriterTest, public ::testing::WithPar
 
 TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
   const auto& saveCase = GetParam();
-  fs::create_directories(scratch / "edited");
-  fs::create_directories(scratch / "by-hand");
-  const auto edited = copySample(saveCase.sample, scratch / "edited");
-  const auto byHand = copySample(saveCase.sample, scratch / "by-hand");
-  const auto pixelsBefore = pixelsOf(edited);
-  ASSERT_EQ(!pixelsBefore.empty(), saveCase.decodable);
+  for (const char* folder : {"made", "edited", "by-hand"}) fs::create_directories(scratch / folder);
+  const auto made = saveCase.make(scratch / "made");
+  const auto edited = scratch / "edited" / made.filename();
+  const auto byHand = scratch / "by-hand" / made.filename();
+  fs::copy_file(made, edited);
+  fs::copy_file(made, byHand);
+  const auto pixelsBefore = saveCase.pixels(edited);
+  ASSERT_FALSE(pixelsBefore.empty()) << "the image data of " << made << " decodes";
 
   ORVSetExtraArguments(saveCase.extraArguments);
   struct Restore {
@@ -242,12 +352,12 @@ TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
 
   MetadataETWriter writer;
   const auto sent = writer.jsonValues(editor->storage());
-  runByHand(writer, editor->storage(), byHand);
+  runByHand(sent.dump(), byHand, saveCase.extraArguments);
   save(writer, editor);
 
   // The file is what exiftool makes of the same command, byte for byte.
   EXPECT_EQ(readFile(edited), readFile(byHand));
-  EXPECT_NE(readFile(edited), readFile(testing::dataDirectory() / saveCase.sample));
+  EXPECT_NE(readFile(edited), readFile(made));
   EXPECT_THAT(filesIn(backup()), IsEmpty());
   EXPECT_THAT(filesIn(temporary()), IsEmpty()) << "the JSON file is removed";
 
@@ -282,49 +392,57 @@ TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
     if (!before.g0OriginalStreams().contains(name.stream())) continue;  // a group the edits made
     EXPECT_TRUE(before.hasValue(name)) << name.rawValue() << " appeared";
   }
-  if (saveCase.decodable) {
-    EXPECT_EQ(pixelsOf(edited), pixelsBefore) << "the image data changed";
-  }
+  EXPECT_EQ(saveCase.pixels(edited), pixelsBefore) << "the image data changed";
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Formats, SaveRoundTripTest,
     ::testing::Values(
-        SaveCase{"Canon.jpg",
+        SaveCase{"JPEG",
+                 copyOf("Canon.jpg"),
                  {{artist, "Ada Lovelace"}, {xmpLabel, "Red"}, {TagName("IPTC", "City"), "Paris"}},
                  {{iso, std::nullopt}, {modifyDate, std::nullopt}},
-                 true,
+                 decodedPixels,
                  {}},
-        SaveCase{"ExifTool.tif",
+        SaveCase{"TIFF",
+                 copyOf("ExifTool.tif"),
                  {{artist, "Ada Lovelace"}, {TagName("IPTC", "Headline"), "New headline"}},
                  {{software, ""}, {TagName("IPTC", "City"), ""}},
-                 true,
+                 decodedPixels,
                  {}},
         // exiftool drops a PNG text chunk whose text is empty.
-        SaveCase{"PNG.png",
+        SaveCase{"PNG",
+                 copyOf("PNG.png"),
                  {{TagName("PNG", "Title"), "A title"}, {xmpLabel, "Red"}},
                  {{TagName("PNG", "Comment"), std::nullopt}},
-                 true,
+                 decodedPixels,
                  {}},
-        SaveCase{"CanonRaw.cr2",
+        SaveCase{"CR2",
+                 rawWithJPEG("CanonRaw.cr2", "PreviewImage"),
                  {{artist, "Ada Lovelace"}, {TagName("EXIF", "Copyright"), "(c) Ada"}},
                  {{iso, std::nullopt}},
-                 false,
+                 embeddedPixels<PreviewImageReader>,
                  {}},
         // The sample's image strips are cut short, which exiftool rewrites only with -m.
-        SaveCase{"Nikon.nef", {{artist, "Ada Lovelace"}}, {{software, ""}}, false, {"-m"}},
-        SaveCase{"DNG.dng",
+        SaveCase{"NEF",
+                 rawWithJPEG("Nikon.nef", "JpgFromRaw"),
+                 {{artist, "Ada Lovelace"}},
+                 {{software, ""}},
+                 embeddedPixels<JPGFromRawReader>,
+                 {"-m"}},
+        SaveCase{"DNG",
+                 copyOf("DNG.dng"),
                  {{artist, "Ada Lovelace"}},
                  {{TagName("EXIF", "CameraSerialNumber"), ""}, {TagName("EXIF", "ImageNumber"), std::nullopt}},
-                 true,
+                 decodedPixels,
                  {}},
-        SaveCase{"QuickTime.heic", {{xmpLabel, "Green"}, {artist, "Ada Lovelace"}}, {}, false, {}}),
-    [](const ::testing::TestParamInfo<SaveCase>& info) {
-      auto name = info.param.sample;
-      for (auto& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-      return name;
-    });
+        SaveCase{"HEIC",
+                 heicOf("Canon.jpg"),
+                 {{xmpLabel, "Green"}, {artist, "Ada Lovelace"}},
+                 {{iso, std::nullopt}},
+                 decodedPixels,
+                 {}}),
+    [](const ::testing::TestParamInfo<SaveCase>& info) { return info.param.name; });
 
 // ---------------------------------------------------------------------------------------------
 // A folder editor writes every file of its folder in one run.
@@ -368,7 +486,7 @@ TEST_F(FolderSaveTest, WritesEveryImageOfTheFolderAsExiftoolDoes) {
   writer.recurseSubfolders = folder->recurseSubfolders;
   const auto sent = writer.jsonValues(folder->storage());
   EXPECT_FALSE(sent.contains("macOS:MDItemUserTags"));
-  runByHand(writer, folder->storage(), byHand, true);
+  runByHand(sent.dump(), byHand, {"-r", "-use", "MWG"});
   folder->lockEditor();
   writer.writeImageFolderEditor(*folder);
   folder->unlockEditor();
@@ -389,7 +507,7 @@ TEST_F(FolderSaveTest, WritesEveryImageOfTheFolderAsExiftoolDoes) {
       if (name == artist || name == software || changesWithAnyWrite(name)) continue;
       EXPECT_EQ(after->unsafeGetValue(name), original.originalValue(name)) << file << " " << name.rawValue();
     }
-    EXPECT_EQ(pixelsOf(album / file), pixelsOf(testing::dataDirectory() / samples.at(file))) << file;
+    EXPECT_EQ(decodedPixels(album / file), decodedPixels(testing::dataDirectory() / samples.at(file))) << file;
   }
 
   // The Finder tags land on each file that exiftool wrote, not on the folder.
@@ -414,7 +532,7 @@ TEST_F(FolderSaveTest, FollowsTheEditorsRecursionAndExtensionFilter) {
 
   MetadataETWriter writer;
   writer.shouldUpdateImagesFinderTags = true;
-  runByHand(writer, folder->storage(), byHand, false, "jpg");
+  runByHand(writer.jsonValues(folder->storage()).dump(), byHand, {"-ext", "jpg", "-use", "MWG"});
   RecordingRunner runner;
   folder->lockEditor();
   writer.writeImageFolderEditor(*folder);
@@ -436,6 +554,68 @@ TEST_F(FolderSaveTest, FollowsTheEditorsRecursionAndExtensionFilter) {
   EXPECT_EQ(finderTagsOf(album / "GPS.jpg"), std::vector<std::string>{"Trip"});
   EXPECT_THAT(finderTagsOf(album / "Photo.JPEG"), IsEmpty());
   EXPECT_THAT(finderTagsOf(album / "sub/Other.jpg"), IsEmpty());
+}
+
+TEST_F(FolderSaveTest, FirstFolderSavesAtOnceBothAskForTheWritableTypes) {
+  std::vector<std::shared_ptr<ETFolderMetadataEditor>> folders;
+  for (const std::string name : {"one", "two"}) {
+    fs::create_directories(scratch / name);
+    copySample("Canon.jpg", scratch / name);
+    writeFile(scratch / name / "notes.txt", "not an image");
+    folders.push_back(MetadataETReader().readImageFolder(scratch / name));
+    folders.back()->setFinderTags(std::vector<std::string>{name});
+  }
+  ListRendezvousRunner runner;
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (const auto& folder : folders) {
+    threads.emplace_back([&failures, folder] {
+      MetadataETWriter writer;
+      writer.shouldUpdateImagesFinderTags = true;
+      folder->lockEditor();
+      try {
+        writer.writeImageFolderEditor(*folder);
+      } catch (const std::exception&) {
+        ++failures;
+      }
+      folder->unlockEditor();
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(failures, 0);
+  // Unless an earlier test of this process had the answer already, each save asked exiftool,
+  // the second while the first one's run was still going on.
+  if (runner.lists() != 0) {
+    EXPECT_EQ(runner.lists(), 2) << "the first run blocked the second caller";
+  }
+  for (const std::string name : {"one", "two"}) {
+    EXPECT_EQ(finderTagsOf(scratch / name / "Canon.jpg"), std::vector<std::string>{name});
+    EXPECT_THAT(finderTagsOf(scratch / name / "notes.txt"), IsEmpty());
+  }
+}
+
+TEST_F(FolderSaveTest, FinderTagsDoNotFollowLinksToFolders) {
+  // album/{Canon.jpg, loop -> album, outside -> ../outside} with outside/Other.jpg
+  const auto album = scratch / "album";
+  fs::create_directories(album);
+  fs::create_directories(scratch / "outside");
+  copySample("Canon.jpg", album);
+  copySample("GPS.jpg", scratch / "outside");
+  fs::create_directory_symlink(album, album / "loop");
+  fs::create_directory_symlink(scratch / "outside", album / "outside");
+
+  MetadataETReader reader;
+  auto folder = reader.readImageFolder(album);
+  folder->setFinderTags(std::vector<std::string>{"Trip"});
+  MetadataETWriter writer;
+  writer.shouldUpdateImagesFinderTags = true;
+  folder->lockEditor();
+  writer.writeImageFolderEditor(*folder);
+  folder->unlockEditor();
+
+  EXPECT_FALSE(folder->isEdited());
+  EXPECT_EQ(finderTagsOf(album / "Canon.jpg"), std::vector<std::string>{"Trip"});
+  EXPECT_THAT(finderTagsOf(scratch / "outside" / "GPS.jpg"), IsEmpty());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -545,7 +725,7 @@ TEST_F(FailedSaveTest, LastMoveThatFails) {
   FailingFileSystem fileSystem;
   fileSystem.failTo = source;
   MetadataETWriter writer;
-  runByHand(writer, editor->storage(), byHand);
+  runByHand(R"({"SourceFile": "*", "EXIF:Artist": "Ada Lovelace"})", byHand);
   std::vector<std::string> events;
   const auto error = failingSave<fs::filesystem_error>(writer, events);
   ASSERT_TRUE(error.has_value());
@@ -649,6 +829,111 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   EXPECT_THAT(fileSystem.moves, ElementsAre(std::make_pair(path, work), std::make_pair(work, path)));
 }
 
+TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
+  // GPS.jpg with Canon.jpg as its EXIF thumbnail.
+  const auto path = copySample("GPS.jpg", scratch.path());
+  runExifTool(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
+  const auto byHand = scratch / "by-hand.jpg";
+  fs::copy_file(path, byHand);
+  auto editor = readEditor(path);
+  ASSERT_TRUE(editor->hasOriginalThumbnail());
+  editor->setValue(std::string("Ada Lovelace"), artist);  // a value
+  editor->setValue(std::string(), software);              // a cleared text
+  editor->setValue(std::string(), iso);                   // a cleared number
+  editor->removeThumbnail();
+
+  RecordingRunner runner;
+  MetadataETWriter writer;
+  save(writer, editor);
+  ASSERT_EQ(runner.jsonBodies.size(), 1u);
+  const std::string body = R"({
+  "EXIF:Artist": "Ada Lovelace",
+  "EXIF:ISO": "-",
+  "EXIF:PreviewImage": "-",
+  "EXIF:PreviewImageLength": "-",
+  "EXIF:Software": "",
+  "EXIF:ThumbnailImage": "-",
+  "EXIF:ThumbnailLength": "-",
+  "SourceFile": "*"
+})";
+  EXPECT_EQ(runner.jsonBodies[0], body);
+
+  // exiftool given that body by hand makes the same file: the text emptied, the number and the
+  // thumbnail deleted, the rest as it was.
+  runByHand(body, byHand);
+  EXPECT_EQ(readFile(path), readFile(byHand));
+  auto after = readEditor(path);
+  EXPECT_THAT(after->originalValue(artist), Optional(std::string("Ada Lovelace")));
+  EXPECT_THAT(after->unsafeGetValue(software), Optional(std::string()));
+  EXPECT_EQ(after->unsafeGetValue(iso), std::nullopt);
+  EXPECT_EQ(after->unsafeGetValue(TagName::exifThumbnailLength), std::nullopt);
+  EXPECT_FALSE(after->hasOriginalThumbnail());
+  EXPECT_THAT(after->originalValue(TagName("EXIF", "Make")), Optional(std::string("FUJIFILM")));
+}
+
+TEST_F(MetadataETWriterTest, JSONFileThatCannotBeRemovedLeavesTheSaveDone) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  editor->setValue(std::string("Ada Lovelace"), artist);
+  FailingFileSystem fileSystem;
+  fileSystem.failRemovals = true;
+  MetadataETWriter writer;
+  EXPECT_NO_THROW(save(writer, editor));
+
+  // The file is written and back in its place, the edit flushed; the JSON file stays.
+  EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Ada Lovelace")));
+  EXPECT_THAT(filesIn(backup()), IsEmpty());
+  EXPECT_FALSE(editor->isEdited());
+  const auto left = filesIn(temporary());
+  ASSERT_EQ(left.size(), 1u);
+  EXPECT_EQ(left[0].extension(), ".json");
+  EXPECT_THAT(fileSystem.removals, ElementsAre(left[0])) << "removed through the file system";
+
+  // A failed save keeps its own error.
+  RecordingRunner runner;
+  runner.removeWorkFile = true;
+  editor->setValue(std::string("Bob"), artist);
+  try {
+    save(writer, editor);
+    ADD_FAILURE() << "the work file was removed";
+  } catch (const MetadataETWriterError& error) {
+    EXPECT_EQ(error.code(), MetadataETWriterError::Code::outputIsMissing);
+  }
+  EXPECT_EQ(fileSystem.removals.size(), 2u);
+  EXPECT_THAT(editor->writtenValue(artist), Optional(std::string("Bob")));
+}
+
+TEST_F(MetadataETWriterTest, DebugLogOfASave) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  editor->setValue(std::string("Ada Lovelace"), artist);
+  MetadataETWriter writer;
+
+  // Off: nothing is printed.
+  ::testing::internal::CaptureStdout();
+  save(writer, editor);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+
+  // On: the steps, the JSON sent and what exiftool printed.
+  const auto log = scratch / "debug.log";
+  editor->setValue(std::string("Bob"), artist);
+  ::testing::internal::CaptureStdout();
+  ORVEnableDebugLog(log);
+  save(writer, editor);
+  ORVDisableDebugLog();
+  const auto printed = ::testing::internal::GetCapturedStdout();
+  const auto text = readFile(log);
+  const std::vector<std::string> entries{"Start writing source at " + path.string() + "\n",
+                                         "Creation of JSON at: " + temporary().string(),
+                                         "JSON Content:\n{\n  \"EXIF:Artist\": \"Bob\",\n  \"SourceFile\": \"*\"\n}\n",
+                                         "1 image files updated", "Saving changes\n",
+                                         "End writing source at " + path.string() + "\n"};
+  for (const auto& entry : entries) {
+    EXPECT_NE(text.find(entry), std::string::npos) << entry;
+    EXPECT_NE(printed.find(entry), std::string::npos) << entry;
+  }
+}
+
 TEST_F(MetadataETWriterTest, UntouchedStorageStillRunsExiftool) {
   const auto path = copySample("Canon.jpg", scratch.path());
   auto editor = readEditor(path);
@@ -657,7 +942,7 @@ TEST_F(MetadataETWriterTest, UntouchedStorageStillRunsExiftool) {
   EXPECT_EQ(writer.jsonValues(editor->storage()), nlohmann::json({{"SourceFile", "*"}}));
   const auto byHand = scratch / "by-hand.jpg";
   fs::copy_file(path, byHand);
-  runByHand(writer, editor->storage(), byHand);
+  runByHand(R"({"SourceFile": "*"})", byHand);
   const auto runsBefore = runner.runs();
   save(writer, editor);
   EXPECT_EQ(runner.runs(), runsBefore + 1);

@@ -2,12 +2,16 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <stdexcept>
 #include <string>
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "orvelin/support/coded_error.h"
+
 namespace orvelin {
+
+// The code of PresetEntry::CodingError.
+enum class PresetEntryCodingErrorCode { unknownType };
 
 // What a preset does with one tag when it is applied to an editor (MetadataEditor::apply()):
 //
@@ -29,19 +33,12 @@ class PresetEntry {
  public:
   enum class Case : std::uint8_t { value, copy, merge, clone, none, remove, restore };
 
-  // The decoding failure of the program's own: a "type" that names no case. Other malformed
-  // JSON throws nlohmann::json's exceptions.
-  class CodingError : public std::runtime_error {
+  // The decoding failure of the program's own: a "type" that names no case ("Unknown type").
+  // Other malformed JSON throws nlohmann::json's exceptions.
+  class CodingError : public CodedError<CodingError, PresetEntryCodingErrorCode> {
    public:
-    enum class Code { unknownType };
-    explicit CodingError(Code code = Code::unknownType);
-    Code code() const { return code_; }
-    // "Unknown type": a fixed English text.
-    static const char* errorDescription(Code code);
-    std::string localizedDescription() const { return what(); }
-
-   private:
-    Code code_;
+    using CodedError::CodedError;
+    static const char* text(Code code);
   };
 
   static PresetEntry value(std::string text) { return PresetEntry(Case::value, std::move(text)); }

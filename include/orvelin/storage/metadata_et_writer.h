@@ -2,13 +2,13 @@
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "orvelin/storage/read_write_storage.h"
+#include "orvelin/support/coded_error.h"
 #include "orvelin/values/date_values.h"
 
 namespace orvelin {
@@ -29,69 +29,95 @@ struct URLAttributes {
   bool empty() const { return !tagNames; }
 };
 
-// What the library's two writers share: the file dates and Finder tags of the source, set after
-// the metadata was written.
+namespace metadata_writer_detail {
+// The work behind MetadataWriter's default operations, given the writer's three options.
+FileAttributes fileAttributes(const ReadWriteStorage& storage, bool createDate, bool modifyDate);
+URLAttributes urlAttributes(const ReadWriteStorage& storage, bool finderTags);
+void writeFileAttributes(const std::filesystem::path& url, const FileAttributes& attributes);
+void writeURLAttributes(const std::filesystem::path& url, const URLAttributes& attributes);
+}  // namespace metadata_writer_detail
+
+// What the library's writers share: the file dates and Finder tags of the source, set after the
+// metadata was written. A writer derives from MetadataWriter<itself> and declares three public
+// boolean fields, which these operations read: shouldUpdateSourceSystemCreateDate (the source's
+// creation date from EXIF:CreateDate), shouldUpdateSourceSystemModifyDate (its modification date
+// from EXIF:ModifyDate) and shouldUpdateSourceFinderTags (its Finder tags from the pending ones).
+// The fields stay the writer's own, in its order; this base holds no state.
+template <typename Writer>
 class MetadataWriter {
  public:
-  virtual ~MetadataWriter() = default;
-
-  // Set the source's creation date from EXIF:CreateDate, its modification date from
-  // EXIF:ModifyDate, its Finder tags from the pending ones.
-  bool shouldUpdateSourceSystemCreateDate = false;
-  bool shouldUpdateSourceSystemModifyDate = false;
-  bool shouldUpdateSourceFinderTags = false;
+  // True when either date is to be set.
   bool shouldUpdateSourceSystemDate() const {
-    return shouldUpdateSourceSystemCreateDate || shouldUpdateSourceSystemModifyDate;
+    return writer().shouldUpdateSourceSystemCreateDate || writer().shouldUpdateSourceSystemModifyDate;
   }
 
   // The dates of EXIF:CreateDate and EXIF:ModifyDate (written, else original), read in the
   // date formats of DateTimeValueConverter; a text no format reads gives no date.
-  FileAttributes fileAttributes(const ReadWriteStorage& storage) const;
+  FileAttributes fileAttributes(const ReadWriteStorage& storage) const {
+    return metadata_writer_detail::fileAttributes(storage, writer().shouldUpdateSourceSystemCreateDate,
+                                                  writer().shouldUpdateSourceSystemModifyDate);
+  }
   // The pending Finder tags, when they are to be set.
-  URLAttributes urlAttributes(const ReadWriteStorage& storage) const;
-  // Sets the modification date (utimensat); throws std::filesystem::filesystem_error.
-  void writeFileAttributes(const ReadWriteStorage& storage) const;
-  // Sets the Finder tags (the "user.xdg.tags" attribute); throws
+  URLAttributes urlAttributes(const ReadWriteStorage& storage) const {
+    return metadata_writer_detail::urlAttributes(storage, writer().shouldUpdateSourceFinderTags);
+  }
+  // Sets the modification date (utimensat); the creation date cannot be set on Linux and is
+  // only logged. Nothing to set does nothing. Throws std::filesystem::filesystem_error.
+  void writeFileAttributes(const ReadWriteStorage& storage) const {
+    metadata_writer_detail::writeFileAttributes(storage.sourceFileURL(), fileAttributes(storage));
+  }
+  // Sets the Finder tags (the "user.xdg.tags" attribute); nothing to set does nothing. Throws
   // std::filesystem::filesystem_error.
-  void writeURLAttributes(const ReadWriteStorage& storage) const;
-};
+  void writeURLAttributes(const ReadWriteStorage& storage) const {
+    metadata_writer_detail::writeURLAttributes(storage.sourceFileURL(), urlAttributes(storage));
+  }
 
-// Why a write through exiftool failed.
-class MetadataETWriterError : public std::runtime_error {
- public:
-  enum class Code { copySourceImageFailed, jsonEncodingFailed, jsonFileCreationFailed, outputIsMissing };
-  explicit MetadataETWriterError(Code code);
-  Code code() const { return code_; }
-  // "Copy of source failed", "JSON encoding failed", "JSON file creation failed", "Output is
-  // missing": fixed English texts.
-  static const char* errorDescription(Code code);
-  std::string localizedDescription() const { return what(); }
+ protected:
+  MetadataWriter() = default;
+  ~MetadataWriter() = default;
 
  private:
-  Code code_;
+  const Writer& writer() const { return static_cast<const Writer&>(*this); }
+};
+
+enum class MetadataETWriterErrorCode { copySourceImageFailed, jsonEncodingFailed, jsonFileCreationFailed, outputIsMissing };
+
+// Why a write through exiftool failed: "Copy of source failed" (declared for callers, never
+// thrown here), "JSON encoding failed", "JSON file creation failed", "Output is missing".
+class MetadataETWriterError : public CodedError<MetadataETWriterError, MetadataETWriterErrorCode> {
+ public:
+  using CodedError::CodedError;
+  static const char* text(Code code);
 };
 
 // Writes the pending values of a storage to its file with one exiftool run over a JSON file of
 // the new values. A file is first moved into the backup folder (ORVGetBackupFolderURL()) under a
 // fresh name, exiftool rewrites it there, and it is moved back; on any failure the file stays
 // whole: where it was, or in the backup folder when the last move fails (the error says so).
-// The JSON file is removed on every path.
+// Every path that made the JSON file removes it again through ORVGetFileSystem(); a removal that
+// fails is written to the debug log and changes nothing of the outcome.
 //
 // The owner of the storage (its editor) is told of the save: prepare, then flush and conclude
 // on success, conclude alone on failure, so that the edits stay pending for another try.
 //
-// The options change with each editor, so an instance serves one save at a time. A save
-// blocks the calling thread for one process.
-class MetadataETWriter : public MetadataWriter {
+// The options are plain fields that change with each editor, so an instance serves one save at
+// a time and belongs to one thread while it works. A save blocks the calling thread for one
+// process and holds no lock of the library's while that process runs.
+class MetadataETWriter : public MetadataWriter<MetadataETWriter> {
  public:
   std::optional<std::string> password;
-  bool enableCorrection = false;
-  bool forceIPTCUTF8 = true;
-  bool overwriteInPlace = true;  // kept for callers: writes always overwrite in place
-  bool recurseSubfolders = true;
-  bool shouldMoveSource = false;
-  std::optional<std::string> renamingPattern;  // kept for callers
-  std::optional<std::string> filterPathExtension;
+  bool enableCorrection = false;  // exiftool's -F
+  bool forceIPTCUTF8 = true;      // adds "-IPTC:CodedCharacterSet=UTF8"
+  bool overwriteInPlace = true;   // kept for callers: writes always overwrite in place
+  bool recurseSubfolders = true;  // exiftool's -r, for a folder
+  bool shouldMoveSource = false;  // work on a moved copy of the source in the backup folder
+  std::optional<std::string> renamingPattern;      // kept for callers
+  std::optional<std::string> filterPathExtension;  // exiftool's -ext, for a folder
+  // Read by MetadataWriter: set the source's own dates and Finder tags after the run.
+  bool shouldUpdateSourceSystemCreateDate = false;
+  bool shouldUpdateSourceSystemModifyDate = false;
+  bool shouldUpdateSourceFinderTags = false;
+  // Send the file dates to exiftool; set the Finder tags of the written files.
   bool shouldUpdateImagesSystemCreateDate = false;
   bool shouldUpdateImagesSystemModifyDate = false;
   bool shouldUpdateImagesFinderTags = false;
