@@ -1,18 +1,20 @@
 #include "orvelin/tasks/image_tasks.h"
 
+#include <algorithm>
+
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/storage/metadata_et_writer.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/support/parallel.h"
-#include "orvelin/support/string_extensions.h"
+#include "tasks/task_paths.h"
 
 namespace orvelin {
 
 namespace fs = std::filesystem;
 
 template <>
-const char* TaskError<ImportImageTaskErrorCode>::errorDescription(ImportImageTaskErrorCode code) {
+const char* TaskError<ImportImageTaskErrorCode>::text(ImportImageTaskErrorCode code) {
   switch (code) {
     case ImportImageTaskErrorCode::inputIsInvalid: return "Input is invalid";
     case ImportImageTaskErrorCode::fileURLIsMissing: return "File URL is missing";
@@ -22,7 +24,7 @@ const char* TaskError<ImportImageTaskErrorCode>::errorDescription(ImportImageTas
 }
 
 template <>
-const char* TaskError<SaveImageEditionsTaskErrorCode>::errorDescription(SaveImageEditionsTaskErrorCode code) {
+const char* TaskError<SaveImageEditionsTaskErrorCode>::text(SaveImageEditionsTaskErrorCode code) {
   switch (code) {
     case SaveImageEditionsTaskErrorCode::inputIsInvalid: return "Input is invalid";
     case SaveImageEditionsTaskErrorCode::editorIsMissing: return "Editor is missing";
@@ -33,12 +35,6 @@ const char* TaskError<SaveImageEditionsTaskErrorCode>::errorDescription(SaveImag
 
 namespace {
 
-std::string lowercasedExtension(const fs::path& url) {
-  auto extension = url.extension().string();
-  if (!extension.empty()) extension.erase(0, 1);
-  return asciiLowercased(extension);
-}
-
 std::optional<std::string> pathOf(const std::optional<fs::path>& url) {
   if (!url) return std::nullopt;
   return url->string();
@@ -46,11 +42,25 @@ std::optional<std::string> pathOf(const std::optional<fs::path>& url) {
 
 MetadataETReader editorReader(const std::optional<std::string>& password) {
   MetadataETReader reader(password);
-  reader.enableRawValues = true;
-  reader.enableShortTags = true;
-  reader.disableComposite = true;
+  reader.setupDefaultForEditorReading();
   return reader;
 }
+
+// Holds an editor's lock, when asked to, from construction to destruction.
+class EditorLock {
+ public:
+  EditorLock(MetadataEditor& editor, bool take) : editor_(take ? &editor : nullptr) {
+    if (editor_) editor_->lockEditor();
+  }
+  ~EditorLock() {
+    if (editor_) editor_->unlockEditor();
+  }
+  EditorLock(const EditorLock&) = delete;
+  EditorLock& operator=(const EditorLock&) = delete;
+
+ private:
+  MetadataEditor* const editor_;
+};
 
 }  // namespace
 
@@ -58,7 +68,7 @@ MetadataETReader editorReader(const std::optional<std::string>& password) {
 // Import
 
 bool ImportImageTaskItem::canImportImage(const fs::path& url) {
-  const auto extension = lowercasedExtension(url);
+  const auto extension = tasks::lowercasedPathExtension(url);
   return extension.empty() || MetadataEditor::supportedImages().contains(extension);
 }
 
@@ -77,7 +87,7 @@ void ImportImageTaskItem::internalProcess() {
   if (!input_) throw ImportImageTaskError(ImportImageTaskErrorCode::inputIsInvalid);
   if (!input_->fileURL) throw ImportImageTaskError(ImportImageTaskErrorCode::fileURLIsMissing);
   const auto& url = *input_->fileURL;
-  const auto extension = lowercasedExtension(url);
+  const auto extension = tasks::lowercasedPathExtension(url);
   const auto reader = editorReader(input_->password);
   std::shared_ptr<MetadataEditor> made;
   if (extension.empty()) {
@@ -131,8 +141,11 @@ std::vector<std::shared_ptr<MetadataEditor>> TasksGroup::importedEditors() const
 // Save
 
 SaveImageEditionsTaskItem::SaveImageEditionsTaskItem(SaveImageEditionsTaskInput input)
+    : SaveImageEditionsTaskItem(std::optional<SaveImageEditionsTaskInput>(std::move(input))) {}
+
+SaveImageEditionsTaskItem::SaveImageEditionsTaskItem(std::optional<SaveImageEditionsTaskInput> input)
     : input_(std::move(input)),
-      inputURL_(input_->editor ? std::optional<fs::path>(input_->editor->url()) : std::nullopt) {}
+      inputURL_(input_ && input_->editor ? std::optional<fs::path>(input_->editor->url()) : std::nullopt) {}
 
 std::optional<SaveImageEditionsTaskInput> SaveImageEditionsTaskItem::input() const {
   std::lock_guard lock(mutex_);
@@ -145,37 +158,32 @@ void SaveImageEditionsTaskItem::internalProcess() {
   const auto& editor = input->editor;
   if (!editor) throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::editorIsMissing);
 
-  const bool lock = input->lockBeforeProcessing.value_or(true);
-  if (lock) editor->lockEditor();
-  try {
-    const bool updateCreate = input->updateSystemCreateDate.value_or(false);
-    const bool updateModify = input->updateSystemModifyDate.value_or(false);
-    MetadataETWriter writer;
-    writer.password = editor->password();
-    writer.renamingPattern = input->renamingPattern;
-    writer.enableCorrection = input->enableCorrection.value_or(false);
-    writer.forceIPTCUTF8 = input->forceIPTCUTF8.value_or(true);
-    writer.shouldUpdateImagesSystemCreateDate = updateCreate;
-    writer.shouldUpdateImagesSystemModifyDate = updateModify;
-    writer.shouldUpdateImagesFinderTags = true;
-    if (const auto* folder = dynamic_cast<const ETFolderMetadataEditor*>(editor.get())) {
-      writer.shouldUpdateSourceSystemCreateDate = false;
-      writer.shouldUpdateSourceSystemModifyDate = false;
-      writer.shouldUpdateSourceFinderTags = false;
-      writer.writeImageFolderEditor(*folder);
-    } else if (const auto* file = dynamic_cast<const ETImageMetadataEditor*>(editor.get())) {
-      writer.shouldUpdateSourceSystemCreateDate = updateCreate;
-      writer.shouldUpdateSourceSystemModifyDate = updateModify;
-      writer.shouldUpdateSourceFinderTags = true;
-      writer.writeImageFileEditor(*file);
-    } else {
-      throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::editorIsUnknown);
-    }
-  } catch (...) {
-    if (lock) editor->unlockEditor();
-    throw;
+  // Absent counts as true; false takes no lock and releases none.
+  const EditorLock lock(*editor, input->lockBeforeProcessing.value_or(true));
+  const bool updateCreate = input->updateSystemCreateDate.value_or(false);
+  const bool updateModify = input->updateSystemModifyDate.value_or(false);
+  MetadataETWriter writer;
+  writer.password = editor->password();
+  writer.renamingPattern = input->renamingPattern;
+  writer.enableCorrection = input->enableCorrection.value_or(false);
+  writer.forceIPTCUTF8 = input->forceIPTCUTF8.value_or(true);
+  writer.shouldUpdateImagesSystemCreateDate = updateCreate;
+  writer.shouldUpdateImagesSystemModifyDate = updateModify;
+  writer.shouldUpdateImagesFinderTags = true;
+  if (const auto* folder = dynamic_cast<const ETFolderMetadataEditor*>(editor.get())) {
+    // The folder itself keeps its dates and tags; its files take them.
+    writer.shouldUpdateSourceSystemCreateDate = false;
+    writer.shouldUpdateSourceSystemModifyDate = false;
+    writer.shouldUpdateSourceFinderTags = false;
+    writer.writeImageFolderEditor(*folder);
+  } else if (const auto* file = dynamic_cast<const ETImageMetadataEditor*>(editor.get())) {
+    writer.shouldUpdateSourceSystemCreateDate = updateCreate;
+    writer.shouldUpdateSourceSystemModifyDate = updateModify;
+    writer.shouldUpdateSourceFinderTags = true;
+    writer.writeImageFileEditor(*file);
+  } else {
+    throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::editorIsUnknown);
   }
-  if (lock) editor->unlockEditor();
 }
 
 std::string SaveImageEditionsTaskItem::title() const { return kindTitle("SaveImageEditions", pathOf(inputURL_)); }

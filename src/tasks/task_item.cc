@@ -1,7 +1,5 @@
 #include "orvelin/tasks/task_item.h"
 
-#include <thread>
-
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/fatal.h"
 #include "orvelin/support/files.h"
@@ -9,6 +7,8 @@
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/parallel.h"
+#include "orvelin/support/string_extensions.h"
+#include "tasks/task_paths.h"
 
 namespace orvelin {
 
@@ -58,6 +58,20 @@ void TaskItem::setStatus(TaskStatus status) {
     std::lock_guard lock(mutex_);
     status_ = status;
   }
+  didUpdateStatus();
+}
+
+bool TaskItem::changeStatus(TaskStatus from, TaskStatus to) {
+  {
+    std::lock_guard lock(mutex_);
+    if (status_ != from) return false;
+    status_ = to;
+  }
+  didUpdateStatus();
+  return true;
+}
+
+void TaskItem::didUpdateStatus() {
   if (auto target = delegate.lock()) target->taskItemDidUpdateStatus(*this);
   NotificationCenter::defaultCenter().post(didUpdateStatusNotification, this);
 }
@@ -73,10 +87,11 @@ void TaskItem::setProgress(std::optional<double> progress) {
 
 void TaskItem::performFromBackground() {
   auto& main = MainQueue::shared();
-  bool pendingNow = false;
-  main.sync([&] { pendingNow = status() == TaskStatus::pending; });
-  if (!pendingNow) return;
-  main.sync([&] { setStatus(TaskStatus::processing); });
+  // One step from pending to processing: a cancel() from another thread comes before it (and
+  // the task does not run) or after it (and is refused).
+  bool started = false;
+  main.sync([&] { started = changeStatus(TaskStatus::pending, TaskStatus::processing); });
+  if (!started) return;
   try {
     internalProcess();
   } catch (...) {
@@ -85,8 +100,9 @@ void TaskItem::performFromBackground() {
       {
         std::lock_guard lock(mutex_);
         error_ = failure;
+        status_ = TaskStatus::failed;
       }
-      setStatus(TaskStatus::failed);
+      didUpdateStatus();
       debugLog();
     });
     return;
@@ -97,19 +113,15 @@ void TaskItem::performFromBackground() {
 }
 
 void TaskItem::perform(std::function<void()> completion) {
-  // A thread of its own: the shared worker pool is for short parallel loops, not for work
-  // that waits on the main queue.
-  std::thread([self = shared_from_this(), completion = std::move(completion)]() mutable {
+  WorkerPool::shared().async([self = shared_from_this(), completion = std::move(completion)]() mutable {
     self->performFromBackground();
     MainQueue::shared().async([completion = std::move(completion)] {
       if (completion) completion();
     });
-  }).detach();
+  });
 }
 
-void TaskItem::cancel() {
-  if (status() == TaskStatus::pending) setStatus(TaskStatus::cancelled);
-}
+void TaskItem::cancel() { changeStatus(TaskStatus::pending, TaskStatus::cancelled); }
 
 void TaskItem::internalProcess() { ORVFatal("SHOULD BE IMPLEMENTED BY SUBCLASS internalProcess()"); }
 
@@ -127,18 +139,15 @@ void TaskItem::debugLog() const {
 }
 
 std::string TaskItem::kindTitle(std::string_view kind, const std::optional<std::string>& path) {
-  std::string name = "nil";
-  if (path) name = std::filesystem::path(*path).filename().string();
-  return ORVTL(std::string(kind) + "TaskTitle", {name});
+  return ORVTL(std::string(kind) + "TaskTitle", {path ? tasks::lastPathComponent(*path) : std::string("nil")});
 }
 
 std::string TaskItem::kindSubtitle(const std::optional<std::string>& path) {
   if (!path) return "nil";
   std::string text = *path;
-  const auto home = ORVHomeDirectory().string();
-  if (!home.empty() && home != "/" && text.rfind(home, 0) == 0 &&
-      (text.size() == home.size() || text[home.size()] == '/'))
-    text.replace(0, home.size(), "~");
+  auto home = ORVHomeDirectory().string();
+  while (home.size() > 1 && home.back() == '/') home.pop_back();
+  if (home != "/") replacePrefix(text, home, "~");  // a root home would turn every "/" into "~"
   return text;
 }
 

@@ -21,6 +21,16 @@ TasksGroup::TasksGroup(std::string label, std::vector<std::shared_ptr<TaskItem>>
 
 void TasksGroup::setDoneUnit(std::int64_t doneUnit) {
   doneUnit_ = doneUnit;
+  didProgress();
+}
+
+std::int64_t TasksGroup::countDoneUnit() {
+  const auto count = doneUnit_.fetch_add(1) + 1;
+  didProgress();
+  return count;
+}
+
+void TasksGroup::didProgress() {
   if (auto target = delegate.lock()) target->tasksGroupDidProgress(*this);
   NotificationCenter::defaultCenter().post(didProgressNotification, this);
 }
@@ -81,8 +91,8 @@ void TasksManager::addToPendingList(const std::shared_ptr<TasksGroup>& group) {
 }
 
 void TasksManager::taskCameBack(const std::shared_ptr<TasksGroup>& group) {
-  group->setDoneUnit(group->doneUnit() + 1);
-  if (!group->isFinished()) return;
+  // Only the count that reaches totalUnit ends the group: one count, one caller.
+  if (group->countDoneUnit() != group->totalUnit()) return;
   {
     std::lock_guard lock(mutex_);
     if (auto found = std::find(groups_.begin(), groups_.end(), group); found != groups_.end()) groups_.erase(found);

@@ -3,17 +3,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <condition_variable>
+#include <chrono>
 #include <future>
+#include <mutex>
 
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/support/debug_log.h"
+#include "orvelin/support/files.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/notification_center.h"
-#include "orvelin/support/files.h"
 #include "orvelin/support/process_runner.h"
 
 namespace orvelin {
@@ -56,15 +58,74 @@ class ImageTasks : public ::testing::Test {
   }
 };
 
+// The exiftool command lines of the library, passed on to the real runner; installed for the
+// object's life.
+class RecordingRunner final : public ProcessRunnerWrapper {
+ public:
+  RecordingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
+  ~RecordingRunner() override { ORVSetProcessRunner(nullptr); }
+  RecordingRunner(const RecordingRunner&) = delete;
+  RecordingRunner& operator=(const RecordingRunner&) = delete;
+
+  ProcessResult run(const ProcessRequest& request) override {
+    {
+      std::lock_guard lock(mutex_);
+      arguments_.push_back(request.arguments);
+    }
+    return ProcessRunnerWrapper::run(request);
+  }
+  // The arguments of the writes (runs given a JSON file of values), then forgets them all.
+  std::vector<std::vector<std::string>> takeWrites() {
+    std::lock_guard lock(mutex_);
+    std::vector<std::vector<std::string>> writes;
+    for (auto& arguments : arguments_)
+      if (std::any_of(arguments.begin(), arguments.end(), [](const auto& a) { return a.rfind("-json=", 0) == 0; }))
+        writes.push_back(std::move(arguments));
+    arguments_.clear();
+    return writes;
+  }
+
+ private:
+  std::mutex mutex_;  // guards arguments_
+  std::vector<std::vector<std::string>> arguments_;
+};
+
+bool contains(const std::vector<std::string>& arguments, const std::string& argument) {
+  return std::find(arguments.begin(), arguments.end(), argument) != arguments.end();
+}
+
+std::size_t occurrences(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
+  return count;
+}
+
+// The code of the error a task failed with, when it is an E.
+template <typename E>
+std::optional<typename E::Code> codeOf(const TaskItem& task) {
+  try {
+    if (task.error()) std::rethrow_exception(task.error());
+  } catch (const E& error) {
+    return error.code();
+  } catch (...) {
+  }
+  return std::nullopt;
+}
+
 TEST_F(ImageTasks, WhatCanBeImported) {
   EXPECT_TRUE(ImportImageTaskItem::canImportImage("/a/b.JPG"));
   EXPECT_TRUE(ImportImageTaskItem::canImportImage("/a/folder"));
+  EXPECT_TRUE(ImportImageTaskItem::canImportImage("/a/folder/"));
   EXPECT_FALSE(ImportImageTaskItem::canImportImage("/a/b.mp3"));
+  EXPECT_FALSE(ImportImageTaskItem::canImportImage("/a/b.mp3/"));  // the last component's extension
   EXPECT_FALSE(ImportImageTaskItem::canImportImages({}));
   EXPECT_TRUE(ImportImageTaskItem::canImportImages({"/a/b.mp3", "/a/b.heic"}));
   ImportImageTasksGenerator unsupported({"/a/b.mp3", "/a/c.txt"}, std::nullopt);
-  EXPECT_TRUE(unsupported.generateTasks().empty());
   EXPECT_EQ(unsupported.defaultGroupLabel(), "Import images");
+  TasksManager manager;
+  const auto group = unsupported.addGeneratedGroupToPendingList(manager);
+  EXPECT_TRUE(group->tasks.empty());
+  EXPECT_FALSE(manager.isRunning());
 }
 
 TEST_F(ImageTasks, ImportKeepsOrderAndReportsFailures) {
@@ -88,6 +149,69 @@ TEST_F(ImageTasks, ImportKeepsOrderAndReportsFailures) {
   EXPECT_EQ(group->tasks[0]->title(), "Importing Canon.jpg");
 }
 
+TEST_F(ImageTasks, AFileWithoutExtensionIsImportedAsAFolder) {
+  testing::ScratchFolder folder;
+  const auto plain = folder / "Canon";
+  fs::copy_file(testing::dataDirectory() / "Canon.jpg", plain);
+  auto task = std::make_shared<ImportImageTaskItem>(ImportImageTaskInput{plain, std::nullopt});
+  task->performFromBackground();
+  ASSERT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
+  const auto editor = std::dynamic_pointer_cast<ETFolderMetadataEditor>(task->editor());
+  ASSERT_TRUE(editor);
+  EXPECT_EQ(editor->url(), plain);
+  // Nothing is read, and the folder's edits would go to every file under it.
+  EXPECT_TRUE(editor->currentTagNames().empty());
+  EXPECT_FALSE(editor->createBackupFiles);
+  EXPECT_TRUE(editor->recurseSubfolders);
+  EXPECT_FALSE(editor->filterPathExtension);
+  task->flushResources();
+  EXPECT_FALSE(task->editor());
+}
+
+TEST_F(ImageTasks, TitlesAndSubtitles) {
+  const auto home = ORVHomeDirectory();
+  ImportImageTaskItem album(ImportImageTaskInput{home / "Pictures" / "album/"});
+  EXPECT_EQ(album.title(), "Importing album");  // a folder URL may end with "/"
+  if (home != "/") {
+    EXPECT_EQ(album.subtitle(), "~/Pictures/album/");
+  }
+  ImportImageTaskItem elsewhere(ImportImageTaskInput{"/srv/photos/x.jpg"});
+  EXPECT_EQ(elsewhere.title(), "Importing x.jpg");
+  EXPECT_EQ(elsewhere.subtitle(), "/srv/photos/x.jpg");
+  for (const auto& task : {ImportImageTaskItem(), ImportImageTaskItem(ImportImageTaskInput{})}) {
+    EXPECT_EQ(task.title(), "Importing nil");
+    EXPECT_EQ(task.subtitle(), "nil");
+  }
+  SaveImageEditionsTaskItem save;
+  EXPECT_EQ(save.title(), "Saving nil");
+  EXPECT_EQ(save.subtitle(), "nil");
+}
+
+TEST_F(ImageTasks, TheErrorsOfBadInputs) {
+  auto noInput = std::make_shared<ImportImageTaskItem>(std::optional<ImportImageTaskInput>());
+  auto noURL = std::make_shared<ImportImageTaskItem>(ImportImageTaskInput{});
+  auto sound = std::make_shared<ImportImageTaskItem>(ImportImageTaskInput{"/a/b.mp3"});
+  auto noSaveInput = std::make_shared<SaveImageEditionsTaskItem>();
+  auto noEditor = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{});
+  for (const auto& task : std::vector<std::shared_ptr<TaskItem>>{noInput, noURL, sound, noSaveInput, noEditor}) {
+    task->performFromBackground();
+    EXPECT_EQ(task->status(), TaskStatus::failed);
+  }
+  EXPECT_EQ(noInput->errorDescription(), "Input is invalid");
+  EXPECT_EQ(codeOf<ImportImageTaskError>(*noInput), ImportImageTaskError::Code::inputIsInvalid);
+  EXPECT_EQ(noURL->errorDescription(), "File URL is missing");
+  EXPECT_EQ(codeOf<ImportImageTaskError>(*noURL), ImportImageTaskError::Code::fileURLIsMissing);
+  EXPECT_EQ(sound->errorDescription(), "File is not supported");
+  EXPECT_EQ(noSaveInput->errorDescription(), "Input is invalid");
+  EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*noSaveInput), SaveImageEditionsTaskError::Code::inputIsInvalid);
+  EXPECT_EQ(noEditor->errorDescription(), "Editor is missing");
+  EXPECT_STREQ(SaveImageEditionsTaskError::errorDescription(SaveImageEditionsTaskError::Code::editorIsUnknown),
+               "Editor is unknown");
+  const ImportImageTaskError error(ImportImageTaskError::Code::fileIsNotSupported);
+  EXPECT_EQ(error.errorDescription(), "File is not supported");
+  EXPECT_EQ(error.localizedDescription(), "File is not supported");
+}
+
 TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   testing::ScratchFolder folder;
   MetadataETReader reader;
@@ -98,9 +222,21 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   edited->setValue("Saved", TagName("EXIF", "Artist"));
   locked->setValue("Locked", TagName("EXIF", "Artist"));
   locked->lockEditor();
-  SaveImageEditionsTasksGenerator generator;
-  generator.editors = {edited, untouched, locked};
-  auto group = generator.generateGroup();
+  // Each task takes the generator's options.
+  const auto planned = SaveImageEditionsTasksGenerator({edited}, true, false, true, false, "%f-x", false).generateTasks();
+  ASSERT_EQ(planned.size(), 1u);
+  const auto input = planned[0]->input();
+  ASSERT_TRUE(input);
+  EXPECT_EQ(input->editor, edited);
+  EXPECT_EQ(input->enableCorrection, true);
+  EXPECT_EQ(input->forceIPTCUTF8, false);
+  EXPECT_EQ(input->updateSystemCreateDate, true);
+  EXPECT_EQ(input->updateSystemModifyDate, false);
+  EXPECT_EQ(input->renamingPattern, "%f-x");
+  EXPECT_EQ(input->lockBeforeProcessing, false);
+  EXPECT_EQ(planned[0]->inputURL(), edited->url());
+
+  auto group = SaveImageEditionsTasksGenerator({edited, untouched, locked}).generateGroup();
   ASSERT_EQ(group->tasks.size(), 1u);
   EXPECT_EQ(group->label, "Save edits");
   run(group);
@@ -114,39 +250,70 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   locked->unlockEditor();
 }
 
-// Notes whether the editor was locked while exiftool ran.
-class LockProbe : public ProcessRunnerWrapper {
+// A file editor that notes, each time the writer or the task asks for its password (before the
+// writer's own lock), whether it was locked.
+class ProbeEditor final : public ETImageMetadataEditor {
  public:
-  LockProbe() : ProcessRunnerWrapper(ProcessRunner::Default()) {}
-  ProcessResult run(const ProcessRequest& request) override {
-    if (editor) lockedDuringRun = editor->isLocked();
-    return ProcessRunnerWrapper::run(request);
+  ProbeEditor(ReadWriteStorage storage, std::optional<std::string> password)
+      : ETImageMetadataEditor(std::move(storage), std::move(password)) {}
+  std::optional<std::string> password() const override {
+    const bool locked = isLocked();
+    {
+      std::lock_guard lock(mutex_);
+      lockedWhenAsked_.push_back(locked);
+    }
+    return ETImageMetadataEditor::password();
   }
-  std::shared_ptr<MetadataEditor> editor;
-  std::atomic<bool> lockedDuringRun{false};
+  std::vector<bool> lockedWhenAsked() const {
+    std::lock_guard lock(mutex_);
+    return lockedWhenAsked_;
+  }
+
+ private:
+  mutable std::mutex mutex_;  // guards lockedWhenAsked_
+  mutable std::vector<bool> lockedWhenAsked_;
 };
 
 TEST_F(ImageTasks, LockBeforeProcessing) {
   testing::ScratchFolder folder;
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
+  const auto sample = testing::copySample("Canon.jpg", folder.path());
   for (const std::optional<bool> lockBefore : {std::optional<bool>(), std::optional<bool>(true), std::optional<bool>(false)}) {
-    auto editor = reader.readImageFile(testing::copySample("Canon.jpg", folder.path()));
+    SCOPED_TRACE(lockBefore ? (*lockBefore ? "true" : "false") : "absent");
+    auto editor = MetadataEditor::create<ProbeEditor>(reader.readReadWriteStorage(sample));
     editor->setValue("x", TagName("EXIF", "Artist"));
-    int locks = 0;
+    int lockNotes = 0;
     auto token = NotificationCenter::defaultCenter().addObserver(MetadataEditor::didChangeLockStateNotification,
                                                                  editor.get(), nullptr,
-                                                                 [&](const Notification&) { ++locks; });
+                                                                 [&](const Notification&) { ++lockNotes; });
     auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{
         editor, std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt, lockBefore});
     task->performFromBackground();
     NotificationCenter::defaultCenter().removeObserver(token);
-    EXPECT_EQ(task->status(), TaskStatus::completed);
+    EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
+    EXPECT_EQ(exifTool(sample, "EXIF:Artist"), "x");
+    // Locked from the task's start when asked or by default; otherwise only by the writer, later.
+    const auto asked = editor->lockedWhenAsked();
+    ASSERT_FALSE(asked.empty());
+    EXPECT_EQ(asked.front(), lockBefore.value_or(true));
+    if (lockBefore.value_or(true)) {
+      EXPECT_EQ(std::count(asked.begin(), asked.end(), false), 0);
+    }
+    // One lock and one unlock whoever takes it; nothing is left locked.
+    EXPECT_EQ(lockNotes, 2);
     EXPECT_FALSE(editor->isLocked());
-    // The writer itself locks for the span of the write: one lock and one unlock either way,
-    // since the task's own lock nests around it.
-    EXPECT_EQ(locks, 2);
   }
+  // Without the task's lock, the task releases none: the host's lock stays.
+  auto held = MetadataEditor::create<ProbeEditor>(reader.readReadWriteStorage(sample));
+  held->setValue("y", TagName("EXIF", "Artist"));
+  held->lockEditor();
+  auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{.editor = held, .lockBeforeProcessing = false});
+  task->performFromBackground();
+  EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
+  EXPECT_TRUE(held->isLocked());
+  held->unlockEditor();
+  EXPECT_FALSE(held->isLocked());
 }
 
 TEST_F(ImageTasks, AnUnknownEditorIsRefusedAndUnlocked) {
@@ -155,45 +322,87 @@ TEST_F(ImageTasks, AnUnknownEditorIsRefusedAndUnlocked) {
   reader.setupDefaultForEditorReading();
   auto plain = MetadataEditor::create(reader.readReadWriteStorage(testing::copySample("Canon.jpg", folder.path())));
   plain->setValue("x", TagName("EXIF", "Artist"));
+  int lockNotes = 0;
+  auto token = NotificationCenter::defaultCenter().addObserver(MetadataEditor::didChangeLockStateNotification,
+                                                               plain.get(), nullptr,
+                                                               [&](const Notification&) { ++lockNotes; });
   auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{.editor = plain});
   task->performFromBackground();
+  NotificationCenter::defaultCenter().removeObserver(token);
   EXPECT_EQ(task->status(), TaskStatus::failed);
   EXPECT_EQ(task->errorDescription(), "Editor is unknown");
+  EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*task), SaveImageEditionsTaskError::Code::editorIsUnknown);
+  EXPECT_EQ(lockNotes, 2);  // locked for the attempt, then released
   EXPECT_FALSE(plain->isLocked());
-  auto missing = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{});
-  missing->performFromBackground();
-  EXPECT_EQ(missing->errorDescription(), "Editor is missing");
-  EXPECT_EQ(missing->title(), "Saving nil");
+  EXPECT_TRUE(plain->isEdited());
 }
 
 TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   testing::ScratchFolder folder;
   const auto inside = folder / "album";
   fs::create_directories(inside);
-  testing::copySample("Canon.jpg", inside);
-  testing::copySample("GPS.jpg", inside);
+  const std::vector<fs::path> images{testing::copySample("Canon.jpg", inside), testing::copySample("GPS.jpg", inside)};
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
   auto album = reader.readImageFolder(inside);
   auto file = reader.readImageFile(testing::copySample("ExifTool.jpg", folder.path()));
   for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file}) {
     editor->setValue("2001:02:03 04:05:06", TagName::exifModifyDate);
+    editor->setValue("2001:02:03 04:05:06", TagName::exifCreateDate);
     editor->setFinderTags(std::vector<std::string>{"Blue"});
   }
-  SaveImageEditionsTasksGenerator generator;
-  generator.editors = {album, file};
-  generator.updateSystemModifyDate = true;
-  auto group = generator.generateGroup();
+  const auto log = folder / "debug.log";
+  RecordingRunner runner;
+  ORVEnableDebugLog(log);
+  // Both dates asked; the IPTC and correction options left to their defaults.
+  auto group = SaveImageEditionsTasksGenerator({album, file}, std::nullopt, std::nullopt, true, true).generateGroup();
   ASSERT_EQ(group->tasks.size(), 2u);
   run(group);
+  ORVDisableDebugLog();
   for (const auto& task : group->tasks) EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
-  // Every file of the folder, and the file itself, took the date as file date and the tag.
-  for (const auto& path : {inside / "Canon.jpg", inside / "GPS.jpg", file->url()}) {
+
+  // The files of the folder, and the file, take the date as file date and the Finder tags.
+  std::error_code error;
+  for (const auto& path : {images[0], images[1], file->url()}) {
     EXPECT_EQ(exifTool(path, "EXIF:ModifyDate"), "2001:02:03 04:05:06") << path;
     EXPECT_THAT(exifTool(path, "FileModifyDate"), ::testing::StartsWith("2001:02:03 04:05:06")) << path;
+    EXPECT_THAT(readFinderTags(path, error), ::testing::ElementsAre("Blue")) << path;
   }
-  std::error_code error;
-  EXPECT_THAT(readFinderTags(file->url(), error), ::testing::ElementsAre("Blue"));
+  // The folder itself takes neither.
+  EXPECT_TRUE(readFinderTags(inside, error).empty());
+  EXPECT_GT(std::chrono::file_clock::to_sys(fs::last_write_time(inside)),
+            std::chrono::sys_days{std::chrono::year{2010} / 1 / 1});
+  // Creation dates cannot be set here: each save says so for its files, and the file editor
+  // for its own file too; the folder editor never asks it for the folder.
+  const auto text = testing::readFile(log);
+  EXPECT_EQ(occurrences(text, "File:FileCreateDate cannot be set on this system"), 2u);
+  EXPECT_EQ(occurrences(text, "File creation date of " + file->url().string() + " cannot be set"), 1u);
+  EXPECT_EQ(occurrences(text, "File creation date of " + inside.string()), 0u);
+  // By default the IPTC text is declared UTF-8 and exiftool does not correct.
+  auto writes = runner.takeWrites();
+  ASSERT_EQ(writes.size(), 2u);
+  for (const auto& arguments : writes) {
+    EXPECT_TRUE(contains(arguments, "-IPTC:CodedCharacterSet=UTF8"));
+    EXPECT_FALSE(contains(arguments, "-F"));
+  }
+  EXPECT_EQ(exifTool(file->url(), "IPTC:CodedCharacterSet"), "UTF8");
+
+  // The other way round, and no creation date asked.
+  for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file})
+    editor->setValue("Again", TagName("EXIF", "Artist"));
+  ORVEnableDebugLog(log);
+  run(SaveImageEditionsTasksGenerator({album, file}, true, false).generateGroup());
+  ORVDisableDebugLog();
+  const auto again = testing::readFile(log);
+  EXPECT_EQ(occurrences(again, "FileCreateDate cannot be set"), 0u);
+  EXPECT_EQ(occurrences(again, "File creation date of"), 0u);
+  writes = runner.takeWrites();
+  ASSERT_EQ(writes.size(), 2u);
+  for (const auto& arguments : writes) {
+    EXPECT_FALSE(contains(arguments, "-IPTC:CodedCharacterSet=UTF8"));
+    EXPECT_TRUE(contains(arguments, "-F"));
+  }
+  EXPECT_EQ(exifTool(file->url(), "EXIF:Artist"), "Again");
 }
 
 }  // namespace

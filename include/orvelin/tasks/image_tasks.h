@@ -4,10 +4,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "orvelin/support/coded_error.h"
 #include "orvelin/tasks/task_item.h"
 #include "orvelin/tasks/tasks_manager.h"
 
@@ -15,17 +15,14 @@ namespace orvelin {
 
 class MetadataEditor;
 
-// The error of a task kind: one code, a fixed English text.
-template <typename Code>
-class TaskError : public std::runtime_error {
+// The error of a task kind: one code of the kind's enumeration, a fixed English text (what(),
+// errorDescription(), localizedDescription()). Each kind declares its enumeration, names the
+// error `<Kind>TaskError` and gives the texts as a specialisation of text(), declared below.
+template <typename CodeType>
+class TaskError : public CodedError<TaskError<CodeType>, CodeType> {
  public:
-  explicit TaskError(Code code) : std::runtime_error(errorDescription(code)), code_(code) {}
-  Code code() const { return code_; }
-  static const char* errorDescription(Code code);
-  std::string localizedDescription() const { return what(); }
-
- private:
-  Code code_;
+  using CodedError<TaskError<CodeType>, CodeType>::CodedError;
+  static const char* text(CodeType code);
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -39,12 +36,16 @@ struct ImportImageTaskInput {
 enum class ImportImageTaskErrorCode { inputIsInvalid, fileURLIsMissing, fileIsNotSupported };
 // "Input is invalid", "File URL is missing", "File is not supported".
 using ImportImageTaskError = TaskError<ImportImageTaskErrorCode>;
+template <>
+const char* TaskError<ImportImageTaskErrorCode>::text(ImportImageTaskErrorCode code);
 
 // Reads a file through exiftool into an ETImageMetadataEditor; a URL without extension is a
-// folder and gives an ETFolderMetadataEditor without reading anything.
+// folder and gives an ETFolderMetadataEditor without reading anything. Without input the task
+// fails with inputIsInvalid.
 class ImportImageTaskItem final : public TaskItem {
  public:
   explicit ImportImageTaskItem(ImportImageTaskInput input) : input_(std::move(input)) {}
+  explicit ImportImageTaskItem(std::optional<ImportImageTaskInput> input = std::nullopt) : input_(std::move(input)) {}
 
   // The extension (lower-cased) is empty, or one of MetadataEditor::supportedImages().
   static bool canImportImage(const std::filesystem::path& url);
@@ -55,12 +56,12 @@ class ImportImageTaskItem final : public TaskItem {
   std::shared_ptr<MetadataEditor> editor() const;
 
   void internalProcess() override;
-  std::string title() const override;     // "ImportImageTaskTitle" with the file name
+  std::string title() const override;     // "ImportImageTaskTitle" with the last path component
   std::string subtitle() const override;  // the path, the home folder as "~"
   void flushResources() override;
 
  private:
-  mutable std::mutex mutex_;  // guards editor_
+  mutable std::mutex mutex_;  // guards editor_ (set on a queue thread, read by the host)
   const std::optional<ImportImageTaskInput> input_;
   std::shared_ptr<MetadataEditor> editor_;
 };
@@ -95,31 +96,54 @@ struct SaveImageEditionsTaskInput {
 enum class SaveImageEditionsTaskErrorCode { inputIsInvalid, editorIsMissing, editorIsUnknown };
 // "Input is invalid", "Editor is missing", "Editor is unknown".
 using SaveImageEditionsTaskError = TaskError<SaveImageEditionsTaskErrorCode>;
+template <>
+const char* TaskError<SaveImageEditionsTaskErrorCode>::text(SaveImageEditionsTaskErrorCode code);
 
-// Saves one editor with the writer its kind needs, locked for the span of the save unless
-// asked not to; the lock is released on every path.
+// Saves one editor with the writer its kind needs (MetadataETWriter for an ETFolderMetadataEditor
+// or an ETImageMetadataEditor, "Editor is unknown" for any other), locked for the span of the
+// save unless asked not to; the lock is released on every path. Without input the task fails
+// with inputIsInvalid.
 class SaveImageEditionsTaskItem final : public TaskItem {
  public:
   explicit SaveImageEditionsTaskItem(SaveImageEditionsTaskInput input);
+  // Reads the editor's URL, when there is one, into inputURL().
+  explicit SaveImageEditionsTaskItem(std::optional<SaveImageEditionsTaskInput> input = std::nullopt);
 
   std::optional<SaveImageEditionsTaskInput> input() const;
   // The editor's URL, kept after the resources are flushed.
   const std::optional<std::filesystem::path>& inputURL() const { return inputURL_; }
 
   void internalProcess() override;
-  std::string title() const override;     // "SaveImageEditionsTaskTitle" with the file name
-  std::string subtitle() const override;
+  std::string title() const override;     // "SaveImageEditionsTaskTitle" with the last path component
+  std::string subtitle() const override;  // the path, the home folder as "~"
+  // Drops the input's editor; inputURL() stays.
   void flushResources() override;
 
  private:
-  mutable std::mutex mutex_;  // guards input_
+  mutable std::mutex mutex_;  // guards input_ (the editor is dropped when the group ends)
   std::optional<SaveImageEditionsTaskInput> input_;
   const std::optional<std::filesystem::path> inputURL_;
 };
 
-// One save task per edited editor that is not locked, in order.
+// One save task per edited editor that is not locked, in order; each task gets the six options.
 class SaveImageEditionsTasksGenerator : public TasksGenerator<SaveImageEditionsTaskItem> {
  public:
+  SaveImageEditionsTasksGenerator() = default;
+  explicit SaveImageEditionsTasksGenerator(std::vector<std::shared_ptr<MetadataEditor>> editors,
+                                           std::optional<bool> enableCorrection = std::nullopt,
+                                           std::optional<bool> forceIPTCUTF8 = std::nullopt,
+                                           std::optional<bool> updateSystemCreateDate = std::nullopt,
+                                           std::optional<bool> updateSystemModifyDate = std::nullopt,
+                                           std::optional<std::string> renamingPattern = std::nullopt,
+                                           std::optional<bool> lockBeforeProcessing = std::nullopt)
+      : editors(std::move(editors)),
+        enableCorrection(enableCorrection),
+        forceIPTCUTF8(forceIPTCUTF8),
+        updateSystemCreateDate(updateSystemCreateDate),
+        updateSystemModifyDate(updateSystemModifyDate),
+        renamingPattern(std::move(renamingPattern)),
+        lockBeforeProcessing(lockBeforeProcessing) {}
+
   std::vector<std::shared_ptr<MetadataEditor>> editors;
   std::optional<bool> enableCorrection;
   std::optional<bool> forceIPTCUTF8;

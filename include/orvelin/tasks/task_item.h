@@ -46,7 +46,9 @@ class TaskItemDelegate {
 // the delegate first, then posts "AbstractTaskDidUpdateStatusNotification"
 // ("AbstractTaskDidProgressNotification") with the task as object, on the thread of the
 // change: the main queue when the task runs through performFromBackground(), perform() or a
-// TasksManager. status(), progress() and error() may be read from any thread.
+// TasksManager. status(), progress() and error() may be read from any thread; an internal
+// lock guards the three, and each change of status is one step under it (a task goes from
+// pending to processing or to cancelled, never to both).
 class TaskItem : public std::enable_shared_from_this<TaskItem> {
  public:
   TaskItem() = default;
@@ -71,10 +73,15 @@ class TaskItem : public std::enable_shared_from_this<TaskItem> {
   // are synchronous hops to the main queue): pending -> processing -> internalProcess() ->
   // failed (with the error, and debugLog()) or completed. Does nothing when not pending.
   virtual void performFromBackground();
-  // Runs performFromBackground() on a worker thread and then `completion` on the main queue,
-  // whatever happened. Returns at once.
+  // Runs performFromBackground() on the process's shared worker pool (WorkerPool::shared(),
+  // no thread of its own) and then `completion` on the main queue, once, whatever happened,
+  // also when the task was not pending. Returns at once. The body shares the pool's threads:
+  // one that waits for other blocks of the pool may wait for ever once every worker waits
+  // likewise. REQUIRES: the task is held by a std::shared_ptr (the block keeps it alive).
   virtual void perform(std::function<void()> completion);
-  // pending -> cancelled; anything else is left alone.
+  // pending -> cancelled, in one step under the status lock, with the delegate call and the
+  // notification on the caller's thread; a task that is processing or finished is left alone
+  // and nothing is sent.
   virtual void cancel();
 
   virtual void internalPreProcess() {}
@@ -98,12 +105,19 @@ class TaskItem : public std::enable_shared_from_this<TaskItem> {
   // final status inside internalProcess(), which the engine then keeps.
   void setStatus(TaskStatus status);
 
-  // The title and subtitle shared by the task kinds: "<Kind>TaskTitle" formatted with the URL's
-  // last component, and the URL's path with the home folder shown as "~"; "nil" without URL.
+  // The title and subtitle shared by the task kinds: "<Kind>TaskTitle" formatted with the last
+  // component of the URL's path (a trailing "/" ignored), and the path with the home folder
+  // replaced by "~"; "nil" without URL.
   static std::string kindTitle(std::string_view kind, const std::optional<std::string>& path);
   static std::string kindSubtitle(const std::optional<std::string>& path);
 
  private:
+  // Sets `to` when the status is `from`, in one step; then calls the delegate and posts.
+  // Returns whether it did.
+  bool changeStatus(TaskStatus from, TaskStatus to);
+  // The delegate call, then the notification.
+  void didUpdateStatus();
+
   mutable std::mutex mutex_;  // guards the three fields below
   TaskStatus status_;
   std::optional<double> progress_;

@@ -21,9 +21,10 @@ class TasksGroupDelegate {
 };
 
 // A labelled batch of tasks, in their order of start. Its one state is doneUnit, the number of
-// tasks that came back from the queue (finished, failed or cancelled alike), changed on the
-// main queue by the manager. Held by std::shared_ptr; equality is identity. Safe to read from
-// any thread.
+// tasks that came back from the queue (finished, failed or cancelled alike), counted by the
+// manager on the main queue. doneUnit is atomic: each count is one indivisible step whose result
+// tells the manager whether it was the last, so that a group ends exactly once whatever thread
+// counts. Held by std::shared_ptr; equality is identity. Safe to read from any thread.
 class TasksGroup {
  public:
   TasksGroup(std::string label, std::vector<std::shared_ptr<TaskItem>> tasks);
@@ -59,6 +60,12 @@ class TasksGroup {
   static const std::string didProgressNotification;  // "TasksGroupDidProgressNotification"
 
  private:
+  friend class TasksManager;
+  // Adds one to doneUnit in one atomic step, then calls the delegate and posts as
+  // setDoneUnit() does. Returns the count this call made.
+  std::int64_t countDoneUnit();
+  void didProgress();
+
   std::atomic<std::int64_t> doneUnit_{0};
 };
 

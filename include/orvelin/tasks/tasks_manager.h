@@ -24,9 +24,10 @@ class TasksManagerDelegate {
 //
 // A group added is announced (delegate, then "TasksManagerDidAddGroupNotification" with the
 // group under "Group") before its first task is queued. Each task runs on a queue thread; then,
-// on the main queue, the group's doneUnit grows; when it reaches totalUnit the group leaves
-// `groups`, is announced ("TasksManagerDidRemoveGroupNotification", after the delegate) and its
-// resources are flushed. The main queue must be pumped (MainQueue) for tasks to end.
+// on the main queue, the group's doneUnit grows by one atomic count; the one count that reaches
+// totalUnit makes the group leave `groups`, be announced ("TasksManagerDidRemoveGroupNotification",
+// after the delegate) and have its resources flushed, once. Once a thread pumps the main queue
+// (MainQueue), it must go on pumping for tasks to end.
 //
 // Safe for concurrent use: `groups` is guarded by an internal lock. Held by std::shared_ptr;
 // the destructor waits for the tasks under way and so must not run on the main thread while
