@@ -49,4 +49,20 @@ inline nlohmann::json exifToolRecord(const std::filesystem::path& file, const st
   return records.empty() ? nlohmann::json::object() : records.front();
 }
 
+// The EXIF, IPTC and XMP tags of `file` as exiftool reads them ("-j -a -n -G"), less the
+// thumbnail's offset: where the thumbnail lies depends on the size of what comes before it.
+inline nlohmann::json metadataRecord(const std::filesystem::path& file) {
+  auto record = exifToolRecord(file, {"EXIF:all", "IPTC:all", "XMP:all"});
+  record.erase("EXIF:ThumbnailOffset");
+  return record;
+}
+
+// `record` as a save leaves it beside the edited values: the writer's IPTC character set
+// argument adds the character set (and with it the envelope's version) to the file.
+inline nlohmann::json withIPTCCharacterSet(nlohmann::json record) {
+  record["IPTC:CodedCharacterSet"] = "\x1b%G";
+  record["IPTC:EnvelopeRecordVersion"] = 4;
+  return record;
+}
+
 }  // namespace orvelin::testing

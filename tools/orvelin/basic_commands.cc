@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <string_view>
@@ -10,7 +9,8 @@
 #include "commands.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
-#include "orvelin/version.h"
+#include "orvelin/support/localization.h"
+#include "orvelin/support/string_extensions.h"
 
 namespace orvelin::tool {
 
@@ -29,12 +29,12 @@ std::string trimmed(std::string text) {
 }  // namespace
 
 std::optional<Language> parseLanguage(const std::string& text) {
-  for (Language language : Language::all()) {
-    const auto raw = language.rawValue();
-    if (std::equal(raw.begin(), raw.end(), text.begin(), text.end(),
-                   [](char a, char b) { return std::tolower(a) == std::tolower(b); }))
+  // Only ASCII letters fold: "français" is not "Français", and no byte of a UTF-8 name is
+  // changed on its way.
+  const auto folded = asciiLowercased(text);
+  for (Language language : Language::all())
+    if (asciiLowercased(language.rawValue()) == folded || (language != Language::local && language.name() == text))
       return language;
-  }
   return Language::fromExifToolValue(text);
 }
 
@@ -44,14 +44,17 @@ void addVersionCommand(CLI::App& app, Outcome& outcome) {
     outcome.run = [] {
       ExifToolCLI cli;
       cli.run({"-ver"});
-      const auto version = cli.buildStdOutString();
-      std::printf("orvelin %s\n", ORVELIN_VERSION);
-      if (!version || trimmed(*version).empty()) {
+      const auto exifToolVersion = cli.buildStdOutString();
+      // The library loaded, which may be newer than the one this tool was built with.
+      const auto& info = ORVBundleInfo();
+      const auto version = info.find("CFBundleVersion");
+      std::printf("orvelin %s\n", version == info.end() ? "unknown" : version->second.c_str());
+      if (!exifToolVersion || trimmed(*exifToolVersion).empty()) {
         std::printf("exiftool: not available\n");
         writeOut(stderr, cli.buildStdErrString());
         return 1;
       }
-      std::printf("exiftool %s\n", trimmed(*version).c_str());
+      std::printf("exiftool %s\n", trimmed(*exifToolVersion).c_str());
       return 0;
     };
   });
@@ -65,7 +68,9 @@ void addExifToolCommand(CLI::App& app, Outcome& outcome) {
     std::vector<std::string> arguments;
   };
   auto options = std::make_shared<Options>();
-  command->add_option("--lang", options->language, "Language of the output (a name such as German, or a code such as de)");
+  command->add_option(
+      "--lang", options->language,
+      "Language of the output (a name such as German, its own name such as Deutsch, or a code such as de)");
   command->add_option("--debug-log", options->debugLog, "Write the debug log to this file");
   command->add_option("arguments", options->arguments, "Arguments of exiftool, after --")->required();
   command->callback([&outcome, options] {

@@ -7,12 +7,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "batch.h"
 #include "commands.h"
 #include "orvelin/catalogue/tags_resources.h"
-#include "orvelin/editor/et_editors.h"
-#include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/editor/metadata_editor.h"
 #include "orvelin/support/localization.h"
-#include "orvelin/support/parallel.h"
 #include "orvelin/values/coordinate_writer.h"
 #include "orvelin/values/date_time_value_converter.h"
 
@@ -25,52 +24,37 @@ namespace {
 struct FactsOptions {
   std::vector<std::string> files;
   bool json = false;
+  bool quiet = false;
 };
 
-// The editor of one file, or why there is none.
-struct ReadEditor {
-  std::shared_ptr<MetadataEditor> editor;
-  std::string error;
-};
-
-// Reads the files in parallel, in the editors' profile. Prints the failures; `status` becomes
-// 1 when there is one.
-std::vector<ReadEditor> readEditors(const std::vector<std::string>& files, int& status) {
+// The editors of the files, imported through import tasks; the failures are printed, and
+// `status` becomes 1 when there is one. A null editor for each file that failed.
+std::vector<std::shared_ptr<MetadataEditor>> readEditors(const FactsOptions& options, int& status) {
   TagsResources::shared().reload();
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  auto results = pMap(files, [&](const std::string& file) {
-    ReadEditor result;
-    std::error_code error;
-    if (!fs::is_regular_file(file, error)) {
-      result.error = "No such file";
-      return result;
-    }
-    try {
-      result.editor = reader.readImageFile(fs::absolute(file));
-    } catch (const std::exception& failure) {
-      result.error = failure.what();
-    }
-    return result;
-  });
-  for (std::size_t i = 0; i < files.size(); ++i)
-    if (!results[i].editor) {
-      std::fprintf(stderr, "%s: %s\n", files[i].c_str(), results[i].error.c_str());
+  std::vector<fs::path> urls;
+  for (const auto& file : options.files) urls.push_back(fs::absolute(file));
+  auto imported = importEditors(urls, options.quiet);
+  std::vector<std::shared_ptr<MetadataEditor>> editors;
+  for (std::size_t i = 0; i < imported.size(); ++i) {
+    if (!imported[i].editor) {
+      reportFailure(options.files[i], imported[i].error);
       status = 1;
     }
-  return results;
+    editors.push_back(std::move(imported[i].editor));
+  }
+  return editors;
 }
 
 std::string numberText(double value) { return ORVFormat("%@", {value}); }
 
 int printPositions(const FactsOptions& options) {
   int status = 0;
-  const auto editors = readEditors(options.files, status);
+  const auto editors = readEditors(options, status);
   const CoordinateWriter writer;
   const DateTimeValueConverter moments;
   nlohmann::json all = nlohmann::json::array();
   for (std::size_t i = 0; i < editors.size(); ++i) {
-    const auto& editor = editors[i].editor;
+    const auto& editor = editors[i];
     if (!editor) continue;
     const auto& file = options.files[i];
     const auto coordinate = editor->exifGPSCoordinate();
@@ -108,10 +92,10 @@ int printPositions(const FactsOptions& options) {
 
 int printSizes(const FactsOptions& options) {
   int status = 0;
-  const auto editors = readEditors(options.files, status);
+  const auto editors = readEditors(options, status);
   nlohmann::json all = nlohmann::json::array();
   for (std::size_t i = 0; i < editors.size(); ++i) {
-    const auto& editor = editors[i].editor;
+    const auto& editor = editors[i];
     if (!editor) continue;
     const auto& file = options.files[i];
     const auto size = editor->imageSize();
@@ -136,12 +120,14 @@ void addGPSCommands(CLI::App& app, Outcome& outcome) {
   auto* gps = app.add_subcommand("gps", "Print the GPS position of files in the four notations, with altitude and moment");
   gps->add_option("FILE", gpsOptions->files, "Files to read")->required();
   gps->add_flag("--json", gpsOptions->json, "Print one JSON array with one object per file");
+  gps->add_flag("--quiet", gpsOptions->quiet, "Show no progress line");
   gps->callback([&outcome, gpsOptions] { outcome.run = [gpsOptions] { return printPositions(*gpsOptions); }; });
 
   auto sizeOptions = std::make_shared<FactsOptions>();
   auto* size = app.add_subcommand("size", "Print the pixel size of files (width x height)");
   size->add_option("FILE", sizeOptions->files, "Files to read")->required();
   size->add_flag("--json", sizeOptions->json, "Print one JSON array with one object per file");
+  size->add_flag("--quiet", sizeOptions->quiet, "Show no progress line");
   size->callback([&outcome, sizeOptions] { outcome.run = [sizeOptions] { return printSizes(*sizeOptions); }; });
 }
 

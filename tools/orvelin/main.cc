@@ -1,7 +1,8 @@
 // orvelin: the command-line host of the library.
 
+#include <unistd.h>
+
 #include <cstdio>
-#include <iostream>
 
 #include "commands.h"
 #include "orvelin/support/debug_log.h"
@@ -10,6 +11,9 @@
 
 int main(int argc, char** argv) {
   using namespace orvelin;
+  // Standard output is for results (JSON among them): the library's own messages go to
+  // standard error.
+  ORVSetConsole(STDERR_FILENO);
   ORVSetApplicationInfo({{"CFBundleName", "orvelin"},
                          {"CFBundleExecutable", "orvelin"},
                          {"CFBundleVersion", ORVELIN_VERSION}});

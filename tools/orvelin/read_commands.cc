@@ -6,24 +6,20 @@
 
 #include <nlohmann/json.hpp>
 
+#include "batch.h"
 #include "commands.h"
 #include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editor/metadata_editor.h"
 #include "orvelin/exiftool/one_command_jobs.h"
 #include "orvelin/storage/metadata_et_reader.h"
-#include "orvelin/editor/metadata_editor.h"
-#include "orvelin/support/parallel.h"
 #include "orvelin/tasks/image_tasks.h"
-#include "batch.h"
+#include "read_file_task.h"
 
 namespace orvelin::tool {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-void reportFailure(const std::string& path, const std::string& text) {
-  std::fprintf(stderr, "%s: %s\n", path.c_str(), text.c_str());
-}
 
 nlohmann::json streamNames(const std::set<TagStream>& streams) {
   nlohmann::json names = nlohmann::json::array();
@@ -36,7 +32,6 @@ struct ReadOptions {
   bool json = false;
   std::string language;
   bool rawProfile = false;
-  bool printValues = false;
   bool quiet = false;
 };
 
@@ -46,59 +41,74 @@ struct ReadResult {
   std::string error;
 };
 
-std::string errorText(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& exception) {
-    return exception.what();
-  } catch (...) {
-    return "Unknown error";
-  }
-}
-
-// Reads a file outside the import tasks: files of other kinds than images, and reads in
-// another language or profile than the editors'.
-ReadResult readDirectly(const MetadataETReader& reader, const fs::path& url) {
-  ReadResult result;
-  try {
-    auto storage = reader.readReadWriteStorage(url);
-    storage.readFinderTags();
-    result.storage = std::move(storage);
-  } catch (...) {
-    result.error = errorText(std::current_exception());
-  }
-  return result;
-}
-
+// Reads every file through task groups, as a host does. Images (and folders) read in the
+// editors' profile are imported as editors by import tasks; the rest (files that are no
+// images, another language, the plain reader's profile) are read by the tool's own read
+// tasks. One result per URL, in their order.
 std::vector<ReadResult> readAll(const ReadOptions& options, const std::vector<fs::path>& urls) {
   MetadataETReader reader;
-  if (!options.printValues) reader.setupDefaultForEditorReading();
+  if (!options.rawProfile) reader.setupDefaultForEditorReading();
   if (!options.language.empty()) reader.language = parseLanguage(options.language);
-  const bool editorsProfile = !options.printValues && !reader.language;
+  const bool editorsProfile = !options.rawProfile && !reader.language;
 
   std::vector<ReadResult> results(urls.size());
-  // Images (and folders) are imported as editors, by import tasks, as a host does.
-  std::vector<std::size_t> imported, direct;
+  std::vector<std::size_t> imported, read;
   for (std::size_t i = 0; i < urls.size(); ++i)
-    (editorsProfile && ImportImageTaskItem::canImportImage(urls[i]) ? imported : direct).push_back(i);
-  if (!imported.empty()) {
-    ImportImageTasksGenerator generator;
-    for (auto i : imported) generator.urls.push_back(urls[i]);
-    auto group = generator.generateGroup();
-    runGroup(group, options.quiet, [&] {
-      for (std::size_t k = 0; k < imported.size(); ++k) {
-        const auto& task = dynamic_cast<const ImportImageTaskItem&>(*group->tasks[k]);
-        auto& result = results[imported[k]];
-        if (auto editor = task.editor())
-          result.storage = editor->storage();
-        else
-          result.error = task.errorDescription();
-      }
-    });
+    (editorsProfile && ImportImageTaskItem::canImportImage(urls[i]) ? imported : read).push_back(i);
+
+  std::vector<fs::path> importedURLs;
+  for (auto i : imported) importedURLs.push_back(urls[i]);
+  const auto editors = importEditors(importedURLs, options.quiet);
+  for (std::size_t k = 0; k < imported.size(); ++k) {
+    auto& result = results[imported[k]];
+    if (editors[k].editor)
+      result.storage = editors[k].editor->storage();
+    else
+      result.error = editors[k].error;
   }
-  const auto others = pMap(direct, [&](std::size_t i) { return readDirectly(reader, urls[i]); });
-  for (std::size_t k = 0; k < direct.size(); ++k) results[direct[k]] = others[k];
+
+  ReadFileTasksGenerator generator;
+  generator.reader = reader;
+  for (auto i : read) generator.urls.push_back(urls[i]);
+  runTasks<ReadFileTaskItem>(generator, options.quiet, [&](std::size_t k, const ReadFileTaskItem& task) {
+    auto& result = results[read.at(k)];
+    result.storage = task.storage();
+    if (!result.storage) result.error = failureText(task);
+  });
   return results;
+}
+
+// A value on one line: a line feed as "\n", a carriage return as "\r", a backslash as "\\".
+std::string escaped(std::string_view text) {
+  std::string line;
+  line.reserve(text.size());
+  for (const char c : text) {
+    switch (c) {
+      case '\n': line += "\\n"; break;
+      case '\r': line += "\\r"; break;
+      case '\\': line += "\\\\"; break;
+      default: line += c;
+    }
+  }
+  return line;
+}
+
+// One STREAM:KEY=VALUE line per value, sorted by name, the Finder tags among them as one
+// ORVFinder:Tags line of the tags joined by "," (as the file keeps them: no tag holds a ",").
+void printText(const ReadWriteStorage& storage) {
+  const auto& finderTags = storage.originalFinderTags();
+  bool finderTagsDone = finderTags.empty();
+  auto printFinderTags = [&] {
+    std::string joined;
+    for (const auto& tag : finderTags) joined += (joined.empty() ? "" : ",") + escaped(tag);
+    std::cout << TagName::orvfinderTags.rawValue() << "=" << joined << "\n";
+    finderTagsDone = true;
+  };
+  for (const auto& [name, value] : storage.originalValuesDict()) {
+    if (!finderTagsDone && TagName::orvfinderTags < name) printFinderTags();
+    std::cout << name.rawValue() << "=" << escaped(value) << "\n";
+  }
+  if (!finderTagsDone) printFinderTags();
 }
 
 int readFiles(const ReadOptions& options) {
@@ -108,27 +118,17 @@ int readFiles(const ReadOptions& options) {
   }
   TagsResources::shared().reload();
 
-  int status = 0;
   std::vector<fs::path> urls;
-  std::vector<std::string> names;
-  for (const auto& file : options.files) {
-    std::error_code missing;
-    if (!fs::exists(file, missing)) {
-      reportFailure(file, "No such file or folder");
-      status = 1;
-      continue;
-    }
-    urls.push_back(fs::absolute(file));
-    names.push_back(file);
-  }
+  for (const auto& file : options.files) urls.push_back(fs::absolute(file));
   const auto results = readAll(options, urls);
 
+  int status = 0;
   nlohmann::json all = nlohmann::json::array();
   bool first = true;
   for (std::size_t i = 0; i < results.size(); ++i) {
     const auto& result = results[i];
     if (!result.storage) {
-      reportFailure(names[i], result.error);
+      reportFailure(options.files[i], result.error);
       status = 1;
       continue;
     }
@@ -136,7 +136,7 @@ int readFiles(const ReadOptions& options) {
     if (options.json) {
       nlohmann::json values = nlohmann::json::object();
       for (const auto& [name, value] : storage.originalValuesDict()) values[name.rawValue()] = value;
-      all.push_back({{"SourceFile", urls[i].string()},
+      all.push_back({{"SourceFile", options.files[i]},
                      {"values", std::move(values)},
                      {"finderTags", storage.originalFinderTags()},
                      {"g0Streams", streamNames(storage.g0OriginalStreams())},
@@ -144,7 +144,7 @@ int readFiles(const ReadOptions& options) {
     } else {
       if (!first) std::cout << "\n";
       first = false;
-      for (const auto& [name, value] : storage.originalValuesDict()) std::cout << name.rawValue() << "=" << value << "\n";
+      printText(storage);
     }
   }
   if (options.json) std::cout << all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
@@ -198,14 +198,18 @@ int extractImage(const std::string& file, const std::string& output, bool previe
 void addReadCommands(CLI::App& app, Outcome& outcome) {
   auto options = std::make_shared<ReadOptions>();
   auto* read = app.add_subcommand("read", "Print the metadata of files as the library reads it");
-  read->add_option("FILE", options->files, "Files or folders to read")->required();
+  read->add_option("FILE", options->files,
+                   "Files, or folders (a path without extension), which have no values of their own")
+      ->required();
   read->add_flag("--json", options->json, "Print one JSON array with one object per file");
-  read->add_option("--lang", options->language, "Language of exiftool's output");
+  read->add_option("--lang", options->language,
+                   "Language of exiftool's output (a name such as German, its own name such as Deutsch, or a code "
+                   "such as de)");
   read->add_flag("--raw-profile", options->rawProfile,
-                 "Read with the editors' profile: raw values, short names, no composite tags (the default)");
-  read->add_flag("--print-values", options->printValues,
-                 "Read values as exiftool prints them for people instead of the editors' raw profile");
-  read->add_flag("--quiet", options->quiet, "Print nothing but the values and errors");
+                 "Read with a plain reader's profile instead of the editors': values as exiftool prints "
+                 "them for people (not its raw numbers), composite tags still left out; a printed value "
+                 "that the tag's type cannot read is left out");
+  read->add_flag("--quiet", options->quiet, "Show no progress line, only the values and errors");
   read->callback([&outcome, options] { outcome.run = [options] { return readFiles(*options); }; });
 
   auto cleanFilesList = std::make_shared<std::vector<std::string>>();

@@ -6,13 +6,16 @@
 #include <iostream>
 #include <mutex>
 
+#include <set>
+#include <unordered_map>
+
+#include "batch.h"
 #include "commands.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
-#include "orvelin/editor/et_editors.h"
-#include "orvelin/storage/metadata_et_reader.h"
-#include "orvelin/storage/metadata_et_writer.h"
+#include "orvelin/editor/metadata_editor.h"
 #include "orvelin/presets/preset.h"
+#include "orvelin/tasks/image_tasks.h"
 #include "orvelin/support/string_extensions.h"
 #include "orvelin/values/coordinate_parser.h"
 #include "orvelin/values/date_edition.h"
@@ -45,6 +48,7 @@ struct SetOptions {
   bool removeThumbnail = false;
   bool keywordsFromFinderTags = false;
   bool finderTagsFromKeywords = false;
+  bool quiet = false;
 };
 
 // The edits with intent, parsed and checked before any file is read.
@@ -64,39 +68,6 @@ struct Edit {
   std::string value;
 };
 
-std::optional<std::vector<Edit>> parseEdits(const SetOptions& options) {
-  std::vector<Edit> edits;
-  auto parseName = [](const std::string& text) -> std::optional<TagName> {
-    auto name = TagName::fromRawValue(text);
-    if (!name || name->stream().rawValue().empty() || name->key().rawValue().empty()) {
-      std::fprintf(stderr, "orvelin: %s is no tag name (STREAM:KEY)\n", text.c_str());
-      return std::nullopt;
-    }
-    return name;
-  };
-  for (const auto& text : options.clears) {
-    auto name = parseName(text);
-    if (!name) return std::nullopt;
-    edits.push_back({Edit::Kind::clear, *name, ""});
-  }
-  for (const auto& text : options.values) {
-    const auto equals = text.find('=');
-    if (equals == std::string::npos) {
-      std::fprintf(stderr, "orvelin: -t %s: expected STREAM:KEY=VALUE\n", text.c_str());
-      return std::nullopt;
-    }
-    auto name = parseName(text.substr(0, equals));
-    if (!name) return std::nullopt;
-    edits.push_back({Edit::Kind::value, *name, text.substr(equals + 1)});
-  }
-  for (const auto& text : options.forces) {
-    auto name = parseName(text);
-    if (!name) return std::nullopt;
-    edits.push_back({Edit::Kind::force, *name, ""});
-  }
-  return edits;
-}
-
 std::optional<TagName> parseTagName(const std::string& text) {
   auto name = TagName::fromRawValue(text);
   if (!name || name->stream().rawValue().empty() || name->key().rawValue().empty()) {
@@ -115,6 +86,28 @@ std::optional<std::pair<std::string, std::string>> splitAssignment(const std::st
     return std::nullopt;
   }
   return std::make_pair(text.substr(0, equals), text.substr(equals + 1));
+}
+
+std::optional<std::vector<Edit>> parseEdits(const SetOptions& options) {
+  std::vector<Edit> edits;
+  for (const auto& text : options.clears) {
+    auto name = parseTagName(text);
+    if (!name) return std::nullopt;
+    edits.push_back({Edit::Kind::clear, *name, ""});
+  }
+  for (const auto& text : options.values) {
+    const auto parts = splitAssignment("-t", text, "STREAM:KEY=VALUE");
+    if (!parts) return std::nullopt;
+    auto name = parseTagName(parts->first);
+    if (!name) return std::nullopt;
+    edits.push_back({Edit::Kind::value, *name, parts->second});
+  }
+  for (const auto& text : options.forces) {
+    auto name = parseTagName(text);
+    if (!name) return std::nullopt;
+    edits.push_back({Edit::Kind::force, *name, ""});
+  }
+  return edits;
 }
 
 std::optional<IntentEdits> parseIntentEdits(const SetOptions& options) {
@@ -207,77 +200,81 @@ std::vector<std::string> splitTags(const std::string& text) {
   return tags;
 }
 
-// Applies the edits with intent to one editor; reports the tags it cannot take. Returns false
-// when one was refused.
-bool applyIntentEdits(MetadataEditor& editor, const std::string& path, const IntentEdits& edits,
-                      const SetOptions& options) {
-  bool allApplied = true;
-  const auto catalogue = TagsResources::shared().catalogue();
-  auto editable = [&](const TagName& name) {
-    const char* why = !catalogue->tag(name) ? "not in the catalogue"
-                      : !editor.canEditValue(name) ? "not editable in this file"
-                                                   : nullptr;
-    if (why) {
-      std::fprintf(stderr, "%s: %s refused (%s)\n", path.c_str(), name.rawValue().c_str(), why);
-      allApplied = false;
-    }
-    return why == nullptr;
-  };
-  auto known = [&](const TagName& name) {
-    if (catalogue->tag(name)) return true;
-    std::fprintf(stderr, "%s: %s refused (not in the catalogue)\n", path.c_str(), name.rawValue().c_str());
-    allApplied = false;
-    return false;
-  };
+// The edits one file refuses, told on standard error as "path: NAME refused (why)", since the
+// editor itself refuses silently. Each check looks the tag up in one catalogue snapshot.
+class Refusals {
+ public:
+  Refusals(const MetadataEditor& editor, const std::string& path)
+      : editor_(editor), path_(path), catalogue_(TagsResources::shared().catalogue()) {}
 
-  if (options.eraseGPS) editor.eraseEXIFGPSLocation();
-  if (edits.position && editable(TagName::exifGPSLatitude) && editable(TagName::exifGPSLongitude))
-    editor.setEXIFGPSCoordinate(*edits.position);
-  if (edits.altitude && editable(TagName::exifGPSAltitude)) editor.setEXIFGPSAltitude(*edits.altitude);
-  for (const auto& [name, edition] : edits.dates)
-    if (editable(name)) editor.apply(edition, name);
-  for (const auto& [source, destination] : edits.copies)
-    if (known(source) && editable(destination)) editor.copy(source, destination);
-  for (const auto& [source, destination] : edits.copyDates)
-    if (known(source) && editable(destination)) editor.copyDate(source, destination);
-  for (const auto& [source, destination] : edits.clones)
-    if (known(source) && editable(destination)) editor.clone(source, destination);
-  for (const auto& [name, text] : edits.merges) {
-    if (!editable(name)) continue;
-    if (const auto type = catalogue->tag(name)->type; !type.isString()) {
-      std::fprintf(stderr, "%s: %s refused (a %s tag takes no text)\n", path.c_str(), name.rawValue().c_str(),
-                   std::string(type.rawValue()).c_str());
-      allApplied = false;
-      continue;
-    }
-    editor.mergeValue(text, name);
+  // The catalogue's record of `name`; null, reported, when the catalogue does not know it.
+  std::shared_ptr<const TagItem> known(const TagName& name) {
+    auto item = catalogue_->tag(name);
+    if (!item) refuse(name, "not in the catalogue");
+    return item;
   }
-  if (edits.preset) editor.apply(edits.preset->entries());
-  if (options.removeThumbnail) editor.removeThumbnail();
-  if (options.keywordsFromFinderTags && editable(TagName::iptcKeywords)) editor.copyFinderTagsToIPTCKeywords();
-  if (options.finderTagsFromKeywords) editor.copyIPTCKeywordsToFinderTags();
-  return allApplied;
+  // As known(), and null, reported, when the editor cannot edit the tag.
+  std::shared_ptr<const TagItem> editable(const TagName& name) {
+    auto item = known(name);
+    if (item && !editor_.canEditValue(name)) {
+      refuse(name, "not editable in this file");
+      return nullptr;
+    }
+    return item;
+  }
+  void refuse(const TagName& name, const std::string& why) {
+    std::fprintf(stderr, "%s: %s refused (%s)\n", path_.c_str(), name.rawValue().c_str(), why.c_str());
+    any_ = true;
+  }
+  bool any() const { return any_; }
+
+ private:
+  const MetadataEditor& editor_;
+  const std::string& path_;
+  const std::shared_ptr<const TagsCatalogue> catalogue_;
+  bool any_ = false;
+};
+
+// Merges `text` into the tag, reporting the refusal of a tag that takes no text. Whether a tag
+// takes text is the editor's own rule, not repeated here: a merge of some text that leaves the
+// value as it was, on a tag the editor can edit, was refused.
+void merge(MetadataEditor& editor, const TagName& name, const std::string& text, Refusals& refusals) {
+  const auto item = refusals.editable(name);
+  if (!item) return;
+  const auto before = editor.currentValue(name);
+  editor.mergeValue(text, name);
+  if (!text.empty() && editor.currentValue(name) == before)
+    refusals.refuse(name, "a " + std::string(item->type.rawValue()) + " tag takes no text");
 }
 
-// Applies the edits to one editor; reports refusals. Returns false when one was refused.
-bool applyEdits(MetadataEditor& editor, const std::string& path, const std::vector<Edit>& edits,
-                const SetOptions& options) {
-  bool allApplied = true;
-  auto refuse = [&](const Edit& edit, const char* why) {
-    std::fprintf(stderr, "%s: %s refused (%s)\n", path.c_str(), edit.name.rawValue().c_str(), why);
-    allApplied = false;
-  };
-  const auto catalogue = TagsResources::shared().catalogue();
+// Applies the edits with intent to one editor, after the plain ones.
+void applyIntentEdits(MetadataEditor& editor, const IntentEdits& edits, const SetOptions& options,
+                      Refusals& refusals) {
+  if (options.eraseGPS) editor.eraseEXIFGPSLocation();
+  if (edits.position && refusals.editable(TagName::exifGPSLatitude) && refusals.editable(TagName::exifGPSLongitude))
+    editor.setEXIFGPSCoordinate(*edits.position);
+  if (edits.altitude && refusals.editable(TagName::exifGPSAltitude)) editor.setEXIFGPSAltitude(*edits.altitude);
+  for (const auto& [name, edition] : edits.dates)
+    if (refusals.editable(name)) editor.apply(edition, name);
+  for (const auto& [source, destination] : edits.copies)
+    if (refusals.known(source) && refusals.editable(destination)) editor.copy(source, destination);
+  for (const auto& [source, destination] : edits.copyDates)
+    if (refusals.known(source) && refusals.editable(destination)) editor.copyDate(source, destination);
+  for (const auto& [source, destination] : edits.clones)
+    if (refusals.known(source) && refusals.editable(destination)) editor.clone(source, destination);
+  for (const auto& [name, text] : edits.merges) merge(editor, name, text, refusals);
+  if (edits.preset) editor.apply(edits.preset->entries());
+  if (options.removeThumbnail) editor.removeThumbnail();
+  if (options.keywordsFromFinderTags && refusals.editable(TagName::iptcKeywords)) editor.copyFinderTagsToIPTCKeywords();
+  if (options.finderTagsFromKeywords) editor.copyIPTCKeywordsToFinderTags();
+}
+
+// Applies the plain edits to one editor.
+void applyEdits(MetadataEditor& editor, const std::vector<Edit>& edits, const SetOptions& options,
+                Refusals& refusals) {
   for (const auto& edit : edits) {
-    const auto item = catalogue->tag(edit.name);
-    if (!item) {
-      refuse(edit, "not in the catalogue");
-      continue;
-    }
-    if (!editor.canEditValue(edit.name)) {
-      refuse(edit, "not editable in this file");
-      continue;
-    }
+    const auto item = refusals.editable(edit.name);
+    if (!item) continue;
     switch (edit.kind) {
       case Edit::Kind::clear: editor.setValue(std::string(), edit.name); break;
       case Edit::Kind::force: editor.forceValue(edit.name); break;
@@ -289,7 +286,7 @@ bool applyEdits(MetadataEditor& editor, const std::string& path, const std::vect
         // The value in the tag's canonical form, as the storages hold it.
         const auto canonical = item->converter()->stringValueFromStringValue(edit.value);
         if (!canonical) {
-          refuse(edit, ("\"" + edit.value + "\" is no " + std::string(item->type.rawValue()) + " value").c_str());
+          refusals.refuse(edit.name, "\"" + edit.value + "\" is no " + std::string(item->type.rawValue()) + " value");
           continue;
         }
         editor.setValue(*canonical, edit.name);
@@ -298,8 +295,57 @@ bool applyEdits(MetadataEditor& editor, const std::string& path, const std::vect
     }
   }
   if (options.finderTags) editor.setFinderTags(splitTags(*options.finderTags));
-  return allApplied;
 }
+
+// Collects, per editor, the names of every did-end notification of EditionsManager::shared()
+// for as long as it lives. Concurrent saves may share one session, whose set then holds several
+// editors. The observer runs inside the manager's lock and takes only this object's own lock.
+class SessionNames {
+ public:
+  SessionNames()
+      : observer_(NotificationCenter::defaultCenter().addObserver(
+            EditionsManager::didEndSessionNotification, &EditionsManager::shared(), nullptr,
+            [this](const Notification& note) { collect(note); })) {}
+  SessionNames(const SessionNames&) = delete;
+  SessionNames& operator=(const SessionNames&) = delete;
+  ~SessionNames() { NotificationCenter::defaultCenter().removeObserver(observer_); }
+
+  // The names registered for `editor` so far.
+  std::set<TagName> names(const MetadataEditor& editor) const {
+    std::lock_guard lock(mutex_);
+    const auto found = names_.find(&editor);
+    return found == names_.end() ? std::set<TagName>() : found->second;
+  }
+
+ private:
+  void collect(const Notification& note) {
+    const auto set = EditionsManager::editionsSet(note);
+    if (!set) return;
+    std::lock_guard lock(mutex_);
+    for (const auto& [editor, names] : set->values) names_[editor.get()].insert(names.begin(), names.end());
+  }
+
+  mutable std::mutex mutex_;  // guards names_
+  std::unordered_map<const MetadataEditor*, std::set<TagName>> names_;
+  const NotificationObserverToken observer_;
+};
+
+// The names sorted, separated by blanks.
+std::string joined(const std::set<TagName>& names) {
+  std::string text;
+  for (const auto& name : names) text += (text.empty() ? "" : " ") + name.rawValue();
+  return text;
+}
+
+// One file of the command line on its way through import, edits and save.
+struct Target {
+  std::string path;
+  std::shared_ptr<MetadataEditor> editor;  // null when the import failed
+  std::string error;                       // why the import or the save failed
+  bool edited = false;                     // a save task is due
+  std::string unchanged;                   // the names the edits touched, when there is nothing to write
+  bool sendsFinderTags = false;
+};
 
 int setFiles(const SetOptions& options) {
   const auto edits = parseEdits(options);
@@ -309,75 +355,79 @@ int setFiles(const SetOptions& options) {
   const auto intentEdits = parseIntentEdits(options);
   if (!intentEdits) return 2;
 
-  int status = 0;
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  std::vector<std::pair<std::string, std::shared_ptr<MetadataEditor>>> editors;
-  for (const auto& file : options.files) {
-    const auto url = fs::absolute(file);
-    std::error_code error;
-    const bool isFolder = !url.has_extension();
-    if (!fs::exists(url, error) || (isFolder && !fs::is_directory(url, error))) {
-      std::fprintf(stderr, "%s: No such file or folder\n", file.c_str());
-      status = 1;
-      continue;
-    }
-    try {
-      std::shared_ptr<MetadataEditor> editor;
-      if (isFolder)
-        editor = reader.readImageFolder(url);
-      else
-        editor = reader.readImageFile(url);
-      editors.emplace_back(file, std::move(editor));
-    } catch (const std::exception& failure) {
-      std::fprintf(stderr, "%s: %s\n", file.c_str(), failure.what());
-      status = 1;
+  std::vector<Target> targets;
+  {
+    std::vector<fs::path> urls;
+    for (const auto& file : options.files) urls.push_back(fs::absolute(file));
+    auto imported = importEditors(urls, options.quiet);
+    targets.resize(urls.size());
+    for (std::size_t i = 0; i < urls.size(); ++i) {
+      targets[i].path = options.files[i];
+      targets[i].editor = std::move(imported[i].editor);
+      targets[i].error = std::move(imported[i].error);
     }
   }
 
-  // All edits in one session; its set tells what each file is to get.
-  auto& manager = EditionsManager::shared();
-  std::mutex setMutex;
-  EditionsSet edited;
-  auto observer = NotificationCenter::defaultCenter().addObserver(
-      EditionsManager::didEndSessionNotification, &manager, nullptr, [&](const Notification& note) {
-        if (auto set = EditionsManager::editionsSet(note)) {
-          std::lock_guard lock(setMutex);
-          edited = std::move(*set);
-        }
-      });
-  manager.session([&] {
-    for (auto& [path, editor] : editors) {
-      if (!applyEdits(*editor, path, *edits, options)) status = 1;
-      if (!applyIntentEdits(*editor, path, *intentEdits, options)) status = 1;
+  // All edits in one session.
+  int status = 0;
+  std::vector<std::shared_ptr<MetadataEditor>> editors;
+  {
+    SessionNames touched;
+    EditionsManager::shared().session([&] {
+      for (auto& target : targets) {
+        if (!target.editor) continue;
+        Refusals refusals(*target.editor, target.path);
+        applyEdits(*target.editor, *edits, options, refusals);
+        applyIntentEdits(*target.editor, *intentEdits, options, refusals);
+        if (refusals.any()) status = 1;
+      }
+    });
+    for (auto& target : targets) {
+      if (!target.editor) continue;
+      target.edited = target.editor->isEdited();
+      if (!target.edited) {
+        target.unchanged = joined(touched.names(*target.editor));
+        continue;
+      }
+      target.sendsFinderTags = target.editor->writtenFinderTags().has_value();
+      editors.push_back(target.editor);
     }
-  });
-  NotificationCenter::defaultCenter().removeObserver(observer);
+  }
 
-  for (auto& [path, editor] : editors) {
-    const auto found = edited.values.find(editor);
-    std::string names;
-    if (found != edited.values.end())
-      for (const auto& name : found->second) names += (names.empty() ? "" : " ") + name.rawValue();
-    if (!editor->isEdited()) {
-      std::printf("%s: nothing to write%s%s\n", path.c_str(), names.empty() ? "" : "; unchanged: ", names.c_str());
+  // The saves, each with the writer options of its editor's kind. What a save sent is what it
+  // registered in the saves' sessions, not what the edits registered (a clear of a tag that the
+  // file lacks is registered, and not written).
+  SessionNames saved;
+  SaveImageEditionsTasksGenerator generator;
+  generator.editors = std::move(editors);
+  generator.updateSystemModifyDate = options.updateModifyDate;
+  std::unordered_map<const MetadataEditor*, std::string> outcomes;  // "" when saved, else the error
+  runTasks<SaveImageEditionsTaskItem>(
+      generator, options.quiet, [&](std::size_t, const SaveImageEditionsTaskItem& task) {
+        const auto input = task.input();
+        if (input && input->editor)
+          outcomes[input->editor.get()] = task.status() == TaskStatus::completed ? std::string() : failureText(task);
+      });
+
+  for (auto& target : targets) {
+    if (target.editor && !target.edited) {
+      std::printf("%s: nothing to write%s%s\n", target.path.c_str(), target.unchanged.empty() ? "" : "; unchanged: ",
+                  target.unchanged.c_str());
       continue;
     }
-    MetadataETWriter writer;
-    writer.shouldUpdateSourceSystemModifyDate = options.updateModifyDate;
-    writer.shouldUpdateSourceFinderTags = true;
-    editor->lockEditor();
-    try {
-      if (auto* folder = dynamic_cast<ETFolderMetadataEditor*>(editor.get()))
-        writer.writeImageFolderEditor(*folder);
-      else
-        writer.writeImageFileEditor(dynamic_cast<ETImageMetadataEditor&>(*editor));
-      std::printf("%s: %s\n", path.c_str(), names.c_str());
-    } catch (const std::exception& failure) {
-      std::fprintf(stderr, "%s: %s\n", path.c_str(), failure.what());
-      status = 1;
+    if (target.editor) {
+      const auto outcome = outcomes.find(target.editor.get());
+      target.error = outcome == outcomes.end() ? "not saved: the editor is locked" : outcome->second;
     }
-    editor->unlockEditor();
+    if (!target.error.empty()) {
+      reportFailure(target.path, target.error);
+      status = 1;
+      continue;
+    }
+    // The Finder tags are no value of the storage: the save sets them beside exiftool's run.
+    auto names = saved.names(*target.editor);
+    if (target.sendsFinderTags) names.insert(TagName::orvfinderTags);
+    std::printf("%s: %s\n", target.path.c_str(), joined(names).c_str());
   }
   std::fflush(stdout);
   return status;
@@ -389,6 +439,10 @@ void addSetCommand(CLI::App& app, Outcome& outcome) {
   auto options = std::make_shared<SetOptions>();
   auto* set = app.add_subcommand("set", "Edit the metadata of files and folders, and save them");
   set->add_option("FILE", options->files, "Files, or folders (a path without extension)")->required();
+  set->footer(
+      "Each file prints the tags its save sent to exiftool, sorted (ORVFinder:Tags for its Finder tags). "
+      "exiftool may still refuse a value silently: read the file again to see what it holds.");
+  set->add_flag("--quiet", options->quiet, "Show no progress line, only the results and errors");
   set->add_option("-t,--tag", options->values, "STREAM:KEY=VALUE: set a value (an empty VALUE clears the tag)");
   set->add_option("--clear", options->clears, "STREAM:KEY: clear a tag");
   set->add_option("--force", options->forces, "STREAM:KEY: write the tag's current value again");
