@@ -29,7 +29,9 @@ inline ToolRun runTool(const std::vector<std::string>& arguments, const std::fil
   request.arguments = arguments;
   request.environment = {"HOME=" + scratch.string(), "TMPDIR=" + scratch.string(),
                          "XDG_CONFIG_HOME=" + (scratch / "config").string(), "LANG=C.UTF-8"};
-  for (const char* name : {"PATH", "TZ", "ORVELIN_RESOURCES"})
+  // The sanitizers' options too, so that the tool runs with the suppressions of the test program.
+  for (const char* name :
+       {"PATH", "TZ", "ORVELIN_RESOURCES", "TSAN_OPTIONS", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"})
     if (const char* value = std::getenv(name)) request.environment.push_back(std::string(name) + "=" + value);
   const auto result = ProcessRunner::Default()->run(request);
   return {result.exitStatus, result.standardOutput, result.standardError};
