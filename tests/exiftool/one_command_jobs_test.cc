@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "common/recording_runner.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/exiftool/exiftool_cli.h"
@@ -25,38 +26,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-// Runs every command with the real exiftool and keeps the arguments that the job passed to
-// run(), that is what follows the tool's path, its "-charset filename=UTF8" and its options.
-class RecordingRunner : public ProcessRunnerWrapper {
- public:
-  RecordingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
-  RecordingRunner(const RecordingRunner&) = delete;
-  RecordingRunner& operator=(const RecordingRunner&) = delete;
-  ~RecordingRunner() override { ORVSetProcessRunner(nullptr); }
-
-  ProcessResult run(const ProcessRequest& request) override {
-    {
-      std::lock_guard lock(mutex_);
-      commands_.push_back(request.arguments);
-    }
-    return ProcessRunnerWrapper::run(request);
-  }
-
-  std::vector<std::vector<std::string>> commands() {
-    std::lock_guard lock(mutex_);
-    return commands_;
-  }
-  // The whole argument list of the only command run.
-  std::vector<std::string> onlyCommand() {
-    const auto all = commands();
-    EXPECT_EQ(all.size(), 1u);
-    return all.empty() ? std::vector<std::string>() : all.front();
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<std::vector<std::string>> commands_;
-};
+using testing::RecordingRunner;
 
 // The last `count` arguments of a command.
 std::vector<std::string> tail(const std::vector<std::string>& arguments, std::size_t count) {

@@ -7,6 +7,7 @@
 #include <future>
 #include <mutex>
 
+#include "common/recording_runner.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/et_editors.h"
@@ -58,37 +59,7 @@ class ImageTasks : public ::testing::Test {
   }
 };
 
-// The exiftool command lines of the library, passed on to the real runner; installed for the
-// object's life.
-class RecordingRunner final : public ProcessRunnerWrapper {
- public:
-  RecordingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
-  ~RecordingRunner() override { ORVSetProcessRunner(nullptr); }
-  RecordingRunner(const RecordingRunner&) = delete;
-  RecordingRunner& operator=(const RecordingRunner&) = delete;
-
-  ProcessResult run(const ProcessRequest& request) override {
-    {
-      std::lock_guard lock(mutex_);
-      arguments_.push_back(request.arguments);
-    }
-    return ProcessRunnerWrapper::run(request);
-  }
-  // The arguments of the writes (runs given a JSON file of values), then forgets them all.
-  std::vector<std::vector<std::string>> takeWrites() {
-    std::lock_guard lock(mutex_);
-    std::vector<std::vector<std::string>> writes;
-    for (auto& arguments : arguments_)
-      if (std::any_of(arguments.begin(), arguments.end(), [](const auto& a) { return a.rfind("-json=", 0) == 0; }))
-        writes.push_back(std::move(arguments));
-    arguments_.clear();
-    return writes;
-  }
-
- private:
-  std::mutex mutex_;  // guards arguments_
-  std::vector<std::vector<std::string>> arguments_;
-};
+using testing::RecordingRunner;
 
 bool contains(const std::vector<std::string>& arguments, const std::string& argument) {
   return std::find(arguments.begin(), arguments.end(), argument) != arguments.end();

@@ -1,0 +1,61 @@
+#pragma once
+
+// A process runner for tests: runs every process with the real runner and keeps the argument
+// list of each run. It is the library's runner for the object's life.
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "orvelin/support/process_runner.h"
+
+namespace orvelin::testing {
+
+class RecordingRunner : public ProcessRunnerWrapper {
+ public:
+  RecordingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
+  ~RecordingRunner() override { ORVSetProcessRunner(nullptr); }
+  RecordingRunner(const RecordingRunner&) = delete;
+  RecordingRunner& operator=(const RecordingRunner&) = delete;
+
+  ProcessResult run(const ProcessRequest& request) override {
+    {
+      std::lock_guard lock(mutex_);
+      commands_.push_back(request.arguments);
+    }
+    return ProcessRunnerWrapper::run(request);
+  }
+
+  // The argument lists of the runs so far, in order.
+  std::vector<std::vector<std::string>> commands() const {
+    std::lock_guard lock(mutex_);
+    return commands_;
+  }
+
+  // The whole argument list of the only run; a test failure when there was not exactly one.
+  std::vector<std::string> onlyCommand() const {
+    const auto all = commands();
+    EXPECT_EQ(all.size(), 1u);
+    return all.empty() ? std::vector<std::string>() : all.front();
+  }
+
+  // The argument lists of the writes (runs given a JSON file of values), then forgets all runs.
+  std::vector<std::vector<std::string>> takeWrites() {
+    std::lock_guard lock(mutex_);
+    std::vector<std::vector<std::string>> writes;
+    for (auto& arguments : commands_)
+      if (std::any_of(arguments.begin(), arguments.end(), [](const auto& a) { return a.rfind("-json=", 0) == 0; }))
+        writes.push_back(std::move(arguments));
+    commands_.clear();
+    return writes;
+  }
+
+ private:
+  mutable std::mutex mutex_;  // guards commands_
+  std::vector<std::vector<std::string>> commands_;
+};
+
+}  // namespace orvelin::testing
