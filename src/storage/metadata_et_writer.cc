@@ -166,31 +166,6 @@ void writeImagesFinderTags(const fs::path& url, const std::vector<std::string>& 
   }
 }
 
-// Removes the JSON file of a run through the library's file system. A removal that fails is
-// written to the debug log and otherwise ignored: the save's outcome does not depend on it.
-void removeJSONFile(const fs::path& url) {
-  std::error_code error;
-  ORVGetFileSystem()->removeItem(url, error);
-  if (error) ORVDebugLog("JSON file at " + url.string() + " cannot be removed: " + error.message());
-}
-
-// Removes the JSON file when the run that uses it ends, on every way out.
-class JSONFileRemover {
- public:
-  explicit JSONFileRemover(fs::path url) : url_(std::move(url)) {}
-  JSONFileRemover(const JSONFileRemover&) = delete;
-  JSONFileRemover& operator=(const JSONFileRemover&) = delete;
-  ~JSONFileRemover() {
-    try {
-      removeJSONFile(url_);
-    } catch (...) {  // only the log's text can fail (memory), and a destructor must not throw
-    }
-  }
-
- private:
-  fs::path url_;
-};
-
 void logOutput(const ExifToolCLI& cli) {
   ORVDebugLog([&] {
     const auto& error = cli.stdErrData();
@@ -259,7 +234,7 @@ void MetadataETWriter::writeMetadataValue(const ReadWriteStorage& storage) {
   const auto values = jsonValues(storage);
   if (values.empty()) return;
   const auto jsonURL = createJSONFile(values);
-  JSONFileRemover jsonRemover(jsonURL);
+  ScopedFileRemover jsonRemover(jsonURL, ORVGetFileSystem());
   auto* fileSystem = ORVGetFileSystem();
 
   const auto& source = storage.sourceFileURL();
@@ -344,7 +319,7 @@ void MetadataETWriter::exportSidecar(const ReadWriteStorage& storage, const fs::
   const auto values = jsonValues(storage);
   if (values.empty()) return;
   const auto jsonURL = createJSONFile(values);
-  JSONFileRemover jsonRemover(jsonURL);
+  ScopedFileRemover jsonRemover(jsonURL, ORVGetFileSystem());
   auto arguments = buildArguments(jsonURL);
   if (!storage.isFolder()) arguments.insert(arguments.begin(), {"-tagsfromfile", storage.sourceFileURL().string()});
   arguments.push_back(url.string());

@@ -15,6 +15,9 @@
 #include <sstream>
 #include <thread>
 
+#include "orvelin/support/debug_log.h"
+#include "orvelin/support/file_system.h"
+
 namespace orvelin {
 
 namespace fs = std::filesystem;
@@ -212,8 +215,16 @@ void UniqueFd::reset(int fd) {
 
 ScopedFileRemover::~ScopedFileRemover() {
   if (path_.empty()) return;
-  std::error_code ignored;
-  fs::remove(path_, ignored);
+  std::error_code error;
+  if (!fileSystem_) {
+    fs::remove(path_, error);
+    return;
+  }
+  fileSystem_->removeItem(path_, error);
+  try {
+    if (error) ORVDebugLog(path_.string() + " cannot be removed: " + error.message());
+  } catch (...) {  // only the log's text can fail (memory)
+  }
 }
 
 }  // namespace orvelin

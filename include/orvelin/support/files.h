@@ -80,11 +80,16 @@ class UniqueFd {
   int fd_ = -1;
 };
 
+class FileSystem;
+
 // Removes the file at its path when it goes out of scope, unless dismissed. For temporary
-// files that must go on every way out of an operation.
+// files that must go on every way out of an operation. Given a file system, the removal goes
+// through it and a failure is written to the debug log; otherwise the file is unlinked
+// directly and a failure is ignored. Never throws.
 class ScopedFileRemover {
  public:
-  explicit ScopedFileRemover(std::filesystem::path path) : path_(std::move(path)) {}
+  explicit ScopedFileRemover(std::filesystem::path path, FileSystem* fileSystem = nullptr)
+      : path_(std::move(path)), fileSystem_(fileSystem) {}
   ScopedFileRemover(const ScopedFileRemover&) = delete;
   ScopedFileRemover& operator=(const ScopedFileRemover&) = delete;
   ~ScopedFileRemover();
@@ -93,6 +98,7 @@ class ScopedFileRemover {
 
  private:
   std::filesystem::path path_;
+  FileSystem* const fileSystem_;
 };
 
 }  // namespace orvelin
