@@ -1,6 +1,7 @@
 #include "orvelin/exiftool/exiftool_cli.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <mutex>
 
 #include "orvelin/support/debug_log.h"
@@ -118,12 +119,15 @@ void ExifToolCLI::run(const std::vector<std::string>& args) {
   request.executable = orvPerlExecutableURL();
   request.arguments = buildArguments(args);
   request.environment = {"LC_CTYPE=UTF-8"};
+  // exiftool reads the file system's dates in the zone the library parses them in.
+  if (const char* zone = std::getenv("TZ")) request.environment.push_back(std::string("TZ=") + zone);
 
   ORVDebugLog([&] {
+    // A password never reaches the log.
     std::string line = "COMMAND: exiftool ";
     for (std::size_t i = 0; i < request.arguments.size(); ++i) {
       if (i) line.push_back(' ');
-      line += request.arguments[i];
+      line += i > 0 && request.arguments[i - 1] == "-password" ? "***" : request.arguments[i];
     }
     return line;
   }());
@@ -138,6 +142,7 @@ void ExifToolCLI::run(const std::vector<std::string>& args) {
       result.standardError = "exiftool launcher at " + request.executable.string() + " cannot be run (" +
                              result.standardError + ")";
   }
+  exitStatus_ = result.launched ? std::optional<int>(result.exitStatus) : std::nullopt;
   stdErrData_ = std::move(result.standardError);
   stdOutData_ = std::move(result.standardOutput);
 }

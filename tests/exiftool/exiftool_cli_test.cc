@@ -1,6 +1,7 @@
 #include "orvelin/exiftool/exiftool_cli.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,7 +68,7 @@ TEST(ExifToolCLIArguments, PlainCommandIsToolCharsetAndArguments) {
   EXPECT_EQ(request.executable.filename(), "orvperl.sh");
   EXPECT_THAT(request.arguments,
               ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-ver"));
-  EXPECT_THAT(request.environment, ElementsAre("LC_CTYPE=UTF-8"));
+  EXPECT_EQ(request.environment.at(0), "LC_CTYPE=UTF-8");
 }
 
 TEST(ExifToolCLIArguments, EveryOptionInItsPlace) {
@@ -164,19 +165,23 @@ TEST(ExifToolCLIArguments, ExtraArgumentsStandBehindCharsetAndAheadOfOptions) {
   EXPECT_THAT(ORVGetExtraArguments(), ElementsAre("-api", "LargeFileSupport=1"));
 }
 
-TEST(ExifToolCLIArguments, TheCommandGoesToTheDebugLog) {
+TEST(ExifToolCLIArguments, TheCommandGoesToTheDebugLogWithoutThePassword) {
   testing::ScratchFolder folder;
   const auto log = folder / "debug.log";
   ORVEnableDebugLog(log);
   ExifToolCLI cli;
+  cli.password = "s3cret";
   (void)argumentsFor(cli, {"-ver"});
   ORVDisableDebugLog();
-  EXPECT_THAT(testing::readFile(log), HasSubstr("COMMAND: exiftool " + ExifToolCLI::exiftoolExecutableURL().string() +
-                                                " -charset filename=UTF8 -ver\n"));
+  const auto text = testing::readFile(log);
+  EXPECT_THAT(text, HasSubstr("COMMAND: exiftool " + ExifToolCLI::exiftoolExecutableURL().string() +
+                              " -charset filename=UTF8 -password *** -ver\n"));
+  EXPECT_THAT(text, ::testing::Not(HasSubstr("s3cret")));
 }
 
 TEST(ExifToolCLIOutput, NothingBeforeTheFirstRun) {
   ExifToolCLI cli;
+  EXPECT_FALSE(cli.exitStatus());
   EXPECT_FALSE(cli.stdOutData());
   EXPECT_FALSE(cli.stdErrData());
   EXPECT_FALSE(cli.buildStdOutString());
@@ -300,11 +305,33 @@ TEST(ExifToolCLIRun, FileNamesInUTF8) {
   EXPECT_EQ(cli.buildStdOutString(), strange.filename().string() + "\n");
 }
 
-TEST(ExifToolCLIRun, AMissingFileShowsOnStandardErrorOnly) {
+TEST(ExifToolCLIRun, AMissingFileShowsOnStandardErrorAndInTheExitStatus) {
   ExifToolCLI cli;
   cli.run({"-j", "/nonexistent/file.jpg"});
   EXPECT_EQ(cli.stdOutData(), "");
   EXPECT_THAT(*cli.buildStdErrString(), HasSubstr("File not found"));
+  EXPECT_EQ(cli.exitStatus(), 1);
+  cli.run({"-ver"});
+  EXPECT_EQ(cli.exitStatus(), 0);
+}
+
+// exiftool reads the file's dates in the zone the library works in, not the system's.
+TEST(ExifToolCLIRun, FileDatesInTheProcesssTimeZone) {
+  testing::ScratchFolder folder;
+  const auto file = folder / "file.txt";
+  testing::writeFile(file, "x");
+  const timespec times[2] = {{0, UTIME_OMIT}, {1600000000, 0}};  // 2020-09-13 12:26:40 UTC
+  ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+  const char* old = std::getenv("TZ");
+  const std::optional<std::string> saved = old ? std::optional<std::string>(old) : std::nullopt;
+  ::setenv("TZ", "Asia/Tokyo", 1);
+  ExifToolCLI cli;
+  cli.run({"-s3", "-FileModifyDate", file.string()});
+  if (saved)
+    ::setenv("TZ", saved->c_str(), 1);
+  else
+    ::unsetenv("TZ");
+  EXPECT_EQ(cli.buildStdOutString(), "2020:09:13 21:26:40+09:00\n");
 }
 
 TEST(ExifToolCLIRun, ChildrenGetNoDescriptorsAndAreReaped) {

@@ -44,6 +44,9 @@ class ExifToolCLI {
   // The bytes of the last run's output streams; absent before the first run.
   const std::optional<std::string>& stdErrData() const { return stdErrData_; }
   const std::optional<std::string>& stdOutData() const { return stdOutData_; }
+  // The last run's exit status (128 + the signal's number for a child killed by a signal);
+  // absent before the first run and when the launcher could not be started.
+  std::optional<int> exitStatus() const { return exitStatus_; }
 
   // The output as text: UTF-8, else Mac OS Roman. Absent before the first run, or when
   // neither decoding works.
@@ -64,6 +67,7 @@ class ExifToolCLI {
 
   std::optional<std::string> stdErrData_;
   std::optional<std::string> stdOutData_;
+  std::optional<int> exitStatus_;
 };
 
 // Arguments added to every command, directly behind "-charset filename=UTF8". Guarded by the
