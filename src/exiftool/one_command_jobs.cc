@@ -44,7 +44,7 @@ void ThumbnailWriter::write(const std::vector<std::filesystem::path>& urls) cons
   const auto jpeg = temporaryURL("jpg", ORVTemporaryDirectory());
   ScopedFileRemover remover(jpeg);
   if (!thumbnail->writeAsJPEG(jpeg)) return;
-  arguments.push_back("-ThumbnailImage<=\"" + jpeg.string() + "\"");
+  arguments.push_back("-ThumbnailImage<=" + jpeg.string());
   for (const auto& url : urls) arguments.push_back(url.string());
   cli.run(arguments);
 }

@@ -67,9 +67,9 @@ class JPGFromRawReader final : public EmbeddedImageReader {
 // process.
 //
 // A replacement writes `thumbnail` as a JPEG into the temporary folder and passes it as the one
-// argument `-ThumbnailImage<="PATH"`, the double quotes included. exiftool 12.57 reads the quotes
-// as part of the file name and refuses, so the files stay as they were. When the JPEG cannot be
-// written nothing runs; the temporary JPEG is removed on every way out.
+// argument `-ThumbnailImage<=PATH` (the path as it is: no shell stands between the library and
+// exiftool, so quotes would become part of the name). When the JPEG cannot be written nothing
+// runs; the temporary JPEG is removed on every way out.
 class ThumbnailWriter {
  public:
   std::optional<std::string> password;
