@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -40,7 +41,8 @@ TEST(Language, CasesAndNames) {
   const auto& basic = Language::allBasic();
   EXPECT_EQ(basic.size(), 15u);
   EXPECT_EQ(std::count(basic.begin(), basic.end(), Language::local), 0);
-  EXPECT_TRUE(std::is_sorted(basic.begin(), basic.end()));
+  EXPECT_TRUE(std::is_sorted(basic.begin(), basic.end(),
+                             [](Language a, Language b) { return a.localizedName() < b.localizedName(); }));
   EXPECT_EQ(Language(Language::chineseCN).rawValue(), "ChineseCN");
   EXPECT_EQ(Language::fromRawValue("Swedish"), Language::swedish);
   EXPECT_EQ(Language::fromRawValue("swedish"), std::nullopt);
@@ -50,6 +52,16 @@ TEST(Language, CasesAndNames) {
   EXPECT_EQ(Language(Language::local).localizedName(), "Local");
   EXPECT_EQ(Language::equivalentNames(Language::local), nullptr);
   EXPECT_THAT(*Language::equivalentNames(Language::chineseTW), ::testing::ElementsAre("繁體中文", "zh-tw", "zh-Hant"));
+}
+
+// A set of languages keeps finding its members when the user's language changes.
+TEST(Language, OrderDoesNotChangeWithTheUsersLanguage) {
+  StoredLanguageScope scope;
+  Language::setUserLanguage(Language::english);
+  const std::set<Language> languages(Language::all().begin(), Language::all().end());
+  Language::setUserLanguage(Language::german);  // "Englisch" < "Französisch", where "English" > "Czech"
+  ASSERT_EQ(Language(Language::english).localizedName(), "Englisch");
+  for (const Language language : Language::all()) EXPECT_EQ(languages.count(language), 1u) << language.rawValue();
 }
 
 // Sets the locale's environment variables for one test, restores them afterwards, and makes

@@ -75,8 +75,10 @@ class Language {
   static const std::string willChangeUserLangageNotification;  // "ORVUserLanguageWillChangeNotification"
   static const std::string didChangeUserLangageNotification;   // "ORVUserLanguageDidChangeNotification"
 
-  // Orders by localizedName(), as the host's menus show them.
-  friend bool operator<(Language lhs, Language rhs) { return lhs.localizedName() < rhs.localizedName(); }
+  // Orders by raw value ("ChineseCN" < "German" < "Local"): an order that stays the same when
+  // the user's language changes, so that languages can key a std::set or std::map. Menus sort
+  // by localizedName() themselves, as allBasic() does.
+  friend bool operator<(Language lhs, Language rhs) { return lhs.rawValue() < rhs.rawValue(); }
 
  private:
   Value value_;
