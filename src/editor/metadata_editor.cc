@@ -44,10 +44,6 @@ std::optional<std::string> MetadataEditorCore::currentValue(const TagName& name)
   return originalValue(name);
 }
 
-void MetadataEditorCore::registerEdition(const TagName& name) const {
-  if (auto owner = editor.lock()) EditionsManager::shared().registerEdition(owner, name);
-}
-
 void MetadataEditorCore::setValue(const std::optional<std::string>& value, const TagName& name) {
   if (!canEditValue(name)) return;
   if (lockCounter > 0) return;
@@ -78,10 +74,6 @@ void MetadataEditorCore::setFinderTags(const std::optional<std::vector<std::stri
   registerEdition(TagName::orvfinderTags);
 }
 
-void MetadataEditorCore::postDidChangeLockState() const {
-  if (auto owner = editor.lock()) owner->postDidChangeLockState();
-}
-
 void MetadataEditorCore::lockEditor() {
   if (++lockCounter == 1) postDidChangeLockState();
 }
@@ -105,6 +97,18 @@ std::string MetadataEditorCore::debugDescription() const {
 
 MetadataEditor::MetadataEditor(ReadWriteStorage storage, std::optional<std::string> password)
     : hashURL_(storage.sourceFileURL()), core_(std::move(storage), std::move(password)) {}
+
+void MetadataEditor::announce(const std::vector<MetadataEditorCore::Announcement>& announcements) {
+  if (announcements.empty()) return;
+  const auto owner = weak_from_this().lock();
+  if (!owner) return;  // an editor still being made, or one going away, announces nothing
+  for (const auto& announcement : announcements) {
+    if (announcement.edition)
+      EditionsManager::shared().registerEdition(owner, *announcement.edition);
+    else
+      postDidChangeLockState();
+  }
+}
 
 void MetadataEditor::adopt() {
   write([this](MetadataEditorCore& core) {
@@ -269,28 +273,31 @@ void MetadataEditor::postDidChangeLockState() const {
   NotificationCenter::defaultCenter().post(didChangeLockStateNotification, this);
 }
 
+// The session of a save is opened and closed, and its names registered, with the editor's lock
+// released: its notifications reach observers that read this editor.
 void MetadataEditor::prepareInternalSaveChanges(ReadWriteStorage&) {
-  write([](MetadataEditorCore& core) {
+  const auto names = write([](MetadataEditorCore& core) {
     core.lockEditor();
-    EditionsManager::shared().beginSession();
-    if (auto owner = core.editor.lock()) {
-      for (const auto& name : core.storage.writtenValuesTagNames()) EditionsManager::shared().registerEdition(owner, name);
-    }
+    return core.storage.writtenValuesTagNames();
   });
+  EditionsManager::shared().beginSession();
+  if (const auto owner = weak_from_this().lock())
+    for (const auto& name : names) EditionsManager::shared().registerEdition(owner, name);
 }
 
-void MetadataEditor::performInternalFlushChanges(ReadWriteStorage&) {
-  write([](MetadataEditorCore& core) {
+void MetadataEditor::performInternalFlushChanges(ReadWriteStorage& written) {
+  write([&](MetadataEditorCore& core) {
     if (core.lockCounter < 1) ORVPrint("Flushing changes while storage is not locked.");
+    // A value the writer could not write is no longer pending: the file keeps what it had.
+    for (const auto& name : core.storage.writtenValuesTagNames())
+      if (!written.writtenValuePointer(name)) core.storage.setWrittenValueDirectly(std::nullopt, name);
     core.storage.flushNewToOriginalValues();
   });
 }
 
 void MetadataEditor::concludeInternalSaveChanges(ReadWriteStorage&) {
-  write([](MetadataEditorCore& core) {
-    EditionsManager::shared().endSession();
-    core.unlockEditor();
-  });
+  EditionsManager::shared().endSession();
+  write([](MetadataEditorCore& core) { core.unlockEditor(); });
 }
 
 const std::set<std::string, std::less<>>& MetadataEditor::supportedImages() {

@@ -3,7 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <thread>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -419,6 +423,37 @@ TEST_F(MetadataEditorTest, SaveProtocolWithPendingFinderTagsAloneHasAnEmptySessi
   EXPECT_THAT(recorder.events(), ElementsAre("locked", "will-begin", "did-end", "unlocked"));
   EXPECT_TRUE(recorder.sets().back().values.empty());
   EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Red"}) << "still pending after a failure";
+}
+
+// Observers may read the editor on the thread that posts: nothing is posted while the editor's
+// own lock is held, in a save as in an edit. A deadlock aborts the test rather than hang it.
+TEST_F(MetadataEditorTest, ObserversReadTheEditorOnThePostingThread) {
+  auto editor = jpegEditor();
+  editor->setValue(std::string("Ada"), artist);
+  std::vector<std::optional<std::string>> seen;
+  auto read = [&](const Notification&) { seen.push_back(editor->currentValue(artist)); };
+  auto& center = NotificationCenter::defaultCenter();
+  const auto* manager = &EditionsManager::shared();
+  const NotificationObserverToken tokens[] = {
+      center.addObserver(MetadataEditor::didChangeLockStateNotification, editor.get(), nullptr, read),
+      center.addObserver(EditionsManager::willBeginSessionNotification, manager, nullptr, read),
+      center.addObserver(EditionsManager::didEndSessionNotification, manager, nullptr, read)};
+  std::promise<void> done;
+  std::thread watchdog([finished = done.get_future()] {
+    if (finished.wait_for(std::chrono::minutes(1)) == std::future_status::timeout) {
+      std::fprintf(stderr, "deadlock: an observer could not read the editor\n");
+      std::abort();
+    }
+  });
+  auto storage = editor->storage();
+  editor->prepareInternalSaveChanges(storage);
+  editor->performInternalFlushChanges(storage);
+  editor->concludeInternalSaveChanges(storage);
+  editor->setValue(std::string("Bob"), artist);  // a session of its own
+  done.set_value();
+  watchdog.join();
+  for (const auto& token : tokens) center.removeObserver(token);
+  EXPECT_THAT(seen, ElementsAre("Ada", "Ada", "Ada", "Ada", "Bob", "Bob"));
 }
 
 // Points the library's console at a file of its own while it lives.

@@ -9,6 +9,7 @@
 #include <set>
 #include <shared_mutex>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -42,6 +43,14 @@ class MetadataEditorCore {
   std::weak_ptr<MetadataEditor> editor;
   std::int64_t lockCounter = 0;
 
+  // What the edits and lock changes have to announce, in order: a name to register with the
+  // editions manager, or the change of the lock state. The editor sends them once it has
+  // released its lock (see MetadataEditor::write()).
+  struct Announcement {
+    std::optional<TagName> edition;  // absent: the lock state changed
+  };
+  std::vector<Announcement> announcements;
+
   // rwc on a folder; else the file type's entry for the stream when it is not n; else n for a
   // stream the file did not show; else rw for a tag the file has and r for one it lacks.
   TagAccess access(const TagName& name) const;
@@ -58,7 +67,7 @@ class MetadataEditorCore {
   std::optional<std::string> unsafeGetValue(const TagName& name) const { return storage.originalValue(name); }
   bool isLocked() const { return lockCounter > 0; }
 
-  // The edits; each registers its name with the editions manager when the owner is alive.
+  // The edits; each announces its name for the editions manager.
   void setValue(const std::optional<std::string>& value, const TagName& name);
   void unsafeSetValue(const std::optional<std::string>& value, const TagName& name);
   void forceValue(const TagName& name);
@@ -69,8 +78,8 @@ class MetadataEditorCore {
   std::string debugDescription() const;
 
  private:
-  void registerEdition(const TagName& name) const;
-  void postDidChangeLockState() const;
+  void registerEdition(const TagName& name) { announcements.push_back({name}); }
+  void postDidChangeLockState() { announcements.push_back({std::nullopt}); }
 };
 
 // The object through which a host works on one file or folder: it answers what may be read
@@ -79,11 +88,13 @@ class MetadataEditorCore {
 // Held by std::shared_ptr (made with create()); copies are not possible. Equality is identity;
 // hashing is by URL (hashURL()), so two editors of one file hash alike and differ.
 //
-// Safe for concurrent use by multiple threads: an internal reader-writer lock (the "thread-safe
-// queue") guards the core. Reads take it shared and overlap; edits, the lock calls and the save
-// operations take it exclusively. Edits register their names with EditionsManager::shared()
-// and post the lock notification from inside the exclusive lock, so observers of these
-// notifications must not call back into the same editor before changing thread.
+// Safe for concurrent use by multiple threads: an internal reader-writer lock guards the core.
+// Reads take it shared and overlap; edits, the lock calls and the save operations take it
+// exclusively. Nothing is posted while it is held: an edit registers its names with
+// EditionsManager::shared(), and a lock call posts its notification, right after the exclusive
+// lock is released, on the caller's thread, so that an observer may read this editor at once.
+// An observer that edits it from inside the manager's own notifications must still change
+// thread first (the manager posts under its lock).
 //
 // While locked (lockEditor() more often than unlockEditor()), value edits are refused
 // silently; reads, setFinderTags() and the save operations stay possible.
@@ -345,21 +356,38 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   // Runs `block` on the core under the shared lock.
   template <typename Block>
   auto read(Block&& block) const {
-    std::shared_lock lock(threadSafeQueue_);
+    std::shared_lock lock(coreLock_);
     return block(core_);
   }
-  // Runs `block` on the core under the exclusive lock.
+  // Runs `block` on the core under the exclusive lock, then, with the lock released, sends what
+  // the block left to announce.
   template <typename Block>
   auto write(Block&& block) {
-    std::unique_lock lock(threadSafeQueue_);
-    return block(core_);
+    std::vector<MetadataEditorCore::Announcement> announcements;
+    std::unique_lock lock(coreLock_);
+    struct Collect {  // takes the announcements out of the core on every way out, lock held
+      MetadataEditorCore& core;
+      std::vector<MetadataEditorCore::Announcement>& into;
+      ~Collect() { into.swap(core.announcements); }
+    };
+    if constexpr (std::is_void_v<std::invoke_result_t<Block, MetadataEditorCore&>>) {
+      { Collect collect{core_, announcements}; block(core_); }
+      lock.unlock();
+      announce(announcements);
+    } else {
+      auto result = [&] { Collect collect{core_, announcements}; return block(core_); }();
+      lock.unlock();
+      announce(announcements);
+      return result;
+    }
   }
 
  private:
   void adopt();
+  void announce(const std::vector<MetadataEditorCore::Announcement>& announcements);
 
   const std::filesystem::path hashURL_;
-  mutable std::shared_mutex threadSafeQueue_;  // guards core_
+  mutable std::shared_mutex coreLock_;  // guards core_
   MetadataEditorCore core_;
 };
 

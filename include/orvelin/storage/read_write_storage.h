@@ -22,6 +22,8 @@ class ReadWriteStorageOwner {
  public:
   virtual ~ReadWriteStorageOwner() = default;
   virtual void prepareInternalSaveChanges(ReadWriteStorage& storage) = 0;
+  // After a successful write. `storage` holds as written values those that reached the file: a
+  // pending value it lacks was refused, and the file keeps what it had for that tag.
   virtual void performInternalFlushChanges(ReadWriteStorage& storage) = 0;
   virtual void concludeInternalSaveChanges(ReadWriteStorage& storage) = 0;
 };
