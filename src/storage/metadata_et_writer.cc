@@ -3,13 +3,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <memory>
-#include <mutex>
+#include <algorithm>
+#include <cctype>
+#include <map>
 #include <set>
-#include <sstream>
 
 #include "orvelin/editor/et_editors.h"
-#include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
@@ -81,6 +80,7 @@ const char* MetadataETWriterError::text(Code code) {
     case Code::jsonEncodingFailed: return "JSON encoding failed";
     case Code::jsonFileCreationFailed: return "JSON file creation failed";
     case Code::outputIsMissing: return "Output is missing";
+    case Code::exifToolRefused: return "exiftool refused the write";
   }
   return "";
 }
@@ -90,80 +90,69 @@ const char* MetadataETWriterError::text(Code code) {
 
 namespace {
 
-// The extensions (upper case) of the file types that exiftool writes, as `exiftool -listwf`
-// prints them. Asked once per process and again while the answer is empty; the process runs
-// outside the lock, which guards only the published answer, so two first callers at the same
-// time may both ask, and the first answer published is the one kept.
-std::shared_ptr<const std::set<std::string>> writableExtensions() {
-  static std::mutex mutex;
-  static std::shared_ptr<const std::set<std::string>> published;  // guarded by mutex
-  {
-    std::lock_guard lock(mutex);
-    if (published) return published;
-  }
-  ExifToolCLI cli;
-  cli.run({"-listwf"});
-  auto extensions = std::make_shared<std::set<std::string>>();
-  std::istringstream lines(cli.buildStdOutString().value_or(""));
-  std::string line;
-  std::getline(lines, line);  // "Writable file extensions:"
-  for (std::string word; lines >> word;) extensions->insert(asciiUppercased(word));
-  if (extensions->empty()) return extensions;
-  std::lock_guard lock(mutex);
-  if (!published) published = std::move(extensions);
-  return published;
-}
-
-// The extension of a file name as exiftool sees it: what follows the last dot, upper-cased.
-std::string exifToolExtension(const std::string& filename) {
-  const auto dot = filename.rfind('.');
-  return dot == std::string::npos || dot + 1 == filename.size() ? std::string() : asciiUppercased(filename.substr(dot + 1));
-}
-
-// The files that exiftool writes when it is given `folder`: its files of a writable type, or
-// with -ext those of that extension; with -r also those of its subfolders whose names do not
-// begin with a dot. A symbolic link to a folder is not followed (a link back to a parent would
-// never end); the files beneath it keep their Finder tags.
-void collectWrittenFiles(const fs::path& folder, bool recurse, const std::optional<std::string>& filter,
-                         const std::set<std::string>& writable, std::vector<fs::path>& files) {
-  std::error_code error;
-  for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-    const auto name = it->path().filename().string();
-    std::error_code statusError;
-    const auto status = it->symlink_status(statusError);
-    if (fs::is_directory(status)) {
-      if (recurse && name.front() != '.') collectWrittenFiles(it->path(), recurse, filter, writable, files);
-      continue;
-    }
-    if (fs::is_symlink(status) && fs::is_directory(it->path(), statusError)) continue;
-    const auto extension = exifToolExtension(name);
-    if (filter ? (*filter == "*" || extension == *filter) : writable.contains(extension)) files.push_back(it->path());
-  }
-}
-
-// Sets the Finder tags that exiftool would have set with "macOS:MDItemUserTags": on the file
-// written, or on each file of a written folder. As for exiftool's own warnings, a failure is
-// written to the debug log and does not fail the save.
-void writeImagesFinderTags(const fs::path& url, const std::vector<std::string>& tags, bool recurse,
-                           const std::optional<std::string>& filterPathExtension) {
-  std::vector<fs::path> files;
-  std::error_code error;
-  if (fs::is_directory(url, error)) {
-    std::optional<std::string> filter;
-    if (filterPathExtension) {
-      auto extension = *filterPathExtension;
-      if (!extension.empty() && extension.front() == '.') extension.erase(0, 1);
-      filter = asciiUppercased(extension);
-    }
-    const auto writable = filter ? std::make_shared<const std::set<std::string>>() : writableExtensions();
-    collectWrittenFiles(url, recurse, filter, *writable, files);
-  } else {
-    files.push_back(url);
-  }
+// Sets the Finder tags that exiftool would have set with "macOS:MDItemUserTags" on each file it
+// wrote. As for exiftool's own warnings, a failure is written to the debug log and does not fail
+// the save.
+void writeImagesFinderTags(const std::vector<fs::path>& files, const std::vector<std::string>& tags) {
   for (const auto& file : files) {
+    std::error_code error;
     writeFinderTags(file, tags, error);
     if (error) ORVDebugLog("Finder tags of " + file.string() + " cannot be set: " + error.message());
   }
+}
+
+// The names of the values a JSON record sends, by the record's keys ("MakerNotes:OwnerName"
+// names Canon:OwnerName for a Canon file): the storage's written names, and the file date.
+std::multimap<std::string, TagName> sentNames(const ReadWriteStorage& storage, const nlohmann::json& values) {
+  std::multimap<std::string, TagName> sent;
+  for (const auto& [name, value] : storage.writtenValuesDict()) {
+    const auto& key = name.key().rawValue();
+    const auto member = (TagsFamily::isStreamInG0Family(name.stream()) ? name.stream().rawValue()
+                                                                       : TagStream::makerNotes.rawValue()) +
+                        ":" + key;
+    if (values.contains(member)) sent.emplace(key, name);
+  }
+  for (const auto& [member, value] : values.items())
+    if (member.starts_with("File:")) sent.emplace(member.substr(5), TagName(TagStream("File"), TagKey(member.substr(5))));
+  return sent;
+}
+
+// Whether exiftool's group `group` (of any family, as it names groups in its messages: "IFD0",
+// "XMP-xmp", "EXIF", "Canon") belongs to the stream `stream`.
+bool groupBelongsTo(std::string_view group, const TagStream& stream) {
+  const auto& name = stream.rawValue();
+  if (group == name) return true;
+  if (group.starts_with(name) && group.size() > name.size() && group[name.size()] == '-') return true;  // XMP-dc
+  if (name != "EXIF") return false;
+  static constexpr std::string_view exifGroups[] = {"IFD0", "IFD1", "IFD2", "ExifIFD", "GPS", "InteropIFD",
+                                                    "SubIFD", "SubIFD1", "SubIFD2", "GlobParamIFD"};
+  return std::find(std::begin(exifGroups), std::end(exifGroups), group) != std::end(exifGroups);
+}
+
+// The values a line of exiftool's names: the last "GROUP:TAG" of the line whose tag was sent
+// ("Value above int16u maximum for IFD0:ISO", "Tag 'EXIF:Foo' is not defined"). Of several
+// values sent under that tag, those of the group; all of them when the group tells none apart.
+// None for a line about a tag written along with another ("(WriteAlso)").
+std::vector<TagName> namesOfRefusal(std::string_view line, const std::multimap<std::string, TagName>& sent) {
+  if (line.ends_with("(WriteAlso)")) return {};
+  auto isNameCharacter = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-'; };
+  for (auto colon = line.rfind(':'); colon != std::string_view::npos && colon > 0;
+       colon = line.rfind(':', colon - 1)) {
+    auto keyEnd = colon + 1;
+    while (keyEnd < line.size() && isNameCharacter(line[keyEnd])) ++keyEnd;
+    auto groupStart = colon;
+    while (groupStart > 0 && isNameCharacter(line[groupStart - 1])) --groupStart;
+    const auto group = line.substr(groupStart, colon - groupStart);
+    const auto [first, last] = sent.equal_range(std::string(line.substr(colon + 1, keyEnd - colon - 1)));
+    if (group.empty() || first == last) continue;
+    std::vector<TagName> all, ofGroup;
+    for (auto it = first; it != last; ++it) {
+      all.push_back(it->second);
+      if (groupBelongsTo(group, it->second.stream())) ofGroup.push_back(it->second);
+    }
+    return ofGroup.empty() ? all : ofGroup;
+  }
+  return {};
 }
 
 void logOutput(const ExifToolCLI& cli) {
@@ -180,7 +169,8 @@ void logOutput(const ExifToolCLI& cli) {
 }  // namespace
 
 std::vector<std::string> MetadataETWriter::buildArguments(const fs::path& jsonURL) const {
-  std::vector<std::string> arguments{"-G", "-s", "-n", "-f"};
+  // "-v" makes exiftool tell why it refused a value, and which files it rewrote.
+  std::vector<std::string> arguments{"-G", "-s", "-n", "-f", "-v"};
   if (forceIPTCUTF8) arguments.push_back("-IPTC:CodedCharacterSet=UTF8");
   if (shouldUpdateImagesFinderTags) {
     arguments.push_back("-use");
@@ -230,54 +220,155 @@ fs::path MetadataETWriter::createJSONFile(const nlohmann::json& values) const {
   return url;
 }
 
-void MetadataETWriter::writeMetadataValue(const ReadWriteStorage& storage) {
-  const auto values = jsonValues(storage);
-  if (values.empty()) return;
-  const auto jsonURL = createJSONFile(values);
-  ScopedFileRemover jsonRemover(jsonURL, ORVGetFileSystem());
-  auto* fileSystem = ORVGetFileSystem();
-
-  const auto& source = storage.sourceFileURL();
-  auto work = source;
-  if (shouldMoveSource) {
-    const auto backup = ORVGetBackupFolderURL();
-    std::error_code error;
-    fileSystem->createDirectories(backup, error);
-    if (error) throw fs::filesystem_error("cannot make the backup folder", backup, error);
-    auto extension = source.extension().string();
-    if (!extension.empty()) extension.erase(0, 1);
-    work = temporaryURL(extension, backup);
-    fileSystem->moveItem(source, work, error);
-    if (error) throw fs::filesystem_error("cannot move the file to the backup folder", source, work, error);
-  }
-
-  auto arguments = buildArguments(jsonURL);
-  arguments.push_back(work.string());
+ExifToolCLI MetadataETWriter::makeCLI(bool overwriteInPlace) const {
   ExifToolCLI cli;
   cli.password = password;
   cli.enableCorrection = enableCorrection;
   cli.recurseSubfolders = recurseSubfolders;
   cli.filterPathExtension = filterPathExtension;
-  cli.overwriteInPlace = true;
-  cli.run(arguments);
-  logOutput(cli);
-  ORVDebugLog("Saving changes");
+  cli.overwriteInPlace = overwriteInPlace;
+  return cli;
+}
 
-  if (!waitFileExists(work, 3.0)) {
-    ORVDebugLog("No output file at " + work.string());
-    throw MetadataETWriterError(MetadataETWriterError::Code::outputIsMissing);
+ExifToolWriteReport MetadataETWriter::checkRun(const ExifToolCLI& cli, const ReadWriteStorage& storage,
+                                               const nlohmann::json& values) {
+  logOutput(cli);
+  const auto report = ExifToolWriteReport::parse(cli.buildStdOutString().value_or(""),
+                                                 cli.buildStdErrString().value_or(""));
+  for (const auto& warning : report.warnings) ORVDebugLog(warning);
+
+  const auto sent = sentNames(storage, values);
+  std::set<TagName> refused;
+  std::string reasons;
+  for (const auto& line : report.refusals) {
+    const auto names = namesOfRefusal(line, sent);
+    if (names.empty()) {
+      ORVDebugLog("exiftool: " + line);
+      continue;
+    }
+    bool any = false;
+    for (const auto& name : names) {
+      // The lengths of an embedded image go with the image: exiftool will not delete them on
+      // their own, and drops them when it deletes the image.
+      if (name.isRelativeToThumbnail() && storage.writtenValuePointer(name) &&
+          storage.writtenValuePointer(name)->empty() && line.find("protected") != std::string::npos) {
+        ORVDebugLog("exiftool: " + line);
+        continue;
+      }
+      refusedValues_.push_back({name, line});
+      refused.insert(name);
+      any = true;
+    }
+    if (any) reasons += (reasons.empty() ? "" : "; ") + line;
   }
-  if (work != source) {
-    std::error_code error;
+
+  auto fail = [](const std::string& detail) {
+    ORVDebugLog("exiftool refused the write: " + detail);
+    throw MetadataETWriterError(MetadataETWriterError::Code::exifToolRefused, detail);
+  };
+  if (!cli.exitStatus()) fail(cli.buildStdErrString().value_or("exiftool could not be started"));
+  if (!report.errors.empty()) fail(report.errors.front());
+  if (report.failed > 0) fail(report.summary());
+  if (*cli.exitStatus() != 0 && report.written == 0)
+    fail(report.summary().empty() ? "exit status " + std::to_string(*cli.exitStatus()) : report.summary());
+  std::set<TagName> sentSet;
+  for (const auto& [key, name] : sent) sentSet.insert(name);
+  if (!sentSet.empty() && refused.size() >= sentSet.size()) fail(reasons);
+  // A deletion of what the file lacks leaves nothing to write; a value does.
+  const bool setsValues = std::any_of(values.items().begin(), values.items().end(), [](const auto& member) {
+    return member.key() != "SourceFile" && member.value() != "-";
+  });
+  if (setsValues && report.written == 0) fail(report.summary().empty() ? "no file written" : report.summary());
+  return report;
+}
+
+void MetadataETWriter::writeMovedFile(const ReadWriteStorage& storage, const nlohmann::json& values,
+                                      const fs::path& jsonURL) {
+  auto* fileSystem = ORVGetFileSystem();
+  const auto& source = storage.sourceFileURL();
+  const auto backup = ORVGetBackupFolderURL();
+  std::error_code error;
+  fileSystem->createDirectories(backup, error);
+  if (error) throw fs::filesystem_error("cannot make the backup folder", backup, error);
+  auto extension = source.extension().string();
+  if (!extension.empty()) extension.erase(0, 1);
+  const auto work = temporaryURL(extension, backup);
+  fileSystem->moveItem(source, work, error);
+  if (error) throw fs::filesystem_error("cannot move the file to the backup folder", source, work, error);
+
+  // From here the file goes back under its own name on every way out: rewritten, or as it was.
+  const auto output = temporaryURL(extension, backup);
+  ScopedFileRemover outputRemover(output, fileSystem);
+  bool replaced = false;
+  try {
+    auto arguments = buildArguments(jsonURL);
+    arguments.insert(arguments.end(), {"-o", output.string(), work.string()});
+    auto cli = makeCLI(false);
+    cli.run(arguments);
+    ORVDebugLog("Saving changes");
+    const auto report = checkRun(cli, storage, values);
+    if (report.written > 0) {
+      if (!waitFileExists(output, 3.0)) {
+        ORVDebugLog("No output file at " + output.string());
+        throw MetadataETWriterError(MetadataETWriterError::Code::outputIsMissing);
+      }
+      fileSystem->copyAttributes(work, output, error);
+      if (error) throw fs::filesystem_error("cannot give the written file the attributes of the former one", work, output, error);
+      fileSystem->moveItem(output, source, error);
+      if (error) throw fs::filesystem_error("cannot move the written file in place", output, source, error);
+      outputRemover.dismiss();
+      replaced = true;
+    }
+  } catch (...) {
+    fileSystem->moveItem(work, source, error);
+    if (error) throw fs::filesystem_error("cannot move the file back from the backup folder", work, source, error);
+    throw;
+  }
+  if (replaced) {
+    fileSystem->removeItem(work, error);
+    if (error) ORVDebugLog("The former file stays at " + work.string() + ": " + error.message());
+  } else {
+    // exiftool had nothing to change: the file returns untouched.
     fileSystem->moveItem(work, source, error);
     if (error) throw fs::filesystem_error("cannot move the file back from the backup folder", work, source, error);
   }
+}
+
+std::vector<fs::path> MetadataETWriter::writeInPlace(const ReadWriteStorage& storage, const nlohmann::json& values,
+                                                     const fs::path& jsonURL) {
+  const auto& source = storage.sourceFileURL();
+  auto arguments = buildArguments(jsonURL);
+  arguments.push_back(source.string());
+  auto cli = makeCLI(true);
+  cli.run(arguments);
+  ORVDebugLog("Saving changes");
+  const auto report = checkRun(cli, storage, values);
+  if (!storage.isFolder() && !waitFileExists(source, 3.0)) {
+    ORVDebugLog("No output file at " + source.string());
+    throw MetadataETWriterError(MetadataETWriterError::Code::outputIsMissing);
+  }
+  return report.rewrittenFiles;
+}
+
+void MetadataETWriter::writeMetadataValue(const ReadWriteStorage& storage) {
+  const auto values = jsonValues(storage);
+  if (values.empty()) return;
+  const auto jsonURL = createJSONFile(values);
+  ScopedFileRemover jsonRemover(jsonURL, ORVGetFileSystem());
+  std::vector<fs::path> written{storage.sourceFileURL()};
+  if (shouldMoveSource)
+    writeMovedFile(storage, values, jsonURL);
+  else
+    written = writeInPlace(storage, values, jsonURL);
+  // The file tags go on the files that exiftool wrote, once it wrote them.
   if (shouldUpdateImagesFinderTags && storage.writtenFinderTags())
-    writeImagesFinderTags(source, *storage.writtenFinderTags(), recurseSubfolders, filterPathExtension);
+    writeImagesFinderTags(storage.isFolder() ? written : std::vector<fs::path>{storage.sourceFileURL()},
+                          *storage.writtenFinderTags());
 }
 
 void MetadataETWriter::writeStorage(const ReadWriteStorage& storage) {
   ORVDebugLog("Start writing source at " + storage.sourceFileURL().string());
+  refusedValues_.clear();
   auto owner = storage.owner.lock();
   // The owner is told with the storage it owns; the writer works on a copy.
   ReadWriteStorage ownerStorage = storage;
@@ -290,6 +381,8 @@ void MetadataETWriter::writeStorage(const ReadWriteStorage& storage) {
     if (owner) owner->concludeInternalSaveChanges(ownerStorage);
     throw;
   }
+  // What exiftool refused is not flushed as written.
+  for (const auto& refusal : refusedValues_) ownerStorage.setWrittenValueDirectly(std::nullopt, refusal.name);
   if (owner) owner->performInternalFlushChanges(ownerStorage);
   ORVDebugLog("End writing source at " + storage.sourceFileURL().string());
   if (owner) owner->concludeInternalSaveChanges(ownerStorage);
@@ -331,7 +424,7 @@ void MetadataETWriter::exportSidecar(const ReadWriteStorage& storage, const fs::
   logOutput(cli);
   std::error_code error;
   if (shouldUpdateImagesFinderTags && storage.writtenFinderTags() && fs::exists(url, error))
-    writeImagesFinderTags(url, *storage.writtenFinderTags(), false, std::nullopt);
+    writeImagesFinderTags({url}, *storage.writtenFinderTags());
 }
 
 }  // namespace orvelin

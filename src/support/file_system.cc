@@ -20,26 +20,32 @@ namespace {
 
 std::error_code lastError() { return std::error_code(errno, std::generic_category()); }
 
-// Copies the user extended attributes (the Finder tags among them) from one open file to
-// another; what cannot be copied is left behind.
-void copyUserAttributes(int from, int to) {
-  const ssize_t size = ::flistxattr(from, nullptr, 0);
-  if (size <= 0) return;
+// Copies the extended attributes from one open file to another: the user ones (the file tags
+// among them) always, the others when `allNamespaces`. Returns 0, or the errno value of a user
+// attribute that could not be read or set; the others are left behind when they cannot be set.
+int copyExtendedAttributes(int from, int to, bool allNamespaces) {
+  ssize_t size = ::flistxattr(from, nullptr, 0);
+  if (size < 0) return errno == ENOTSUP ? 0 : errno;
   std::string names(static_cast<size_t>(size), '\0');
-  const ssize_t got = ::flistxattr(from, names.data(), names.size());
-  if (got <= 0) return;
-  names.resize(static_cast<size_t>(got));
+  size = size == 0 ? 0 : ::flistxattr(from, names.data(), names.size());
+  if (size < 0) return errno;
+  names.resize(static_cast<size_t>(size));
   for (std::size_t at = 0; at < names.size();) {
     const std::string name = names.c_str() + at;
     at += name.size() + 1;
-    if (name.rfind("user.", 0) != 0) continue;
-    const ssize_t length = ::fgetxattr(from, name.c_str(), nullptr, 0);
-    if (length < 0) continue;
-    std::string value(static_cast<size_t>(length), '\0');
-    const ssize_t read = ::fgetxattr(from, name.c_str(), value.data(), value.size());
-    if (read < 0) continue;
-    ::fsetxattr(to, name.c_str(), value.data(), static_cast<size_t>(read), 0);
+    const bool user = name.starts_with("user.");
+    if (!user && !allNamespaces) continue;
+    std::string value;
+    ssize_t length = ::fgetxattr(from, name.c_str(), nullptr, 0);
+    if (length > 0) {
+      value.resize(static_cast<size_t>(length));
+      length = ::fgetxattr(from, name.c_str(), value.data(), value.size());
+    }
+    if (length < 0 || ::fsetxattr(to, name.c_str(), value.data(), static_cast<size_t>(length), 0) != 0) {
+      if (user) return errno;
+    }
   }
+  return 0;
 }
 
 // Gives `from` the name `to` unless something exists at `to`: never replaces a file, not even
@@ -117,7 +123,7 @@ void copyFileWhole(const fs::path& from, const fs::path& to, std::error_code& er
       done += written;
     }
   }
-  copyUserAttributes(source.get(), target.get());
+  copyExtendedAttributes(source.get(), target.get(), false);
   const timespec times[2] = {info.st_atim, info.st_mtim};
   ::futimens(target.get(), times);
   if (::fsync(target.get()) != 0 || ::close(target.release()) != 0) {
@@ -166,6 +172,24 @@ class PosixFileSystem final : public FileSystem {
   void removeItem(const fs::path& url, std::error_code& error) override {
     error.clear();
     if (::unlink(url.c_str()) != 0 && errno != ENOENT) error = lastError();
+  }
+
+  void copyAttributes(const fs::path& from, const fs::path& to, std::error_code& error) override {
+    error.clear();
+    UniqueFd source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+    UniqueFd target(source.valid() ? ::open(to.c_str(), O_RDONLY | O_CLOEXEC) : -1);
+    struct stat info {};
+    if (!target.valid() || ::fstat(source.get(), &info) != 0) {
+      error = lastError();
+      return;
+    }
+    [[maybe_unused]] const int owner = ::fchown(target.get(), info.st_uid, info.st_gid);  // may be refused
+    if (::fchmod(target.get(), info.st_mode & 07777) != 0) {
+      error = lastError();
+      return;
+    }
+    if (const int failure = copyExtendedAttributes(source.get(), target.get(), true); failure != 0)
+      error = std::error_code(failure, std::generic_category());
   }
 };
 

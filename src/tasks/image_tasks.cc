@@ -170,6 +170,15 @@ void SaveImageEditionsTaskItem::internalProcess() {
   writer.shouldUpdateImagesSystemCreateDate = updateCreate;
   writer.shouldUpdateImagesSystemModifyDate = updateModify;
   writer.shouldUpdateImagesFinderTags = true;
+  // The refusals are kept whatever the outcome.
+  struct KeepRefusals {
+    SaveImageEditionsTaskItem& task;
+    const MetadataETWriter& writer;
+    ~KeepRefusals() {
+      std::lock_guard lock(task.mutex_);
+      task.refusedValues_ = writer.refusedValues();
+    }
+  } keep{*this, writer};
   if (const auto* folder = dynamic_cast<const ETFolderMetadataEditor*>(editor.get())) {
     // The folder itself keeps its dates and tags; its files take them.
     writer.shouldUpdateSourceSystemCreateDate = false;
@@ -184,6 +193,11 @@ void SaveImageEditionsTaskItem::internalProcess() {
   } else {
     throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::editorIsUnknown);
   }
+}
+
+std::vector<RefusedValue> SaveImageEditionsTaskItem::refusedValues() const {
+  std::lock_guard lock(mutex_);
+  return refusedValues_;
 }
 
 std::string SaveImageEditionsTaskItem::title() const { return kindTitle("SaveImageEditions", pathOf(inputURL_)); }

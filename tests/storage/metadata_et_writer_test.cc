@@ -152,32 +152,6 @@ class RecordingRunner : public ProcessRunnerWrapper {
   bool removeWorkFile = false;
 };
 
-// Holds each "-listwf" run (the writable file types) until a second one has started, or for a
-// minute at the most: two callers that need the answer at once must both be able to ask.
-class ListRendezvousRunner : public ProcessRunnerWrapper {
- public:
-  ListRendezvousRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
-  ~ListRendezvousRunner() override { ORVSetProcessRunner(nullptr); }
-  ProcessResult run(const ProcessRequest& request) override {
-    if (std::find(request.arguments.begin(), request.arguments.end(), "-listwf") != request.arguments.end()) {
-      std::unique_lock lock(mutex_);
-      ++lists_;
-      started_.notify_all();
-      started_.wait_for(lock, std::chrono::minutes(1), [this] { return lists_ >= 2; });
-    }
-    return ProcessRunnerWrapper::run(request);
-  }
-  int lists() {
-    std::lock_guard lock(mutex_);
-    return lists_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable started_;
-  int lists_ = 0;  // guarded by mutex_
-};
-
 class MetadataETWriterTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { TagsResources::shared().reload(); }
@@ -556,46 +530,10 @@ TEST_F(FolderSaveTest, FollowsTheEditorsRecursionAndExtensionFilter) {
   EXPECT_THAT(finderTagsOf(album / "sub/Other.jpg"), IsEmpty());
 }
 
-TEST_F(FolderSaveTest, FirstFolderSavesAtOnceBothAskForTheWritableTypes) {
-  std::vector<std::shared_ptr<ETFolderMetadataEditor>> folders;
-  for (const std::string name : {"one", "two"}) {
-    fs::create_directories(scratch / name);
-    copySample("Canon.jpg", scratch / name);
-    writeFile(scratch / name / "notes.txt", "not an image");
-    folders.push_back(MetadataETReader().readImageFolder(scratch / name));
-    folders.back()->setFinderTags(std::vector<std::string>{name});
-  }
-  ListRendezvousRunner runner;
-  std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (const auto& folder : folders) {
-    threads.emplace_back([&failures, folder] {
-      MetadataETWriter writer;
-      writer.shouldUpdateImagesFinderTags = true;
-      folder->lockEditor();
-      try {
-        writer.writeImageFolderEditor(*folder);
-      } catch (const std::exception&) {
-        ++failures;
-      }
-      folder->unlockEditor();
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(failures, 0);
-  // Unless an earlier test of this process had the answer already, each save asked exiftool,
-  // the second while the first one's run was still going on.
-  if (runner.lists() != 0) {
-    EXPECT_EQ(runner.lists(), 2) << "the first run blocked the second caller";
-  }
-  for (const std::string name : {"one", "two"}) {
-    EXPECT_EQ(finderTagsOf(scratch / name / "Canon.jpg"), std::vector<std::string>{name});
-    EXPECT_THAT(finderTagsOf(scratch / name / "notes.txt"), IsEmpty());
-  }
-}
-
-TEST_F(FolderSaveTest, FinderTagsDoNotFollowLinksToFolders) {
-  // album/{Canon.jpg, loop -> album, outside -> ../outside} with outside/Other.jpg
+// The file tags go on the files exiftool rewrote, wherever they lie: through a link to a folder
+// outside, as exiftool follows it; a link back to the folder ends nothing.
+TEST_F(FolderSaveTest, FinderTagsGoWhereExiftoolWrote) {
+  // album/{Canon.jpg, loop -> album, outside -> ../outside} with outside/GPS.jpg
   const auto album = scratch / "album";
   fs::create_directories(album);
   fs::create_directories(scratch / "outside");
@@ -614,8 +552,35 @@ TEST_F(FolderSaveTest, FinderTagsDoNotFollowLinksToFolders) {
   folder->unlockEditor();
 
   EXPECT_FALSE(folder->isEdited());
+  const auto outside = scratch / "outside" / "GPS.jpg";
   EXPECT_EQ(finderTagsOf(album / "Canon.jpg"), std::vector<std::string>{"Trip"});
-  EXPECT_THAT(finderTagsOf(scratch / "outside" / "GPS.jpg"), IsEmpty());
+  EXPECT_EQ(finderTagsOf(outside), std::vector<std::string>{"Trip"});
+  EXPECT_NE(readFile(outside), readFile(testing::dataDirectory() / "GPS.jpg")) << "exiftool wrote it";
+}
+
+// A file that exiftool cannot write fails the save: the edits stay pending, and no file gets the
+// file tags, not even those that exiftool wrote.
+TEST_F(FolderSaveTest, AFileThatCannotBeWrittenFailsTheSaveWithExiftoolsLine) {
+  const auto album = scratch / "album";
+  fs::create_directories(album);
+  copySample("Canon.jpg", album);
+  writeFile(album / "broken.jpg", "not a JPEG");
+  auto folder = MetadataETReader().readImageFolder(album);
+  folder->setValue(std::string("Ada Lovelace"), artist);
+  folder->setFinderTags(std::vector<std::string>{"Trip"});
+  MetadataETWriter writer;
+  writer.shouldUpdateImagesFinderTags = true;
+  folder->lockEditor();
+  try {
+    writer.writeImageFolderEditor(*folder);
+    ADD_FAILURE() << "the save went through";
+  } catch (const MetadataETWriterError& error) {
+    EXPECT_EQ(error.code(), MetadataETWriterError::Code::exifToolRefused);
+    EXPECT_EQ(error.detail(), "Error: Not a valid JPG (looks more like a TXT) - " + (album / "broken.jpg").string());
+  }
+  folder->unlockEditor();
+  EXPECT_TRUE(folder->isEdited());
+  for (const auto& file : {"Canon.jpg", "broken.jpg"}) EXPECT_THAT(finderTagsOf(album / file), IsEmpty()) << file;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -708,10 +673,9 @@ TEST_F(FailedSaveTest, FileRemovedDuringTheSave) {
   runner.removeWorkFile = true;
   MetadataETWriter writer;
   std::vector<std::string> events;
-  const auto error = failingSave<MetadataETWriterError>(writer, events);
+  const auto error = failingSave<fs::filesystem_error>(writer, events);
   ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->code(), MetadataETWriterError::Code::outputIsMissing);
-  EXPECT_STREQ(error->what(), "Output is missing");
+  EXPECT_EQ(error->code(), std::errc::no_such_file_or_directory);
   ASSERT_EQ(runner.runs(), 1u);
   EXPECT_EQ(fs::path(runner.requests[0].back()).parent_path(), backup()) << "the work file was in the backup folder";
   EXPECT_FALSE(fs::exists(source));
@@ -719,27 +683,40 @@ TEST_F(FailedSaveTest, FileRemovedDuringTheSave) {
   expectEditsPendingAndUnlocked(events);
 }
 
-TEST_F(FailedSaveTest, LastMoveThatFails) {
-  fs::create_directories(scratch / "by-hand");
-  const auto byHand = copySample("Canon.jpg", scratch / "by-hand");
+// The written file cannot take the file's place, nor can the file return: the file waits in the
+// backup folder as it was, and the written one is gone.
+TEST_F(FailedSaveTest, LastMovesThatFail) {
   FailingFileSystem fileSystem;
   fileSystem.failTo = source;
   MetadataETWriter writer;
-  runByHand(R"({"SourceFile": "*", "EXIF:Artist": "Ada Lovelace"})", byHand);
   std::vector<std::string> events;
   const auto error = failingSave<fs::filesystem_error>(writer, events);
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->code(), std::errc::permission_denied);
   EXPECT_FALSE(fs::exists(source));
-  // The written file waits in the backup folder, whole.
   const auto left = filesIn(backup());
   ASSERT_EQ(left.size(), 1u);
-  EXPECT_EQ(left[0].extension(), ".jpg");
-  EXPECT_EQ(readFile(left[0]), readFile(byHand));
-  EXPECT_THAT(readEditor(left[0])->originalValue(artist), Optional(std::string("Ada Lovelace")));
-  ASSERT_EQ(fileSystem.moves.size(), 2u);
-  EXPECT_EQ(fileSystem.moves[1], std::make_pair(left[0], source));
+  EXPECT_EQ(readFile(left[0]), original);
+  ASSERT_EQ(fileSystem.moves.size(), 3u);
+  EXPECT_EQ(fileSystem.moves[2], std::make_pair(left[0], source));
   expectEditsPendingAndUnlocked(events);
+}
+
+// exiftool refuses every value sent: the file stays exactly as it was, and the edits pending.
+TEST_F(FailedSaveTest, EveryValueRefused) {
+  editor->setValue(std::nullopt, artist);
+  editor->setValue(std::string("99999999"), iso);
+  MetadataETWriter writer;
+  std::vector<std::string> events;
+  const auto error = failingSave<MetadataETWriterError>(writer, events);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->code(), MetadataETWriterError::Code::exifToolRefused);
+  EXPECT_EQ(error->detail(), "Value above int16u maximum for IFD0:ISO");
+  EXPECT_THAT(writer.refusedValues(), ElementsAre(RefusedValue{iso, "Value above int16u maximum for IFD0:ISO"}));
+  EXPECT_EQ(readFile(source), original);
+  EXPECT_THAT(filesIn(backup()), IsEmpty());
+  EXPECT_THAT(editor->writtenValue(iso), Optional(std::string("99999999")));
+  EXPECT_FALSE(editor->isLocked());
 }
 
 TEST_F(FailedSaveTest, JSONThatCannotBeEncodedStartsNoProcess) {
@@ -802,31 +779,51 @@ TEST_F(MetadataETWriterTest, OwnerIsToldOfTheSaveInOrder) {
   EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Bob")));
 }
 
+// The file is moved aside, exiftool writes the new one beside it, which takes the file's place
+// with its attributes; the former one goes.
 TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   const auto path = copySample("Canon.jpg", scratch.path());
+  ::chmod(path.c_str(), 0640);
+  std::error_code error;
+  writeFinderTags(path, {"Kept"}, error);
+  ASSERT_FALSE(error);
   auto editor = readEditor(path);
   editor->setValue(std::string("Ada Lovelace"), artist);
+  editor->setValue(std::string("99999999"), iso);
   RecordingRunner runner;
   FailingFileSystem fileSystem;  // fails nothing: records the moves
   MetadataETWriter writer;
-  writer.overwriteInPlace = false;  // does not matter: the run always overwrites in place
   save(writer, editor);
 
   ASSERT_EQ(runner.runs(), 1u);
   const auto& arguments = runner.requests[0];
-  ASSERT_EQ(arguments.size(), 11u + ORVGetExtraArguments().size());
+  ASSERT_EQ(arguments.size(), 13u + ORVGetExtraArguments().size());
   const auto work = fs::path(arguments.back());
+  const auto output = fs::path(arguments[arguments.size() - 2]);
   EXPECT_EQ(work.parent_path(), backup());
   EXPECT_EQ(work.extension(), ".jpg");
-  const auto json = arguments[arguments.size() - 2];
+  EXPECT_EQ(output.parent_path(), backup());
+  const auto json = arguments[arguments.size() - 4];
   EXPECT_EQ(json.rfind("-json=" + temporary().string() + "/", 0), 0u) << json;
-  EXPECT_EQ(fs::path(json).extension(), ".json");
-  const std::vector<std::string> tail(arguments.end() - 8, arguments.end() - 2);
-  EXPECT_THAT(tail, ElementsAre("-overwrite_original_in_place", "-G", "-s", "-n", "-f", "-IPTC:CodedCharacterSet=UTF8"));
-  EXPECT_EQ(arguments[0], ExifToolCLI::exiftoolExecutableURL().string());
-  EXPECT_EQ(arguments[1], "-charset");
-  EXPECT_EQ(arguments[2], "filename=UTF8");
-  EXPECT_THAT(fileSystem.moves, ElementsAre(std::make_pair(path, work), std::make_pair(work, path)));
+  const std::vector<std::string> head(arguments.begin(), arguments.begin() + 3);
+  EXPECT_THAT(head, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8"));
+  const std::vector<std::string> tail(arguments.end() - 10, arguments.end() - 4);
+  EXPECT_THAT(tail, ElementsAre("-G", "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8"));
+  EXPECT_EQ(arguments[arguments.size() - 3], "-o");
+  EXPECT_THAT(fileSystem.moves, ElementsAre(std::make_pair(path, work), std::make_pair(output, path)));
+  EXPECT_THAT(filesIn(backup()), IsEmpty());
+
+  // The value exiftool refused is reported and no longer pending; the file keeps its own.
+  EXPECT_THAT(writer.refusedValues(), ElementsAre(RefusedValue{iso, "Value above int16u maximum for IFD0:ISO"}));
+  EXPECT_FALSE(editor->isEdited());
+  EXPECT_THAT(editor->currentValue(iso), Optional(std::string("100")));
+  const auto after = readEditor(path);
+  EXPECT_THAT(after->originalValue(artist), Optional(std::string("Ada Lovelace")));
+  EXPECT_THAT(after->originalValue(iso), Optional(std::string("100")));
+  struct stat info {};
+  ASSERT_EQ(::stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0640u);
+  EXPECT_EQ(finderTagsOf(path), std::vector<std::string>{"Kept"});
 }
 
 TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
@@ -871,7 +868,8 @@ TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
   EXPECT_THAT(after->originalValue(TagName("EXIF", "Make")), Optional(std::string("FUJIFILM")));
 }
 
-TEST_F(MetadataETWriterTest, JSONFileThatCannotBeRemovedLeavesTheSaveDone) {
+// Removals that fail leave the JSON file and the former file behind, and the save done.
+TEST_F(MetadataETWriterTest, FilesThatCannotBeRemovedLeaveTheSaveDone) {
   const auto path = copySample("Canon.jpg", scratch.path());
   auto editor = readEditor(path);
   editor->setValue(std::string("Ada Lovelace"), artist);
@@ -880,27 +878,25 @@ TEST_F(MetadataETWriterTest, JSONFileThatCannotBeRemovedLeavesTheSaveDone) {
   MetadataETWriter writer;
   EXPECT_NO_THROW(save(writer, editor));
 
-  // The file is written and back in its place, the edit flushed; the JSON file stays.
   EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Ada Lovelace")));
-  EXPECT_THAT(filesIn(backup()), IsEmpty());
   EXPECT_FALSE(editor->isEdited());
-  const auto left = filesIn(temporary());
-  ASSERT_EQ(left.size(), 1u);
-  EXPECT_EQ(left[0].extension(), ".json");
-  EXPECT_THAT(fileSystem.removals, ElementsAre(left[0])) << "removed through the file system";
+  const auto json = filesIn(temporary());
+  ASSERT_EQ(json.size(), 1u);
+  EXPECT_EQ(json[0].extension(), ".json");
+  const auto former = filesIn(backup());
+  ASSERT_EQ(former.size(), 1u);
+  EXPECT_EQ(readFile(former[0]), readFile(testing::dataDirectory() / "Canon.jpg"));
+  EXPECT_THAT(fileSystem.removals, ElementsAre(former[0], json[0])) << "removed through the file system";
 
   // A failed save keeps its own error.
-  RecordingRunner runner;
-  runner.removeWorkFile = true;
-  editor->setValue(std::string("Bob"), artist);
+  editor->setValue(std::string("99999999"), iso);
   try {
     save(writer, editor);
-    ADD_FAILURE() << "the work file was removed";
+    ADD_FAILURE() << "exiftool refused the value";
   } catch (const MetadataETWriterError& error) {
-    EXPECT_EQ(error.code(), MetadataETWriterError::Code::outputIsMissing);
+    EXPECT_EQ(error.code(), MetadataETWriterError::Code::exifToolRefused);
   }
-  EXPECT_EQ(fileSystem.removals.size(), 2u);
-  EXPECT_THAT(editor->writtenValue(artist), Optional(std::string("Bob")));
+  EXPECT_THAT(editor->writtenValue(iso), Optional(std::string("99999999")));
 }
 
 TEST_F(MetadataETWriterTest, DebugLogOfASave) {
@@ -926,7 +922,7 @@ TEST_F(MetadataETWriterTest, DebugLogOfASave) {
   const std::vector<std::string> entries{"Start writing source at " + path.string() + "\n",
                                          "Creation of JSON at: " + temporary().string(),
                                          "JSON Content:\n{\n  \"EXIF:Artist\": \"Bob\",\n  \"SourceFile\": \"*\"\n}\n",
-                                         "1 image files updated", "Saving changes\n",
+                                         "1 image files created", "Saving changes\n",
                                          "End writing source at " + path.string() + "\n"};
   for (const auto& entry : entries) {
     EXPECT_NE(text.find(entry), std::string::npos) << entry;
@@ -974,7 +970,7 @@ TEST_F(MetadataETWriterTest, FinderTagsAreSetByTheWriterNotSentToExiftool) {
   const auto json = writer.jsonValues(editor->storage());
   EXPECT_FALSE(json.contains("macOS:MDItemUserTags"));
   const auto arguments = writer.buildArguments("/tmp/x.json");
-  EXPECT_THAT(arguments, ElementsAre("-G", "-s", "-n", "-f", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
+  EXPECT_THAT(arguments, ElementsAre("-G", "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
                                      "-json=/tmp/x.json"));
   save(writer, editor);
   EXPECT_EQ(finderTagsOf(path), (std::vector<std::string>{"Red", "Été"}));

@@ -401,12 +401,17 @@ int setFiles(const SetOptions& options) {
   SaveImageEditionsTasksGenerator generator;
   generator.editors = std::move(editors);
   generator.updateSystemModifyDate = options.updateModifyDate;
-  std::unordered_map<const MetadataEditor*, std::string> outcomes;  // "" when saved, else the error
+  struct Outcome {
+    std::string error;  // "" when saved
+    std::vector<RefusedValue> refused;
+  };
+  std::unordered_map<const MetadataEditor*, Outcome> outcomes;
   runTasks<SaveImageEditionsTaskItem>(
       generator, options.quiet, [&](std::size_t, const SaveImageEditionsTaskItem& task) {
         const auto input = task.input();
         if (input && input->editor)
-          outcomes[input->editor.get()] = task.status() == TaskStatus::completed ? std::string() : failureText(task);
+          outcomes[input->editor.get()] = {task.status() == TaskStatus::completed ? std::string() : failureText(task),
+                                           task.refusedValues()};
       });
 
   for (auto& target : targets) {
@@ -415,10 +420,16 @@ int setFiles(const SetOptions& options) {
                   target.unchanged.c_str());
       continue;
     }
+    std::vector<RefusedValue> refused;
     if (target.editor) {
       const auto outcome = outcomes.find(target.editor.get());
-      target.error = outcome == outcomes.end() ? "not saved: the editor is locked" : outcome->second;
+      target.error = outcome == outcomes.end() ? "not saved: the editor is locked" : outcome->second.error;
+      if (outcome != outcomes.end()) refused = outcome->second.refused;
     }
+    // What exiftool did not take, in its words.
+    for (const auto& refusal : refused)
+      std::fprintf(stderr, "%s: %s: %s\n", target.path.c_str(), refusal.name.rawValue().c_str(), refusal.reason.c_str());
+    if (!refused.empty()) status = 1;
     if (!target.error.empty()) {
       reportFailure(target.path, target.error);
       status = 1;
@@ -426,6 +437,7 @@ int setFiles(const SetOptions& options) {
     }
     // The Finder tags are no value of the storage: the save sets them beside exiftool's run.
     auto names = saved.names(*target.editor);
+    for (const auto& refusal : refused) names.erase(refusal.name);
     if (target.sendsFinderTags) names.insert(TagName::orvfinderTags);
     std::printf("%s: %s\n", target.path.c_str(), joined(names).c_str());
   }
@@ -440,8 +452,8 @@ void addSetCommand(CLI::App& app, Outcome& outcome) {
   auto* set = app.add_subcommand("set", "Edit the metadata of files and folders, and save them");
   set->add_option("FILE", options->files, "Files, or folders (a path without extension)")->required();
   set->footer(
-      "Each file prints the tags its save sent to exiftool, sorted (ORVFinder:Tags for its Finder tags). "
-      "exiftool may still refuse a value silently: read the file again to see what it holds.");
+      "Each file prints the tags its save wrote, sorted (ORVFinder:Tags for its file tags). A value exiftool "
+      "refuses is printed on standard error as PATH: STREAM:KEY: REASON, and the exit status is then 1.");
   set->add_flag("--quiet", options->quiet, "Show no progress line, only the results and errors");
   set->add_option("-t,--tag", options->values, "STREAM:KEY=VALUE: set a value (an empty VALUE clears the tag)");
   set->add_option("--clear", options->clears, "STREAM:KEY: clear a tag");

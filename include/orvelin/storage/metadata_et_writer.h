@@ -7,6 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/exiftool/write_report.h"
 #include "orvelin/storage/read_write_storage.h"
 #include "orvelin/support/coded_error.h"
 #include "orvelin/values/date_values.h"
@@ -80,20 +82,46 @@ class MetadataWriter {
   const Writer& writer() const { return static_cast<const Writer&>(*this); }
 };
 
-enum class MetadataETWriterErrorCode { copySourceImageFailed, jsonEncodingFailed, jsonFileCreationFailed, outputIsMissing };
+enum class MetadataETWriterErrorCode {
+  copySourceImageFailed,
+  jsonEncodingFailed,
+  jsonFileCreationFailed,
+  outputIsMissing,
+  exifToolRefused,
+};
 
 // Why a write through exiftool failed: "Copy of source failed" (declared for callers, never
-// thrown here), "JSON encoding failed", "JSON file creation failed", "Output is missing".
+// thrown here), "JSON encoding failed", "JSON file creation failed", "Output is missing",
+// "exiftool refused the write" (with exiftool's own line as the detail: an error, the reasons
+// it refused every value sent, or its counts when it wrote no file).
 class MetadataETWriterError : public CodedError<MetadataETWriterError, MetadataETWriterErrorCode> {
  public:
   using CodedError::CodedError;
   static const char* text(Code code);
 };
 
+// A value exiftool did not take, and its reason in exiftool's words.
+struct RefusedValue {
+  TagName name;
+  std::string reason;
+  friend bool operator==(const RefusedValue&, const RefusedValue&) = default;
+};
+
 // Writes the pending values of a storage to its file with one exiftool run over a JSON file of
-// the new values. A file is first moved into the backup folder (ORVGetBackupFolderURL()) under a
-// fresh name, exiftool rewrites it there, and it is moved back; on any failure the file stays
-// whole: where it was, or in the backup folder when the last move fails (the error says so).
+// the new values, and reads exiftool's report of the run ("-v").
+//
+// A file is first moved into the backup folder (ORVGetBackupFolderURL()) under a fresh name;
+// exiftool writes the new file beside it (its "-o"), and only a run that wrote it takes the
+// file's place, with the permissions, owner and extended attributes of the former one, which
+// then goes. A run that failed or wrote nothing (an error, no file written although values were
+// sent, every value sent refused) throws exifToolRefused, and the file returns as it was. On any
+// failure the file stays whole: where it was, or in the backup folder when the move back fails
+// (the error says so). A folder is rewritten where it is, in place, file by file, as exiftool
+// does it; an error on one of its files fails the save, although exiftool wrote the others.
+//
+// Values that exiftool refused in a run that wrote the file are in refusedValues(); they are no
+// longer pending once the save is done: the file keeps what it had for them.
+//
 // Every path that made the JSON file removes it again through ORVGetFileSystem(); a removal that
 // fails is written to the debug log and changes nothing of the outcome.
 //
@@ -139,19 +167,37 @@ class MetadataETWriter : public MetadataWriter<MetadataETWriter> {
   // with them for a file; pending Finder tags as for a save. The output is not checked.
   void exportSidecar(const ReadWriteStorage& storage, const std::filesystem::path& url);
 
+  // The values exiftool refused in the last save, by name, with its reasons: after a save that
+  // succeeded, those not written; after one that failed, those it refused (all of them when it
+  // refused every value). Empty before the first save.
+  const std::vector<RefusedValue>& refusedValues() const { return refusedValues_; }
+
   // The JSON record sent to exiftool: buildETValues() with the file modification date when
   // asked for. Neither the file creation date (Linux cannot set one: with that option the key
   // is left out) nor the Finder tags are sent (exiftool has no tag for them here): with
   // shouldUpdateImagesFinderTags the writer sets the "user.xdg.tags" attribute itself after a
   // successful run, on the file, or on each file of a folder that exiftool writes.
   nlohmann::json jsonValues(const ReadWriteStorage& storage) const;
-  // "-G", "-s", "-n", "-f", then "-IPTC:CodedCharacterSet=UTF8" and "-use", "MWG" when asked
-  // for, then "-json=<path>".
+  // "-G", "-s", "-n", "-f", "-v", then "-IPTC:CodedCharacterSet=UTF8" and "-use", "MWG" when
+  // asked for, then "-json=<path>".
   std::vector<std::string> buildArguments(const std::filesystem::path& jsonURL) const;
 
  private:
   std::filesystem::path createJSONFile(const nlohmann::json& values) const;
   void writeMetadataValue(const ReadWriteStorage& storage);
+  // The run over the moved file, and the new file in its place.
+  void writeMovedFile(const ReadWriteStorage& storage, const nlohmann::json& values, const std::filesystem::path& jsonURL);
+  // The run in place, over a file or a folder; returns the files rewritten.
+  std::vector<std::filesystem::path> writeInPlace(const ReadWriteStorage& storage, const nlohmann::json& values,
+                                                  const std::filesystem::path& jsonURL);
+  // The command's runner with the writer's options.
+  ExifToolCLI makeCLI(bool overwriteInPlace) const;
+  // Reads the run's report: keeps the refused values, throws exifToolRefused for a run that
+  // failed or wrote nothing it was asked to.
+  ExifToolWriteReport checkRun(const ExifToolCLI& cli, const ReadWriteStorage& storage,
+                                      const nlohmann::json& values);
+
+  std::vector<RefusedValue> refusedValues_;
 };
 
 }  // namespace orvelin

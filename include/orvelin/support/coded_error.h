@@ -5,8 +5,9 @@
 
 namespace orvelin {
 
-// The shape shared by the library's error types: one code of an enumeration without payload and
-// a fixed English text, which is also what(). Texts are never localised.
+// The shape shared by the library's error types: one code of an enumeration and a fixed English
+// text, which is also what(). A code may carry a detail, such as the line in which exiftool
+// refused a write: what() is then the text, ": " and the detail. Texts are never localised.
 //
 // Each error type derives from it and supplies the text of each code through a static
 // `text(Code)` (it must not declare an `errorDescription` of its own, which would hide these):
@@ -25,11 +26,17 @@ class CodedError : public std::runtime_error {
   using Code = CodeType;
 
   explicit CodedError(Code code) : std::runtime_error(Derived::text(code)), code_(code) {}
+  CodedError(Code code, const std::string& detail)
+      : std::runtime_error(detail.empty() ? std::string(Derived::text(code)) : Derived::text(code) + (": " + detail)),
+        code_(code),
+        detail_(detail) {}
 
   Code code() const noexcept { return code_; }
+  // What the code carries; empty for most.
+  const std::string& detail() const noexcept { return detail_; }
   // The fixed English text of a code.
   static const char* errorDescription(Code code) { return Derived::text(code); }
-  // The fixed English text of the code.
+  // The fixed English text of the code, with its detail.
   std::string errorDescription() const { return what(); }
   // The same text: error texts are not localised.
   std::string localizedDescription() const { return what(); }
@@ -38,6 +45,7 @@ class CodedError : public std::runtime_error {
 
  private:
   Code code_;
+  std::string detail_;
 };
 
 }  // namespace orvelin

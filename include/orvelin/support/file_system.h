@@ -21,6 +21,13 @@ class FileSystem {
   virtual void moveItem(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) = 0;
   // Removes a file; a missing file is no error.
   virtual void removeItem(const std::filesystem::path& url, std::error_code& error) = 0;
+  // Gives the file `to` the permission bits, the owner and the extended attributes of the file
+  // `from` (the file tags among them), so that it can take `from`'s place. An owner that cannot
+  // be given (another user's file, without the right to) stays the caller's; an attribute of a
+  // namespace other than "user." that cannot be set is left out; a user attribute that cannot
+  // be set is an error.
+  virtual void copyAttributes(const std::filesystem::path& from, const std::filesystem::path& to,
+                              std::error_code& error) = 0;
 
   // The POSIX file system. Belongs to the library and must never be deleted.
   static FileSystem* Default();
@@ -37,6 +44,10 @@ class FileSystemWrapper : public FileSystem {
     target_->moveItem(from, to, error);
   }
   void removeItem(const std::filesystem::path& url, std::error_code& error) override { target_->removeItem(url, error); }
+  void copyAttributes(const std::filesystem::path& from, const std::filesystem::path& to,
+                      std::error_code& error) override {
+    target_->copyAttributes(from, to, error);
+  }
 
  private:
   FileSystem* target_;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "orvelin/storage/metadata_et_writer.h"
 #include "orvelin/support/coded_error.h"
 #include "orvelin/tasks/task_item.h"
 #include "orvelin/tasks/tasks_manager.h"
@@ -112,6 +113,9 @@ class SaveImageEditionsTaskItem final : public TaskItem {
   std::optional<SaveImageEditionsTaskInput> input() const;
   // The editor's URL, kept after the resources are flushed.
   const std::optional<std::filesystem::path>& inputURL() const { return inputURL_; }
+  // The values exiftool refused in the save, with its reasons (MetadataETWriter::refusedValues()):
+  // in a completed save, those not written; in a failed one, those that made it fail.
+  std::vector<RefusedValue> refusedValues() const;
 
   void internalProcess() override;
   std::string title() const override;     // "SaveImageEditionsTaskTitle" with the last path component
@@ -120,8 +124,9 @@ class SaveImageEditionsTaskItem final : public TaskItem {
   void flushResources() override;
 
  private:
-  mutable std::mutex mutex_;  // guards input_ (the editor is dropped when the group ends)
+  mutable std::mutex mutex_;  // guards input_ (the editor is dropped when the group ends) and refusedValues_
   std::optional<SaveImageEditionsTaskInput> input_;
+  std::vector<RefusedValue> refusedValues_;
   const std::optional<std::filesystem::path> inputURL_;
 };
 
