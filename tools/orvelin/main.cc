@@ -9,6 +9,18 @@
 #include "orvelin/support/main_queue.h"
 #include "orvelin/version.h"
 
+namespace {
+
+// Each occurrence of a repeatable option takes one value (`-t A=1 -t B=2`), so that options and
+// files mix in any order, as with exiftool and git; `--` ends the options.
+void takeOneValuePerOccurrence(CLI::App& app) {
+  for (auto* option : app.get_options())
+    if (!option->get_positional() && option->get_items_expected_max() > 1) option->allow_extra_args(false);
+  for (auto* command : app.get_subcommands({})) takeOneValuePerOccurrence(*command);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   using namespace orvelin;
   // Standard output is for results (JSON among them): the library's own messages go to
@@ -29,6 +41,7 @@ int main(int argc, char** argv) {
   tool::addReadCommands(app, outcome);
   tool::addSetCommand(app, outcome);
   tool::addGPSCommands(app, outcome);
+  takeOneValuePerOccurrence(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
