@@ -124,7 +124,7 @@ TEST(DateTimeValueConverterWithExifTool, AgreesWithExifToolsEpochSeconds) {
   for (std::size_t i = 0; i < texts.size(); ++i) {
     const auto date = converter.typedValueFromRawValue(Value::fromJSON(texts[i]["DateTimeOriginal"]));
     ASSERT_TRUE(date) << texts[i];
-    const auto expected = std::chrono::system_clock::from_time_t(seconds[i]["DateTimeOriginal"].get<std::time_t>());
+    const Date expected(std::chrono::seconds(seconds[i]["DateTimeOriginal"].get<std::time_t>()));
     EXPECT_EQ(*date, expected) << texts[i]["DateTimeOriginal"];
     EXPECT_EQ(converter.stringValueFromTypedValue(date), texts[i]["DateTimeOriginal"].get<std::string>());
   }
