@@ -57,7 +57,7 @@ icu::UnicodeString unicodeOf(std::string_view text) {
 }
 
 std::optional<Date> dateFromText(std::string_view text) {
-  if (text.empty() || text.size() > static_cast<std::size_t>(INT32_MAX)) return std::nullopt;
+  if (text.empty() || text.size() > static_cast<std::size_t>(INT32_MAX) - 16) return std::nullopt;
   auto formatter = makeFormatter();
   if (!formatter) return std::nullopt;
   const auto unicode = unicodeOf(text);
@@ -70,10 +70,15 @@ std::optional<Date> dateFromText(std::string_view text) {
     } else if (!leadingFieldFits(format, text)) {
       continue;
     }
-    formatter->applyPattern(unicodeOf(format));
+    const bool hasYear = format.find('y') != std::string_view::npos;
+    // A time alone is read on 1 January 2000, the day that every date lacking its day takes
+    // (ICU's formatter would take 1970).
+    const auto pattern = hasYear ? unicodeOf(format) : icu::UnicodeString(u"yyyy:MM:dd ") + unicodeOf(format);
+    const auto whole = hasYear ? unicode : icu::UnicodeString(u"2000:01:01 ") + unicode;
+    formatter->applyPattern(pattern);
     icu::ParsePosition position(0);
-    const UDate udate = formatter->parse(unicode, position);
-    if (position.getErrorIndex() != -1 || position.getIndex() != unicode.length()) continue;
+    const UDate udate = formatter->parse(whole, position);
+    if (position.getErrorIndex() != -1 || position.getIndex() != whole.length()) continue;
     if (auto date = detail::dateFromUDate(udate)) return date;
   }
   return std::nullopt;

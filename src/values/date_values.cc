@@ -132,8 +132,13 @@ std::optional<Date> DateComponents::date() const {
   auto calendar = makeLocalGregorianCalendar();
   if (!calendar) return std::nullopt;
   calendar->clear();
+  // What a value lacks, 1 January 2000 gives, as for a time alone; ICU's own default is 1970.
+  DateComponents filled = *this;
+  if (!filled.year) filled.year = 2000;
+  if (!filled.month) filled.month = 1;
+  if (!filled.day) filled.day = 1;
   for (const auto& field : kFields) {
-    const auto& value = this->*field.member;
+    const auto& value = filled.*field.member;
     if (!value) continue;
     const auto converted = calendarField(*value, field.offset);
     if (!converted) return std::nullopt;

@@ -366,6 +366,7 @@ TEST_F(EditorOperations, DateEditionsOnATag) {
       {"UPDATE(YY: 1600, MM: 1, DD: 1)", original, "1600:01:01 23:59:59"},
       {"UPDATE(YY: 1)", original, "0001:01:01 23:59:59"},
       {"SHIFT(DD: -1)", original, "0001:01:01 23:59:59"},
+      {"SELECT(MM: 2)", original, "2000:02:01 00:00:00"},  // a year-less date falls in 2000
   };
   for (const auto& step : steps) {
     apply(step.edition, step.name);

@@ -61,8 +61,8 @@ TEST(DateTimeValueConverter, ReadsTheElevenFormsInTheirOrder) {
       {"2021:03:04 10:11", local(2021, 3, 4, 10, 11, 0)},
       {"2021:03:04", local(2021, 3, 4)},
       {"20210304", local(2021, 3, 4)},
-      {"10:11:12", local(1970, 1, 1, 10, 11, 12)},
-      {"101112", local(1970, 1, 1, 10, 11, 12)},  // six digits are a time, never 2010-11-12
+      {"10:11:12", local(2000, 1, 1, 10, 11, 12)},  // a time, on the day all dates lacking one take
+      {"101112", local(2000, 1, 1, 10, 11, 12)},    // six digits are a time, never 2010-11-12
       {"2021:03:04 10:11:12.345+0100", utc(2021, 3, 4, 9, 11, 12) + milliseconds(345)},
       {"2021:03:04 10:11:12+01:00", utc(2021, 3, 4, 9, 11, 12)},
       {"2021:03:04 10:11:12Z", utc(2021, 3, 4, 10, 11, 12)},
@@ -194,9 +194,10 @@ TEST(DateValues, DescriptionWritesYearFirstAndReadsAnyOrder) {
 TEST(DateValues, FromADateTakesAllSixFields) {
   EXPECT_EQ(DateValues(local(2021, 3, 4, 10, 11, 12)), values(2021, 3, 4, 10, 11, 12));
   EXPECT_TRUE(DateValues(std::nullopt).isEmpty());
-  EXPECT_EQ(DateValues().date(), local(1970, 1, 1));  // the calendar's answer for no field at all
+  // The fields a set lacks are those of 1 January 2000, as for a time alone.
+  EXPECT_EQ(DateValues().date(), local(2000, 1, 1));
   EXPECT_EQ(values(2021, std::nullopt, std::nullopt).date(), local(2021, 1, 1));
-  EXPECT_EQ(values({}, 3, {}, 12).date(), local(1970, 3, 1, 12));
+  EXPECT_EQ(values({}, 3, {}, 12).date(), local(2000, 3, 1, 12));
 }
 
 TEST(DateValues, UpdateReplacesFieldsAndCarriesImpossibleDays) {

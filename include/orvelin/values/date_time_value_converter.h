@@ -22,9 +22,9 @@ namespace orvelin {
 // 9999 (see Date) does not count: "0000:00:00 00:00:00", exiftool's placeholder for no date,
 // is absent.
 //
-// Moments that a format leaves open take the formatter's defaults: a time alone lands on
-// 1 January 1970 (local time), a year alone on its first moment. Any time zone in the text
-// is honoured when reading and lost when writing, which uses local time.
+// Fields that a format leaves open are those of 1 January 2000, 00:00:00: a time alone lands
+// on that day (local time), a year alone on its first moment. Any time zone in the text is
+// honoured when reading and lost when writing, which uses local time.
 //
 // The object value of a date is its normalised text, not a date; the raw value is a date;
 // CSV and JSON take the text.

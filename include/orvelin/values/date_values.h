@@ -36,11 +36,11 @@ struct DateComponents {
   // The six fields of `date` in local time.
   static DateComponents fromDate(Date date);
 
-  // The calendar's date of these fields. Unset fields take the calendar's defaults: year 1970,
-  // January, day 1, 00:00:00. Out-of-range fields carry over into the next larger one (month
-  // 13 is January of the next year, second 75 is 1:15, day 0 the last day of the month
-  // before). Absent when the calendar refuses: a field beyond the 32-bit range, or a result
-  // outside the years 1 to 9999.
+  // The calendar's date of these fields. Unset fields take those of 1 January 2000,
+  // 00:00:00, the day that a time alone falls on everywhere in the library. Out-of-range fields
+  // carry over into the next larger one (month 13 is January of the next year, second 75 is
+  // 1:15, day 0 the last day of the month before). Absent when the calendar refuses: a field
+  // beyond the 32-bit range, or a result outside the years 1 to 9999.
   std::optional<Date> date() const;
 
   // `date` with these fields added, the largest first (year, month, day, hour, minute,
@@ -142,8 +142,9 @@ struct DateValues {
 
   // The present fields; the others unset.
   DateComponents dateComponents() const;
-  // The calendar's date of dateComponents() (unset fields take the calendar's defaults:
-  // an empty set is 1970-01-01 00:00:00 local time). May be absent.
+  // The calendar's date of dateComponents() (unset fields are those of 1 January 2000,
+  // 00:00:00: an empty set is that moment in local time, and a set without a year falls in
+  // 2000). May be absent.
   std::optional<Date> date() const;
 
   // `date` with each present field replaced, then read back through the calendar, so that
