@@ -9,6 +9,7 @@
 #include "orvelin/support/fatal.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/string_extensions.h"
+#include "orvelin/values/value_converter.h"
 
 namespace orvelin {
 
@@ -48,6 +49,11 @@ void MetadataEditorCore::setValue(const std::optional<std::string>& value, const
   if (!canEditValue(name)) return;
   if (lockCounter > 0) return;
   if (value == currentValue(name)) return;
+  // A number that is not finite has no JSON form: the save could never send it to exiftool.
+  if (value && !value->empty()) {
+    const auto item = TagsResources::shared().tag(name);
+    if (item && isNonFiniteNumber(*item->converter(), *value)) return;
+  }
   storage.setValue(value, name);
   registerEdition(name);
 }

@@ -104,7 +104,7 @@ std::optional<Location> MetadataEditor::exifGPSLocation() const {
   location.altitude = exifGPSAltitude().value_or(0.0);
   location.horizontalAccuracy = 0.0;
   location.verticalAccuracy = 0.0;
-  location.timestamp = exifGPSDateTime().value_or(std::chrono::system_clock::now());
+  location.timestamp = exifGPSDateTime().value_or(currentDate());
   return location;
 }
 

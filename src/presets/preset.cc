@@ -112,7 +112,7 @@ std::optional<Date> Preset::iptcDateCreatedValueDate() const {
   if (!edition) return std::nullopt;
   switch (edition->kind()) {
     case DateEdition::Case::select: return edition->values().date();
-    case DateEdition::Case::shift: return edition->values().shiftDate(std::chrono::system_clock::now());
+    case DateEdition::Case::shift: return edition->values().shiftDate(currentDate());
     default: return std::nullopt;
   }
 }

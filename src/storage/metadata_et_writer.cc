@@ -16,6 +16,7 @@
 #include "orvelin/support/text_encoding.h"
 #include "orvelin/support/user_defaults.h"
 #include "orvelin/values/date_time_value_converter.h"
+#include "orvelin/values/value.h"
 
 namespace orvelin {
 
@@ -31,6 +32,14 @@ std::optional<Date> dateOf(const ReadWriteStorage& storage, const TagName& name)
   if (!text) text = storage.originalValuePointer(name);
   if (!text) return std::nullopt;
   return DateTimeValueConverter().typedValueFromStringValue(*text);
+}
+
+// JSON text has no form for a number that is not finite: nlohmann's dump would write null,
+// which exiftool takes for no value at all, and the edit would be lost without a word.
+void requireFiniteNumbers(const nlohmann::json& values) {
+  if (!containsNonFiniteNumber(values)) return;
+  ORVDebugLog("JSON encoding failed: a number is not finite");
+  throw MetadataETWriterError(MetadataETWriterError::Code::jsonEncodingFailed);
 }
 
 }  // namespace
@@ -203,6 +212,7 @@ nlohmann::json MetadataETWriter::jsonValues(const ReadWriteStorage& storage) con
 }
 
 fs::path MetadataETWriter::createJSONFile(const nlohmann::json& values) const {
+  requireFiniteNumbers(values);
   const auto url = temporaryURL("json", ORVTemporaryDirectory());
   ORVDebugLog("Creation of JSON at: " + url.string());
   ORVDebugLog("JSON Content:\n" + values.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));

@@ -19,23 +19,38 @@ std::unique_ptr<icu::Calendar> makeLocalGregorianCalendar() {
   auto calendar = std::make_unique<icu::GregorianCalendar>(icu::TimeZone::createDefault(), status);
   if (U_FAILURE(status)) return nullptr;
   calendar->setLenient(true);
+  calendar->setGregorianChange(-std::numeric_limits<double>::max(), status);  // no Julian years
+  if (U_FAILURE(status)) return nullptr;
   return calendar;
 }
 
 UDate udateFromDate(Date date) {
-  // Whole milliseconds and the nanoseconds beyond them, so that the double stays exact.
+  // Whole milliseconds and the microseconds beyond them.
   const auto whole = std::chrono::floor<std::chrono::milliseconds>(date.time_since_epoch());
-  const auto beyond = std::chrono::duration_cast<std::chrono::nanoseconds>(date.time_since_epoch() - whole);
-  return static_cast<double>(whole.count()) + static_cast<double>(beyond.count()) / 1e6;
+  const auto beyond = date.time_since_epoch() - whole;
+  return static_cast<double>(whole.count()) + static_cast<double>(beyond.count()) / 1e3;
 }
 
 std::optional<Date> dateFromUDate(UDate udate) {
-  // The clock counts nanoseconds in 64 bits: about ±9.2e12 milliseconds, the years 1677 to 2262.
-  constexpr double limit = 9.2e12;
-  if (!(udate > -limit && udate < limit)) return std::nullopt;
+  // The first moment of the year 1 and that of the year 10000, UTC. A local zone lies less
+  // than a day from UTC (the widest offsets, of the local mean times of the 19th century, stay
+  // under 16 hours), so only moments within two days of either end need the calendar to tell
+  // their local year.
+  constexpr double first = -62'135'596'800'000.0;
+  constexpr double end = 253'402'300'800'000.0;
+  constexpr double margin = 2 * 86'400'000.0;
+  if (!(udate >= first - margin && udate < end + margin)) return std::nullopt;
+  if (udate < first + margin || udate >= end - margin) {
+    auto calendar = makeLocalGregorianCalendar();
+    if (!calendar) return std::nullopt;
+    UErrorCode status = U_ZERO_ERROR;
+    calendar->setTime(udate, status);
+    const int32_t year = calendar->get(UCAL_EXTENDED_YEAR, status);
+    if (U_FAILURE(status) || year < 1 || year > 9999) return std::nullopt;
+  }
   const double whole = std::floor(udate);
-  const auto nanoseconds = static_cast<std::int64_t>(whole) * 1'000'000 + std::llround((udate - whole) * 1e6);
-  return Date(std::chrono::duration_cast<Date::duration>(std::chrono::nanoseconds(nanoseconds)));
+  const auto microseconds = static_cast<std::int64_t>(whole) * 1'000 + std::llround((udate - whole) * 1e3);
+  return Date(std::chrono::microseconds(microseconds));
 }
 
 }  // namespace detail
@@ -47,14 +62,15 @@ using detail::makeLocalGregorianCalendar;
 using detail::udateFromDate;
 
 // The calendar's fields in the order of DateComponents, and the offset of each between the
-// components (months from 1) and ICU (months from 0).
+// components (months from 1) and ICU (months from 0). The year is the extended one, which
+// counts on through 0 and below, where ICU's plain year counts back in the era before 1.
 struct Field {
   std::optional<std::int64_t> DateComponents::*member;
   UCalendarDateFields field;
   std::int64_t offset;
 };
 constexpr Field kFields[] = {
-    {&DateComponents::year, UCAL_YEAR, 0},          {&DateComponents::month, UCAL_MONTH, -1},
+    {&DateComponents::year, UCAL_EXTENDED_YEAR, 0}, {&DateComponents::month, UCAL_MONTH, -1},
     {&DateComponents::day, UCAL_DATE, 0},           {&DateComponents::hour, UCAL_HOUR_OF_DAY, 0},
     {&DateComponents::minute, UCAL_MINUTE, 0},      {&DateComponents::second, UCAL_SECOND, 0},
 };
@@ -116,8 +132,13 @@ std::optional<Date> DateComponents::date() const {
   auto calendar = makeLocalGregorianCalendar();
   if (!calendar) return std::nullopt;
   calendar->clear();
+  // What a value lacks, 1 January 2000 gives, as for a time alone; ICU's own default is 1970.
+  DateComponents filled = *this;
+  if (!filled.year) filled.year = 2000;
+  if (!filled.month) filled.month = 1;
+  if (!filled.day) filled.day = 1;
   for (const auto& field : kFields) {
-    const auto& value = this->*field.member;
+    const auto& value = filled.*field.member;
     if (!value) continue;
     const auto converted = calendarField(*value, field.offset);
     if (!converted) return std::nullopt;
@@ -157,7 +178,7 @@ DateTime::DateTime(Date date) {
 
 DateComponents DateTime::dateComponents() const { return {year, month, day, hour, minute, second}; }
 
-Date DateTime::date() const { return dateComponents().date().value_or(std::chrono::system_clock::now()); }
+Date DateTime::date() const { return dateComponents().date().value_or(currentDate()); }
 
 PartialDate::PartialDate(Date date) {
   const auto components = DateComponents::fromDate(date);
@@ -168,7 +189,7 @@ PartialDate::PartialDate(Date date) {
 
 DateComponents PartialDate::dateComponents() const { return {year, month, day, 0, 0, 0}; }
 
-Date PartialDate::date() const { return dateComponents().date().value_or(std::chrono::system_clock::now()); }
+Date PartialDate::date() const { return dateComponents().date().value_or(currentDate()); }
 
 PartialTime::PartialTime(Date date) {
   const auto components = DateComponents::fromDate(date);
@@ -179,7 +200,7 @@ PartialTime::PartialTime(Date date) {
 
 DateComponents PartialTime::dateComponents() const { return {2000, 1, 1, hour, minute, second}; }
 
-Date PartialTime::date() const { return dateComponents().date().value_or(std::chrono::system_clock::now()); }
+Date PartialTime::date() const { return dateComponents().date().value_or(currentDate()); }
 
 // ---------------------------------------------------------------------------------------------
 // DateValues

@@ -87,11 +87,7 @@ nlohmann::json Value::toJSON() const {
     case Kind::boolean: return std::get<bool>(storage_);
     case Kind::signedInteger: return std::get<std::int64_t>(storage_);
     case Kind::unsignedInteger: return std::get<std::uint64_t>(storage_);
-    case Kind::real: {
-      const double value = std::get<double>(storage_);
-      if (!std::isfinite(value)) return nullptr;
-      return value;
-    }
+    case Kind::real: return std::get<double>(storage_);
     case Kind::string: return std::get<std::string>(storage_);
     case Kind::array: {
       auto array = nlohmann::json::array();
@@ -143,5 +139,13 @@ std::ostream& operator<<(std::ostream& out, const Value& value) {
 void to_json(nlohmann::json& json, const Value& value) { json = value.toJSON(); }
 
 void from_json(const nlohmann::json& json, Value& value) { value = Value::fromJSON(json); }
+
+bool containsNonFiniteNumber(const nlohmann::json& json) {
+  if (json.is_number_float()) return !std::isfinite(json.get<double>());
+  if (json.is_structured())
+    for (const auto& element : json)
+      if (containsNonFiniteNumber(element)) return true;
+  return false;
+}
 
 }  // namespace orvelin

@@ -421,4 +421,27 @@ std::optional<Value> ArrayValueConverter::jsonValueFromRawValue(const Value& raw
   return rawValueFromStringValue(*text);
 }
 
+// ---------------------------------------------------------------------------------------------
+// Numbers that are not finite
+
+bool isNonFiniteNumber(const ValueConverter& converter, OptionalText string) {
+  if (!string) return false;
+  if (const auto* list = dynamic_cast<const ArrayValueConverter*>(&converter)) {
+    // The pieces that rawValueFromStringValue hands to the element converter.
+    if (list->separator.empty()) return isNonFiniteNumber(*list->valueConverter, trimWhitespaces(*string));
+    std::string_view rest = *string;
+    while (true) {
+      const auto end = rest.find(list->separator);
+      if (isNonFiniteNumber(*list->valueConverter, trimWhitespaces(rest.substr(0, end)))) return true;
+      if (end == std::string_view::npos) return false;
+      rest.remove_prefix(end + list->separator.size());
+    }
+  }
+  if (!dynamic_cast<const SDoubleValueConverter*>(&converter) && !dynamic_cast<const UDoubleValueConverter*>(&converter) &&
+      !dynamic_cast<const SIntValueConverter*>(&converter) && !dynamic_cast<const UIntValueConverter*>(&converter))
+    return false;
+  const auto number = doubleFromString(string);
+  return number && !std::isfinite(*number);
+}
+
 }  // namespace orvelin

@@ -346,27 +346,39 @@ TEST_F(EditorOperations, DateEditionsOnATag) {
   auto editor = editorOf({{"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"}, {"IPTC:DateCreated", "20240228"}});
   auto apply = [&](const char* edition, const TagName& name) { editor->apply(*DateEdition::fromDescription(edition), name); };
 
-  apply("SHIFT(hh: 1)", original);  // across midnight and the end of the month
-  EXPECT_EQ(editor->currentValue(original), "2021:02:01 00:30:00");
-  apply("SHIFT(MM: 1)", original);
-  EXPECT_EQ(editor->currentValue(original), "2021:03:01 00:30:00");
-  apply("SHIFT(DD: -1, mm: -31)", original);
-  EXPECT_EQ(editor->currentValue(original), "2021:02:27 23:59:00");
-  apply("UPDATE(YY: 1999, ss: 5)", original);
-  EXPECT_EQ(editor->currentValue(original), "1999:02:27 23:59:05");
-  apply("SELECT(YY: 2020, MM: 1, DD: 2)", original);
-  EXPECT_EQ(editor->currentValue(original), "2020:01:02 00:00:00");
-  apply("SHIFT(DD: 1)", iptcDate);  // in the tag's own form, across a leap day
-  EXPECT_EQ(editor->currentValue(iptcDate), "20240229");
-  apply("REMOVE()", original);
-  EXPECT_EQ(editor->currentValue(original), "");
-  apply("RESTORE()", original);
-  EXPECT_FALSE(editor->isValueEdited(original));
+  const struct {
+    const char* edition;
+    TagName name;
+    const char* expected;
+  } steps[] = {
+      {"SHIFT(hh: 1)", original, "2021:02:01 00:30:00"},  // across midnight and the end of the month
+      {"SHIFT(MM: 1)", original, "2021:03:01 00:30:00"},
+      {"SHIFT(DD: -1, mm: -31)", original, "2021:02:27 23:59:00"},
+      {"UPDATE(YY: 1999, ss: 5)", original, "1999:02:27 23:59:05"},
+      {"SELECT(YY: 2020, MM: 1, DD: 2)", original, "2020:01:02 00:00:00"},
+      {"SHIFT(DD: 1)", iptcDate, "20240229"},  // in the tag's own form, across a leap day
+      {"REMOVE()", original, ""},
+      {"RESTORE()", original, "2021:01:31 23:30:00"},
+      // Every year from 1 to 9999; a result beyond keeps the value as it is.
+      {"UPDATE(YY: 9999, MM: 12)", original, "9999:12:31 23:30:00"},
+      {"SHIFT(mm: 29, ss: 59)", original, "9999:12:31 23:59:59"},
+      {"SHIFT(ss: 1)", original, "9999:12:31 23:59:59"},
+      {"UPDATE(YY: 1600, MM: 1, DD: 1)", original, "1600:01:01 23:59:59"},
+      {"UPDATE(YY: 1)", original, "0001:01:01 23:59:59"},
+      {"SHIFT(DD: -1)", original, "0001:01:01 23:59:59"},
+      {"SELECT(MM: 2)", original, "2000:02:01 00:00:00"},  // a year-less date falls in 2000
+  };
+  for (const auto& step : steps) {
+    apply(step.edition, step.name);
+    EXPECT_EQ(editor->currentValue(step.name), step.expected) << step.edition;
+  }
 
-  // No date to shift: the value stays as it is.
-  editor->setValue(std::string("sometime"), original);
-  apply("SHIFT(hh: 1)", original);
-  EXPECT_EQ(editor->currentValue(original), "sometime");
+  // No date to shift (exiftool's "0000:00:00 00:00:00" is none): the value stays as it is.
+  for (const char* noDate : {"sometime", "0000:00:00 00:00:00"}) {
+    editor->setValue(std::string(noDate), original);
+    apply("SHIFT(hh: 1)", original);
+    EXPECT_EQ(editor->currentValue(original), noDate);
+  }
   apply("SHIFT(hh: 1)", tag("EXIF:CreateDate"));
   EXPECT_FALSE(editor->isValueEdited(tag("EXIF:CreateDate")));
   // SELECT needs no old date.
@@ -554,9 +566,9 @@ TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
 
   // Without stamps the location is of the present moment.
   editor->setEXIFGPSCoordinate2D(LocationCoordinate2D{1, 2});
-  const auto before = std::chrono::system_clock::now();
+  const auto before = currentDate();
   location = editor->exifGPSLocation();
-  const auto after = std::chrono::system_clock::now();
+  const auto after = currentDate();
   ASSERT_TRUE(location);
   EXPECT_TRUE(location->timestamp >= before && location->timestamp <= after);
   EXPECT_EQ(location->verticalAccuracy, 0.0);
@@ -715,7 +727,7 @@ TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
   editor->copyDate(tag("EXIF:DateTimeOriginal"), tag("EXIF:CreateDate"));
   editor->apply(*DateEdition::fromDescription("SHIFT(hh: 1)"), tag("EXIF:DateTimeOriginal"));
   editor->apply({{tag("EXIF:Artist"), PresetEntry::value("x")}});
-  editor->setExifCreateDate(std::chrono::system_clock::now());
+  editor->setExifCreateDate(currentDate());
   editor->setEXIFGPSLocation(Location{}, false);
   editor->eraseEXIFGPSLocation();
   editor->removeThumbnail();

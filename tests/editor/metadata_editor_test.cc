@@ -185,6 +185,11 @@ TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
   editor->setValue(std::string("Canon"), make);  // the current value
   editor->setValue(std::nullopt, artist);        // absent and absent
   editor->setValue(std::string("x"), fileSize);  // not editable
+  // Numbers that are not finite, which JSON cannot carry to exiftool: the text of a double or
+  // an integer tag, or an element of a list of numbers.
+  for (const auto& [text, key] : {std::pair{"inf", "FNumber"}, {"1e999", "ExposureCompensation"}, {"nan", "FNumber"},
+                                  {"-inf", "ISO"}, {"1 nan 3", "PixelScale"}})
+    editor->setValue(std::string(text), TagName("EXIF", key));
   EXPECT_THAT(recorder.events(), IsEmpty());
 
   // A clear of an editable tag that the file lacks: registered, the storage unchanged.

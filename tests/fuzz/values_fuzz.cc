@@ -133,7 +133,7 @@ void dateEditions(std::string_view text) {
   if (!edition) return;
   require(DateEdition::fromDescription(edition->description()) == edition, "edition description round trip", text);
   (void)edition->localizedDescription();
-  (void)edition->apply(std::chrono::system_clock::from_time_t(1614852672));
+  (void)edition->apply(Date(std::chrono::seconds(1614852672)));
   (void)edition->apply(std::nullopt);
 }
 
@@ -141,8 +141,8 @@ void dateValues(std::string_view text) {
   const auto values = DateValues::fromDescription(text);
   require(DateValues::fromDescription(values.description()) == values, "values description round trip", text);
   (void)values.date();
-  (void)values.updateDate(std::chrono::system_clock::from_time_t(1614852672));
-  (void)values.shiftDate(std::chrono::system_clock::from_time_t(1614852672));
+  (void)values.updateDate(Date(std::chrono::seconds(1614852672)));
+  (void)values.shiftDate(Date(std::chrono::seconds(1614852672)));
 }
 
 void rawValue(const Value& value, std::uint8_t choice) {

@@ -720,17 +720,27 @@ TEST_F(FailedSaveTest, EveryValueRefused) {
 }
 
 TEST_F(FailedSaveTest, JSONThatCannotBeEncodedStartsNoProcess) {
-  editor->unsafeSetValue(std::string("\xff\xfe not UTF-8"), software);
-  RecordingRunner runner;
-  MetadataETWriter writer;
-  std::vector<std::string> events;
-  const auto error = failingSave<MetadataETWriterError>(writer, events);
-  ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->code(), MetadataETWriterError::Code::jsonEncodingFailed);
-  EXPECT_STREQ(error->what(), "JSON encoding failed");
-  EXPECT_EQ(runner.runs(), 0u);
-  EXPECT_EQ(readFile(source), original);
-  expectEditsPendingAndUnlocked(events);
+  // Text that is not UTF-8, and numbers that are not finite, which JSON text would make null.
+  const std::pair<TagName, const char*> values[] = {
+      {software, "\xff\xfe not UTF-8"},
+      {TagName("EXIF", "FNumber"), "1e999"},
+      {TagName("EXIF", "ExposureCompensation"), "nan"},
+      {TagName("EXIF", "PixelScale"), "1 -inf 3"},
+  };
+  for (const auto& [name, value] : values) {
+    editor->unsafeSetValue(std::string(value), name);
+    RecordingRunner runner;
+    MetadataETWriter writer;
+    std::vector<std::string> events;
+    const auto error = failingSave<MetadataETWriterError>(writer, events);
+    ASSERT_TRUE(error.has_value()) << value;
+    EXPECT_EQ(error->code(), MetadataETWriterError::Code::jsonEncodingFailed);
+    EXPECT_STREQ(error->what(), "JSON encoding failed");
+    EXPECT_EQ(runner.runs(), 0u);
+    EXPECT_EQ(readFile(source), original);
+    expectEditsPendingAndUnlocked(events);
+    editor->unsafeSetValue(std::nullopt, name);
+  }
 }
 
 TEST_F(FailedSaveTest, JSONFileThatCannotBeWrittenStartsNoProcess) {

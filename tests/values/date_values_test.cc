@@ -24,7 +24,7 @@ Date local(int year, int month, int day, int hour = 0, int minute = 0, int secon
   fields.tm_min = minute;
   fields.tm_sec = second;
   fields.tm_isdst = -1;
-  return std::chrono::system_clock::from_time_t(std::mktime(&fields));
+  return Date(seconds(std::mktime(&fields)));
 }
 
 Date utc(int year, int month, int day, int hour, int minute, int second) {
@@ -35,7 +35,7 @@ Date utc(int year, int month, int day, int hour, int minute, int second) {
   fields.tm_hour = hour;
   fields.tm_min = minute;
   fields.tm_sec = second;
-  return std::chrono::system_clock::from_time_t(timegm(&fields));
+  return Date(seconds(timegm(&fields)));
 }
 
 DateValues values(std::optional<std::int64_t> year, std::optional<std::int64_t> month, std::optional<std::int64_t> day,
@@ -61,14 +61,17 @@ TEST(DateTimeValueConverter, ReadsTheElevenFormsInTheirOrder) {
       {"2021:03:04 10:11", local(2021, 3, 4, 10, 11, 0)},
       {"2021:03:04", local(2021, 3, 4)},
       {"20210304", local(2021, 3, 4)},
-      {"10:11:12", local(1970, 1, 1, 10, 11, 12)},
-      {"101112", local(1970, 1, 1, 10, 11, 12)},  // six digits are a time, never 2010-11-12
+      {"10:11:12", local(2000, 1, 1, 10, 11, 12)},  // a time, on the day all dates lacking one take
+      {"101112", local(2000, 1, 1, 10, 11, 12)},    // six digits are a time, never 2010-11-12
       {"2021:03:04 10:11:12.345+0100", utc(2021, 3, 4, 9, 11, 12) + milliseconds(345)},
       {"2021:03:04 10:11:12+01:00", utc(2021, 3, 4, 9, 11, 12)},
       {"2021:03:04 10:11:12Z", utc(2021, 3, 4, 10, 11, 12)},
       {"2021:03:04 10:11:12GMT-02:30", utc(2021, 3, 4, 12, 41, 12)},
       {"2021:03:04 10:11:12-0230", utc(2021, 3, 4, 12, 41, 12)},
       {"2021", local(2021, 1, 1)},
+      {"0001:01:01 00:00:00", local(1, 1, 1)},  // the first and last years of a date
+      {"1600:01:01", local(1600, 1, 1)},
+      {"9999:12:31 23:59:59", local(9999, 12, 31, 23, 59, 59)},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(converter.typedValueFromStringValue(c.text), c.expected) << c.text;
@@ -79,7 +82,8 @@ TEST(DateTimeValueConverter, ReadsTheElevenFormsInTheirOrder) {
 TEST(DateTimeValueConverter, RefusesWhatNoFormReadsWhole) {
   const DateTimeValueConverter converter;
   for (const char* text : {"", "2021:13:01", "2021:02:30", "2021:03:04 25:00:00", "2021-03-04", "hello", "10111",
-                           "1011121", "202103041", "0000:00:00 00:00:00", " 2021", "2021 ", "2021:03:04 10:11:12 ",
+                           "1011121", "202103041", "0000:00:00 00:00:00", "0000:00:00", "0000:01:01", "10000:01:01",
+                           " 2021", "2021 ", "2021:03:04 10:11:12 ",
                            "\xEF\xBC\x92\xEF\xBC\x90\xEF\xBC\x92\xEF\xBC\x91", "20\xFF" "21"})
     EXPECT_EQ(converter.typedValueFromStringValue(text), std::nullopt) << '"' << text << '"';
   EXPECT_EQ(converter.typedValueFromStringValue(std::nullopt), std::nullopt);
@@ -94,6 +98,9 @@ TEST(DateTimeValueConverter, WritesLocalTimeInItsOwnFormat) {
   EXPECT_EQ(DateTimeValueConverter("yyyyMMdd").stringValueFromStringValue("2021:03:04 10:11:12"), "20210304");
   EXPECT_EQ(DateTimeValueConverter("yyyy:MM:dd").stringValueFromStringValue("2021"), "2021:01:01");
   EXPECT_EQ(DateTimeValueConverter("HH:mm:ss").stringValueFromStringValue("101112"), "10:11:12");
+  for (const char* bound : {"0001:01:01 00:00:00", "9999:12:31 23:59:59"})
+    EXPECT_EQ(converter.stringValueFromStringValue(bound), bound);
+  EXPECT_EQ(converter.stringValueFromTypedValue(local(1, 1, 1) - seconds(1)), std::nullopt);  // no year 0
 
   // A zone in the text is honoured on reading and lost on writing: the result is local time.
   const auto instant = utc(2021, 3, 4, 9, 11, 12);
@@ -151,11 +158,11 @@ TEST(DateParts, OutOfRangeFieldsCarryOver) {
 }
 
 TEST(DateParts, ARefusedDateIsTheCurrentMoment) {
-  const auto before = std::chrono::system_clock::now();
+  const auto before = currentDate();
   const auto huge = std::numeric_limits<std::int64_t>::max();
   const auto refused = DateTime(2021, 1, 1, 0, 0, huge).date();
-  const auto farAway = PartialDate(300000, 1, 1).date();  // beyond the clock's range
-  const auto after = std::chrono::system_clock::now();
+  const auto farAway = PartialDate(10000, 1, 1).date();  // beyond the year 9999
+  const auto after = currentDate();
   EXPECT_GE(refused, before);
   EXPECT_LE(refused, after);
   EXPECT_GE(farAway, before);
@@ -187,9 +194,10 @@ TEST(DateValues, DescriptionWritesYearFirstAndReadsAnyOrder) {
 TEST(DateValues, FromADateTakesAllSixFields) {
   EXPECT_EQ(DateValues(local(2021, 3, 4, 10, 11, 12)), values(2021, 3, 4, 10, 11, 12));
   EXPECT_TRUE(DateValues(std::nullopt).isEmpty());
-  EXPECT_EQ(DateValues().date(), local(1970, 1, 1));  // the calendar's answer for no field at all
+  // The fields a set lacks are those of 1 January 2000, as for a time alone.
+  EXPECT_EQ(DateValues().date(), local(2000, 1, 1));
   EXPECT_EQ(values(2021, std::nullopt, std::nullopt).date(), local(2021, 1, 1));
-  EXPECT_EQ(values({}, 3, {}, 12).date(), local(1970, 3, 1, 12));
+  EXPECT_EQ(values({}, 3, {}, 12).date(), local(2000, 3, 1, 12));
 }
 
 TEST(DateValues, UpdateReplacesFieldsAndCarriesImpossibleDays) {
@@ -225,7 +233,10 @@ TEST(DateValues, ShiftAddsLargestFirstAndClampsAtMonthEnds) {
   EXPECT_EQ(values({}, 1, {}).shiftDate(local(2021, 3, 15, 12)), local(2021, 4, 15, 12));
   EXPECT_EQ(values({}, {}, 28).updateDate(beforeSpring), local(2021, 3, 28, 12));
   EXPECT_EQ(values(std::numeric_limits<std::int64_t>::max(), {}, {}).shiftDate(moment), std::nullopt);
-  EXPECT_EQ(values(1000, {}, {}).shiftDate(moment), std::nullopt);  // beyond the clock's range
+  EXPECT_EQ(values(7978, 6, 16, 11, 59, 59).shiftDate(moment), local(9999, 12, 31, 23, 59, 59));
+  EXPECT_EQ(values(7978, 6, 17).shiftDate(moment), std::nullopt);  // beyond the year 9999
+  EXPECT_EQ(values(-2020, -5, -14, -12).shiftDate(moment), local(1, 1, 1));
+  EXPECT_EQ(values(-2021, {}, {}).shiftDate(moment), std::nullopt);  // no year 0
 }
 
 }  // namespace

@@ -150,7 +150,9 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   // The read value without the access check.
   virtual std::optional<std::string> unsafeGetValue(const TagName& name) const;
   // Refused when the tag cannot be edited or the editor is locked; nothing happens when the
-  // value is current already; else the storage's rule applies and the name is registered.
+  // value is current already; a number tag refuses a number that is not finite ("inf", "nan",
+  // "1e999": see isNonFiniteNumber); else the storage's rule applies and the name is
+  // registered.
   virtual void setValue(const std::optional<std::string>& value, const TagName& name);
   virtual void setValue(const std::optional<std::string>& value, const std::vector<TagName>& names);
   virtual void setValues(const std::vector<std::pair<TagName, std::optional<std::string>>>& values);

@@ -17,13 +17,14 @@ namespace orvelin {
 // platform date formatter is by default). A text must be matched as a whole. Formats made of
 // digits alone ("yyyyMMdd", "HHmmss", "yyyy") only take a text of exactly as many ASCII
 // digits as the pattern has letters, so that six digits read as a time and never as a
-// two-digit year. A format whose reading lies outside the representable moments (see Date)
-// does not count, so that "10:11:12", which "yyyy:MM:dd" would take for the year 10, reads
-// as a time.
+// two-digit year. A year must be written with four digits, so that "10:11:12", which
+// "yyyy:MM:dd" would take for the year 10, reads as a time. A reading outside the years 1 to
+// 9999 (see Date) does not count: "0000:00:00 00:00:00", exiftool's placeholder for no date,
+// is absent.
 //
-// Moments that a format leaves open take the formatter's defaults: a time alone lands on
-// 1 January 1970 (local time), a year alone on its first moment. Any time zone in the text
-// is honoured when reading and lost when writing, which uses local time.
+// Fields that a format leaves open are those of 1 January 2000, 00:00:00: a time alone lands
+// on that day (local time), a year alone on its first moment. Any time zone in the text is
+// honoured when reading and lost when writing, which uses local time.
 //
 // The object value of a date is its normalised text, not a date; the raw value is a date;
 // CSV and JSON take the text.
@@ -54,7 +55,7 @@ class DateTimeValueConverter : public TypedValueConverter<Date> {
   std::optional<Date> typedValueFromRawValue(const Value& raw) const override;
   // Absent for an absent or empty text or one that no format reads.
   std::optional<Date> typedValueFromStringValue(OptionalText string) const override;
-  // The date in `dateFormat`, local time.
+  // The date in `dateFormat`, local time; absent outside the years 1 to 9999.
   std::optional<std::string> stringValueFromTypedValue(const std::optional<Date>& value) const override;
 
   // stringValueFromStringValue(string), as a text.

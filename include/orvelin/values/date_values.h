@@ -9,16 +9,22 @@
 
 namespace orvelin {
 
-// A moment. Representable moments lie between the years 1677 and 2262 (the clock's
-// nanosecond range); the calendar operations below give absent for anything outside.
-using Date = std::chrono::system_clock::time_point;
+// A moment, in microseconds since 1970-01-01 00:00:00 UTC (a 64-bit count: about 292,000
+// years either way). Dates stand for the years 1 to 9999 in local time, in the proleptic
+// Gregorian calendar: the calendar operations below and the date converter give absent for a
+// moment whose local year lies outside, so "0000:00:00 00:00:00" is no date.
+using Date = std::chrono::sys_time<std::chrono::microseconds>;
+
+// The current moment.
+inline Date currentDate() { return std::chrono::time_point_cast<Date::duration>(std::chrono::system_clock::now()); }
 
 // A set of calendar fields, each present or unset, with no calendar and no time zone of its
 // own: the Gregorian calendar in the process's local time zone gives them meaning. Months
 // count from 1.
 //
 // Every operation creates its own calendar (ICU's lenient GregorianCalendar in the default
-// time zone, which is the TZ of the process), so nothing is shared between threads.
+// time zone, which is the TZ of the process, Gregorian back to the year 1), so nothing is
+// shared between threads.
 struct DateComponents {
   std::optional<std::int64_t> year;
   std::optional<std::int64_t> month;
@@ -30,11 +36,11 @@ struct DateComponents {
   // The six fields of `date` in local time.
   static DateComponents fromDate(Date date);
 
-  // The calendar's date of these fields. Unset fields take the calendar's defaults: year 1970,
-  // January, day 1, 00:00:00. Out-of-range fields carry over into the next larger one (month
-  // 13 is January of the next year, second 75 is 1:15, day 0 the last day of the month
-  // before). Absent when the calendar refuses: a field beyond the 32-bit range, or a result
-  // outside the representable moments.
+  // The calendar's date of these fields. Unset fields take those of 1 January 2000,
+  // 00:00:00, the day that a time alone falls on everywhere in the library. Out-of-range fields
+  // carry over into the next larger one (month 13 is January of the next year, second 75 is
+  // 1:15, day 0 the last day of the month before). Absent when the calendar refuses: a field
+  // beyond the 32-bit range, or a result outside the years 1 to 9999.
   std::optional<Date> date() const;
 
   // `date` with these fields added, the largest first (year, month, day, hour, minute,
@@ -136,8 +142,9 @@ struct DateValues {
 
   // The present fields; the others unset.
   DateComponents dateComponents() const;
-  // The calendar's date of dateComponents() (unset fields take the calendar's defaults:
-  // an empty set is 1970-01-01 00:00:00 local time). May be absent.
+  // The calendar's date of dateComponents() (unset fields are those of 1 January 2000,
+  // 00:00:00: an empty set is that moment in local time, and a set without a year falls in
+  // 2000). May be absent.
   std::optional<Date> date() const;
 
   // `date` with each present field replaced, then read back through the calendar, so that

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <chrono>
+#include "orvelin/values/date_values.h"
 
 namespace orvelin {
 
@@ -22,7 +22,7 @@ struct Location {
   double altitude = 0.0;
   double horizontalAccuracy = 0.0;
   double verticalAccuracy = -1.0;
-  std::chrono::system_clock::time_point timestamp{};
+  Date timestamp{};
 
   LocationCoordinate2D coordinate() const { return {latitude, longitude}; }
 

@@ -101,9 +101,11 @@ class Value {
   // elements' descriptions in "[" "]" joined by ", "; null "null".
   std::string description() const;
 
-  // JSON: null, booleans, integers, doubles (not finite: null), texts and arrays map to
-  // their JSON kinds; dates, partial dates and times, and countries to their description()
-  // text. Reading JSON, a non-negative integer within the signed range becomes a signed
+  // JSON: null, booleans, integers, doubles, texts and arrays map to their JSON kinds; dates,
+  // partial dates and times, and countries to their description() text. A double that is not
+  // finite stays such a JSON number, which JSON text cannot hold (nlohmann's dump writes
+  // null): whoever encodes it decides (containsNonFiniteNumber), and the exiftool writer
+  // refuses it. Reading JSON, a non-negative integer within the signed range becomes a signed
   // integer, as JSON numbers have no sign kind; an object, which has no counterpart, becomes
   // null.
   nlohmann::json toJSON() const;
@@ -124,5 +126,9 @@ std::ostream& operator<<(std::ostream& out, const Value& value);
 
 void to_json(nlohmann::json& json, const Value& value);
 void from_json(const nlohmann::json& json, Value& value);
+
+// True when `json` holds, at any depth, a number that is not finite: one that JSON text cannot
+// carry (see Value::toJSON).
+bool containsNonFiniteNumber(const nlohmann::json& json);
 
 }  // namespace orvelin

@@ -239,4 +239,11 @@ class ArrayValueConverter : public ValueConverter {
   std::optional<Value> jsonValueFromRawValue(const Value& raw) const override;
 };
 
+// True when `string`, read by `converter`, is a number that is not finite ("inf", "nan",
+// "1e999", "-1e999"): the text of one of the four number converters, or an element of a list
+// over one. The converters read such texts (and an integer one makes 0 of an infinity), but
+// JSON has no form for them, so that a number tag refuses them (MetadataEditor::setValue).
+// False for every other converter and for an absent text.
+bool isNonFiniteNumber(const ValueConverter& converter, OptionalText string);
+
 }  // namespace orvelin
