@@ -171,7 +171,8 @@ TEST(Language, TextsFollowTheUserLanguage) {
   // The German tables know their own language; texts they lack come from English.
   EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::german);
   EXPECT_EQ(Language(Language::local).name(), "Deutsch");
-  EXPECT_EQ(Language(Language::english).localizedName(), "English");
+  EXPECT_EQ(Language(Language::english).localizedName(), "Englisch");
+  EXPECT_EQ(MediaKind(MediaKind::movie).localizedName(), "Movie");
   Language::setUserLanguage(Language::local);
   EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::italian);
   // A change written straight into the defaults is seen as well.

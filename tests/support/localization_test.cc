@@ -118,7 +118,8 @@ TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKey) {
     UserLanguageScope german(Language::german);
     EXPECT_EQ(ORVCurrentLocalizationName(), "Deutsch");
     EXPECT_EQ(ORVTL("LanguageLocalValue"), "German");
-    EXPECT_EQ(ORVTL("LanguageCzech"), "Czech");  // not translated: the English text
+    EXPECT_EQ(ORVTL("LanguageCzech"), "Tschechisch");
+    EXPECT_EQ(ORVTL("MediaKindMovie"), "Movie");  // not translated: the English text
   }
 }
 
