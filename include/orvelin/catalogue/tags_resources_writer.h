@@ -68,6 +68,17 @@ class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWri
   // "GeoTiff" for "GeoTIFF"), in the constants' order. Runs exiftool twice; empty when it
   // cannot run.
   static std::vector<TagStream> streamsKnownToExifTool();
+  // Puts the catalogue folders ("Tags" and "Localized tags") of `fresh` in place of those of
+  // `directory`, both or neither, by moves through ORVGetFileSystem(). A former folder goes into
+  // `fresh` ("former Tags", "former Localized tags"), to be removed with it, just before its new
+  // one takes its place. When a move fails, the moves made are undone in reverse order, so that
+  // `directory` keeps both its former folders, and the failure is returned ("Localized tags
+  // cannot be replaced: ..."). Should an undo fail too, the text says so and names the folder
+  // in `fresh` where a former one stays: the caller must then keep `fresh`.
+  // REQUIRES: `fresh` holds both folders, on the file system of `directory`.
+  static std::optional<std::string> replaceCatalogue(const std::filesystem::path& fresh,
+                                                     const std::filesystem::path& directory);
+
   TagsResourcesWriter(const TagsResourcesWriter&) = delete;
   TagsResourcesWriter& operator=(const TagsResourcesWriter&) = delete;
   ~TagsResourcesWriter();
