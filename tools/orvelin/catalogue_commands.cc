@@ -157,8 +157,8 @@ int generateCatalogue(const std::string& directory, std::vector<std::string> str
 }
 
 int catalogueInfo(bool json) {
+  if (!loadCatalogue()) return 1;
   auto& resources = TagsResources::shared();
-  resources.reload();
   const auto catalogue = resources.catalogue();
   std::size_t tags = 0, writable = 0;
   for (const auto& [stream, items] : catalogue->cachedTags) {
@@ -223,9 +223,8 @@ int showTag(const std::string& rawName, const std::string& languageName) {
     std::fprintf(stderr, "orvelin: %s is no tag name (STREAM:KEY)\n", rawName.c_str());
     return 2;
   }
-  auto& resources = TagsResources::shared();
-  resources.reload();
-  const auto item = resources.tagForRawName(rawName);
+  if (!loadCatalogue()) return 1;
+  const auto item = TagsResources::shared().tagForRawName(rawName);
   if (!item) {
     std::fprintf(stderr, "%s: not in the catalogue\n", rawName.c_str());
     return 1;
@@ -240,6 +239,15 @@ int showTag(const std::string& rawName, const std::string& languageName) {
 }
 
 }  // namespace
+
+bool loadCatalogue() {
+  auto& resources = TagsResources::shared();
+  resources.reload();
+  const auto missing = resources.missingCatalogueFolder();
+  if (!missing) return true;
+  std::fprintf(stderr, "tag catalogue not found at %s; set ORVELIN_RESOURCES or reinstall\n", missing->c_str());
+  return false;
+}
 
 void addCatalogueCommands(CLI::App& app, Outcome& outcome) {
   auto* catalogue = app.add_subcommand("catalogue", "Generate or describe the tag catalogue");
