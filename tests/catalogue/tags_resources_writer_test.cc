@@ -340,6 +340,13 @@ TEST(TagsResourcesWriterRun, KnownStreamsUseExifToolsSpelling) {
   EXPECT_THAT(streams, ::testing::Contains(TagStream("DjVu")));
   EXPECT_THAT(streams, ::testing::Not(::testing::Contains(TagStream::orvfinder)));
   EXPECT_THAT(streams, ::testing::Not(::testing::Contains(TagStream::trailers)));
+  // Every group of family 0 but the maker notes, which a read files by maker: the makers'
+  // groups, one of which exiftool only lists as a table's (PreviewIFD), and CIFF, which the
+  // override resource makes.
+  for (const char* stream : {"JFIF", "APP12", "Canon", "CanonCustom", "PreviewIFD", "CIFF"})
+    EXPECT_THAT(streams, ::testing::Contains(TagStream(stream)));
+  EXPECT_THAT(streams, ::testing::Not(::testing::Contains(TagStream::makerNotes)));
+  EXPECT_THAT(streams, ::testing::Not(::testing::Contains(TagStream("ExifIFD"))));
 }
 
 }  // namespace
