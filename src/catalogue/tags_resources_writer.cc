@@ -209,6 +209,8 @@ TagsParseResult parseTables(const TagsResourcesWriter& writer, const std::vector
       record.isWritable = boolean(tag, "writable").value_or(false);
       record.count = parseInteger(tag.attribute("count").as_string(nullptr)).value_or(0);
       writer.fixTagItemData(record);
+      // exiftool writes a tag of the source group, not of the stream it reads it under.
+      if (group != stream.rawValue()) record.isWritable = false;
       record.stream = stream.rawValue();
       const std::string_view flags = tag.attribute("flags").value();
       record.isFlatten = flags.find("Flattened") != std::string_view::npos;

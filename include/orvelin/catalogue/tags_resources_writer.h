@@ -114,7 +114,7 @@ class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWri
   // The corrections read from the override resources at construction: stream -> tag -> type
   // (a TagType raw value), access ("write" means writable, anything else not), count; and
   // stream -> the exiftool groups whose listings, in this order, make the stream in place of
-  // its own (the first record of a name wins).
+  // its own (the first record of a name wins); their records are read-only.
   StringMap overriddenTypes;
   StringMap overriddenAccess;
   CountMap overriddenCounts;
