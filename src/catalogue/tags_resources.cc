@@ -64,6 +64,9 @@ void TagsResources::reload(const std::filesystem::path& directoryURL) {
   reader->readResources();
   reader->waitResourcesParsing();
   auto state = std::make_shared<TagsCatalogue>();
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(directoryURL / "Tags" / "streams.json", error))
+    state->missingFolder = directoryURL / "Tags";
   {
     std::lock_guard lock(reader->processQueue_);
     state->cachedStreams = reader->streams_;
@@ -82,6 +85,8 @@ void TagsResources::reload(const std::filesystem::path& directoryURL) {
 
   center.post(didReloadCacheNotification, this);
 }
+
+std::optional<std::filesystem::path> TagsResources::missingCatalogueFolder() const { return catalogue()->missingFolder; }
 
 std::optional<std::pair<TagName, std::string>> TagsUtil::parseNV(std::string_view rawName, const Value& rawValue) {
   auto parts = separate(rawName, ":");

@@ -94,9 +94,8 @@ void TagsResourcesReader::parseTags(const TagStream& stream) {
       const auto records = json.get<std::vector<TagItemData>>();
       items.reserve(records.size());
       for (const auto& record : records) {
-        if (!record.isWritable && onlyKeepWritable) continue;
         auto item = TagItem::make(record);
-        if (!item || !item->type.isSupported()) continue;
+        if (!item || (!item->isWritable && onlyKeepWritable)) continue;
         items.insert_or_assign(item->name.key(), std::move(item));
       }
     } catch (const std::exception& error) {

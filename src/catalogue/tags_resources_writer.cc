@@ -1,9 +1,16 @@
 #include "orvelin/catalogue/tags_resources_writer.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <deque>
 #include <fstream>
+#include <list>
+#include <memory>
+#include <set>
 #include <sstream>
+#include <thread>
+#include <unordered_map>
 
 #include <nlohmann/json.hpp>
 #include <pugixml.hpp>
@@ -11,6 +18,7 @@
 #include "catalogue/catalogue_failure.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
+#include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/support/main_queue.h"
@@ -86,6 +94,155 @@ void appendEscapedForStrings(std::string& out, std::string_view text) {
   }
 }
 
+// The entry of `overrides` (group -> tag -> correction) for `key` in `group`; null when none.
+template <typename Map>
+const typename Map::mapped_type::mapped_type* overrideOf(const Map& overrides, std::string_view group,
+                                                         std::string_view key) {
+  const auto entries = overrides.find(group);
+  if (entries == overrides.end()) return nullptr;
+  const auto entry = entries->second.find(key);
+  return entry == entries->second.end() ? nullptr : &entry->second;
+}
+
+// exiftool refuses to list the tags of a group whose name holds "IFD" ("Can't list tags for
+// specific IFD"), whatever the case.
+bool isListedByName(std::string_view group) { return asciiLowercased(group).find("ifd") == std::string::npos; }
+
+// The XML documents of one exiftool run with several "-listx -GROUP:all", one per listing, in
+// the order asked: each begins with its XML declaration.
+std::vector<std::string_view> splitDocuments(std::string_view output) {
+  static constexpr std::string_view declaration = "<?xml";
+  std::vector<std::string_view> documents;
+  auto start = output.find(declaration);
+  while (start != std::string_view::npos) {
+    const auto next = output.find(declaration, start + declaration.size());
+    documents.push_back(output.substr(start, next == std::string_view::npos ? std::string_view::npos : next - start));
+    start = next;
+  }
+  return documents;
+}
+
+// The "Groups in family N:" sections of `exiftool -listg0 -listg1`: for each family, its
+// group names in exiftool's order and spelling.
+std::map<int, std::vector<std::string>> groupsByFamily(const std::string& text) {
+  std::map<int, std::vector<std::string>> groups;
+  std::vector<std::string>* current = nullptr;
+  std::istringstream lines(text);
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.starts_with("Groups in family ")) {
+      current = &groups[std::atoi(line.c_str() + 17)];
+      continue;
+    }
+    if (!current || line.empty() || line.front() != ' ') continue;
+    std::istringstream words(line);
+    std::string word;
+    while (words >> word) current->push_back(word);
+  }
+  return groups;
+}
+
+// The family-1 groups of exiftool's tables of maker notes, from its listing of the group
+// "MakerNotes": each tag whose family-0 group is MakerNotes gives its table's family-1 group
+// and its own, where it names one. Lower case -> the table's or tag's spelling. `tableGroups`
+// receives the names that a table bears (not a tag alone).
+std::unordered_map<std::string, std::string> makerNoteGroups(std::string_view xml, std::set<std::string>& tableGroups) {
+  std::unordered_map<std::string, std::string> groups;
+  pugi::xml_document document;
+  if (!document.load_buffer(xml.data(), xml.size(), pugi::parse_default, pugi::encoding_utf8)) return groups;
+  for (const auto& table : elements(document, "*/table")) {
+    const std::string_view tableG0 = table.attribute("g0").value();
+    const std::string tableG1 = table.attribute("g1").value();
+    for (const auto& tag : table.children("tag")) {
+      const auto g0 = tag.attribute("g0");
+      if ((g0 ? std::string_view(g0.value()) : tableG0) != "MakerNotes") continue;
+      if (!tableG1.empty()) {
+        groups.emplace(asciiLowercased(tableG1), tableG1);
+        tableGroups.insert(asciiLowercased(tableG1));
+      }
+      if (const std::string g1 = tag.attribute("g1").value(); !g1.empty()) groups.emplace(asciiLowercased(g1), g1);
+    }
+  }
+  return groups;
+}
+
+// Loads one listing of exiftool. Everything is kept, whitespace-only texts included: a text
+// made of blanks is a text.
+bool load(pugi::xml_document& document, std::string_view xml) {
+  return static_cast<bool>(
+      document.load_buffer(xml.data(), xml.size(), pugi::parse_full | pugi::parse_ws_pcdata, pugi::encoding_utf8));
+}
+
+// A table of exiftool's listing of `group`.
+struct ListedTable {
+  pugi::xml_node table;
+  std::string group;
+};
+
+// The records and strings of `stream` from the tag elements of `tables`, in document order,
+// each corrected by the writer's overrides of the group whose listing it comes from.
+TagsParseResult parseTables(const TagsResourcesWriter& writer, const std::vector<ListedTable>& tables,
+                            const TagStream& stream) {
+  TagsParseResult result;
+  for (Language language : Language::allBasic()) result.strings[language];
+
+  std::unordered_map<std::string, TagItemData> records;
+  auto storeText = [&result](const pugi::xml_node& element, const std::string& stringsKey) {
+    const auto language = Language::fromExifToolValue(element.attribute("lang").value());
+    if (!language) return;
+    auto table = result.strings.find(*language);
+    if (table == result.strings.end()) return;
+    const auto text = element.child_value();
+    if (text && *text)
+      table->second.insert_or_assign(stringsKey, text);
+    else
+      table->second.erase(stringsKey);
+  };
+
+  for (const auto& [table, group] : tables) {
+    for (const auto& tag : table.children("tag")) {
+      TagItemData record;
+      record.index = static_cast<std::int64_t>(records.size());
+      record.stream = group;
+      if (auto name = tag.attribute("name")) record.key = name.value();
+      if (auto type = tag.attribute("type")) record.type = type.value();
+      record.isWritable = boolean(tag, "writable").value_or(false);
+      record.count = parseInteger(tag.attribute("count").as_string(nullptr)).value_or(0);
+      writer.fixTagItemData(record);
+      // exiftool writes a tag of the source group, not of the stream it reads it under.
+      if (group != stream.rawValue()) record.isWritable = false;
+      record.stream = stream.rawValue();
+      const std::string_view flags = tag.attribute("flags").value();
+      record.isFlatten = flags.find("Flattened") != std::string_view::npos;
+      record.isList = flags.find("List") != std::string_view::npos;
+      record.isBinary = flags.find("Binary") != std::string_view::npos;
+      record.isUnsafe = flags.find("Unsafe") != std::string_view::npos;
+
+      if (!record.isWritable && writer.onlyKeepWritable) continue;
+      if (!record.key) continue;
+      if (records.contains(*record.key)) continue;  // the first occurrence wins
+
+      const std::string stringsKey = stream.rawValue() + ":" + *record.key;
+      for (const auto& desc : tag.children("desc")) storeText(desc, stringsKey);
+      for (const auto& value : elements(tag, "values/*")) {
+        const std::string id = value.attribute("id").value();
+        record.values.push_back(id);
+        const std::string valueKey = stringsKey + ":" + id;
+        for (const auto& text : value.children()) {
+          if (text.type() == pugi::node_element) storeText(text, valueKey);
+        }
+      }
+      records.emplace(*record.key, std::move(record));
+    }
+  }
+
+  result.records.reserve(records.size());
+  for (auto& [key, record] : records) result.records.push_back(std::move(record));
+  std::sort(result.records.begin(), result.records.end(),
+            [](const TagItemData& a, const TagItemData& b) { return a.index.value_or(0) < b.index.value_or(0); });
+  return result;
+}
+
 const char* const kStringsHeader =
     "/*\n"
     "  Localization.strings\n"
@@ -100,28 +257,64 @@ std::shared_ptr<TagsResourcesWriter> TagsResourcesWriter::make(fs::path director
 }
 
 std::vector<TagStream> TagsResourcesWriter::streamsKnownToExifTool() {
-  // Group names in lower case -> exiftool's spelling.
-  std::unordered_map<std::string, std::string> groups;
-  for (const char* option : {"-listg0", "-listg1"}) {
-    ExifToolCLI cli;
-    cli.run({option});
-    // "Groups in family 0:", then indented lines of names separated by blanks.
-    std::istringstream lines(cli.buildStdOutString().value_or(""));
-    std::string line;
-    while (std::getline(lines, line)) {
-      if (line.empty() || line.front() != ' ') continue;
-      std::istringstream words(line);
-      std::string word;
-      while (words >> word) groups.emplace(asciiLowercased(word), word);
-    }
-  }
+  ExifToolCLI lists;
+  lists.run({"-listg0", "-listg1"});
+  auto families = groupsByFamily(lists.buildStdOutString().value_or(""));
+  ExifToolCLI makerNotes;
+  makerNotes.run({"-s", "-listx", "-MakerNotes:all"});
+  std::set<std::string> tableGroups;
+  const auto makers = makerNoteGroups(makerNotes.stdOutData().value_or(""), tableGroups);
+  SourceMap sources;
+  loadOverrides("TagsOverriddenSources.json", "Default sources file URL is nil", sources);
+
   std::vector<TagStream> streams;
-  for (const auto& stream : TagStream::constants()) {
-    if (stream == TagStream::orvfinder) continue;
-    if (auto found = groups.find(asciiLowercased(stream.rawValue())); found != groups.end())
-      streams.emplace_back(found->second);
+  std::set<std::string> taken;  // lower case: one stream per name, whatever its case
+  for (const auto& group : families[0]) {
+    if (group != "MakerNotes" && taken.insert(asciiLowercased(group)).second) streams.emplace_back(group);
+  }
+  // A group that exiftool will not list by name comes from the tables that bear it, so it
+  // counts only when a table does.
+  for (const auto& group : families[1]) {
+    const auto lower = asciiLowercased(group);
+    if (lower == "makernotes" || taken.contains(lower)) continue;
+    const bool makerNote = makers.contains(lower) && (isListedByName(group) || tableGroups.contains(lower));
+    if (!makerNote && !sources.contains(group)) continue;
+    taken.insert(lower);
+    streams.emplace_back(group);
   }
   return streams;
+}
+
+std::optional<std::string> TagsResourcesWriter::replaceCatalogue(const fs::path& fresh, const fs::path& directory) {
+  auto* fileSystem = ORVGetFileSystem();
+  struct Move {
+    fs::path from, to;
+  };
+  std::vector<Move> done;
+  // Undoes the moves made, the last first; the text of what could not be undone.
+  const auto undo = [&] {
+    std::string failures;
+    for (auto move = done.rbegin(); move != done.rend(); ++move) {
+      std::error_code error;
+      fileSystem->moveItem(move->to, move->from, error);
+      if (error)
+        failures += "; " + move->from.filename().string() + " cannot be put back, it stays at " + move->to.string() +
+                    ": " + error.message();
+    }
+    return failures;
+  };
+  for (const char* name : {"Tags", "Localized tags"}) {
+    std::vector<Move> moves;
+    std::error_code error;
+    if (fs::exists(directory / name, error)) moves.push_back({directory / name, fresh / (std::string("former ") + name)});
+    moves.push_back({fresh / name, directory / name});
+    for (const auto& move : moves) {
+      fileSystem->moveItem(move.from, move.to, error);
+      if (error) return std::string(name) + " cannot be replaced: " + error.message() + undo();
+      done.push_back(move);
+    }
+  }
+  return std::nullopt;
 }
 
 TagsResourcesWriter::TagsResourcesWriter(fs::path directoryURL)
@@ -131,6 +324,7 @@ TagsResourcesWriter::TagsResourcesWriter(fs::path directoryURL)
   loadOverrides("TagsOverriddenTypes.json", "Default tags set file URL is nil", overriddenTypes);
   loadOverrides("TagsOverriddenAccess.json", "Default tags set file URL is nil", overriddenAccess);
   loadOverrides("TagsOverriddenCounts.json", "Default counts file URL is nil", overriddenCounts);
+  loadOverrides("TagsOverriddenSources.json", "Default sources file URL is nil", overriddenSources);
 }
 
 TagsResourcesWriter::~TagsResourcesWriter() {
@@ -147,12 +341,31 @@ void TagsResourcesWriter::writeResources() {
     exportStreams();
     unitDone({});
   });
+  for (auto& batch : batches()) operationQueue_.addOperation([this, batch = std::move(batch)] { generateTags(batch); });
+}
+
+std::vector<std::vector<TagStream>> TagsResourcesWriter::batches() const {
+  // A stream that needs exiftool's whole listing goes with the others that do, so that the
+  // listing is made once.
+  std::vector<TagStream> named, whole;
   for (const auto& stream : streams) {
-    operationQueue_.addOperation([this, stream] {
-      generateTags(stream);
-      unitDone(stream.rawValue());
-    });
+    const auto groups = sources(stream);
+    const bool needsWhole = std::any_of(groups.begin(), groups.end(), [](const auto& group) { return !isListedByName(group); });
+    (needsWhole ? whole : named).push_back(stream);
   }
+  std::vector<std::vector<TagStream>> batches;
+  if (!whole.empty()) batches.push_back(std::move(whole));
+  const std::size_t runs = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMaximumRuns);
+  const std::size_t size = (named.size() + runs - 1) / runs;
+  for (std::size_t at = 0; at < named.size(); at += size)
+    batches.emplace_back(named.begin() + static_cast<std::ptrdiff_t>(at),
+                         named.begin() + static_cast<std::ptrdiff_t>(std::min(at + size, named.size())));
+  return batches;
+}
+
+std::vector<std::string> TagsResourcesWriter::sources(const TagStream& stream) const {
+  if (auto found = overriddenSources.find(stream.rawValue()); found != overriddenSources.end()) return found->second;
+  return {stream.rawValue()};
 }
 
 void TagsResourcesWriter::waitResourcesGeneration() { operationQueue_.waitUntilAllOperationsAreFinished(); }
@@ -179,98 +392,95 @@ void TagsResourcesWriter::exportStreams() const {
   writeJSONFile(directoryURL / "Tags" / "streams.json", nlohmann::json(streams));
 }
 
-void TagsResourcesWriter::generateTags(const TagStream& stream) const {
-  ExifToolCLI cli;
-  cli.run({"-X", "-f", "-listx", "-" + stream.rawValue() + ":all"});
-  const auto& output = cli.stdOutData();
-  if (!output || output->empty()) {
-    reportCatalogueFailure("Empty output data for " + stream.rawValue());
-    return;
+void TagsResourcesWriter::generateTags(const std::vector<TagStream>& batch) {
+  // The listings of the batch's groups, asked of one exiftool run: "-listx -GROUP:all" once for
+  // each group, which prints one document per group, exactly as a run of its own would.
+  std::vector<std::string> named;
+  for (const auto& stream : batch)
+    for (auto& group : sources(stream))
+      if (isListedByName(group) && std::find(named.begin(), named.end(), group) == named.end())
+        named.push_back(std::move(group));
+  std::list<std::string> outputs;  // the texts the listings below point into
+  std::unordered_map<std::string, std::string_view> listings;
+  const auto run = [&outputs](const std::vector<std::string>& arguments) -> std::string_view {
+    ExifToolCLI cli;
+    cli.run(arguments);
+    return outputs.emplace_back(cli.stdOutData().value_or(""));
+  };
+  if (!named.empty()) {
+    std::vector<std::string> arguments = {"-X", "-f"};
+    for (const auto& group : named) {
+      arguments.push_back("-listx");
+      arguments.push_back("-" + group + ":all");
+    }
+    const auto documents = splitDocuments(run(arguments));
+    // Should exiftool have skipped a group, no document can be told whose: each group is then
+    // listed by a run of its own.
+    for (std::size_t i = 0; i < named.size(); ++i) {
+      listings[named[i]] =
+          documents.size() == named.size() ? documents[i] : run({"-X", "-f", "-listx", "-" + named[i] + ":all"});
+    }
   }
-  const auto result = parse(*output, stream);
-  if (!result) {
-    reportCatalogueFailure("Tags " + stream.rawValue() + " cannot be parsed");
-    return;
+  // exiftool's whole listing, for the groups that it will not list by name; made at first need.
+  std::unique_ptr<pugi::xml_document> whole;
+  std::string_view wholeText;
+  bool wholeLoaded = false;
+
+  for (const auto& stream : batch) {
+    std::deque<pugi::xml_document> documents;
+    std::vector<ListedTable> tables;
+    std::optional<std::string> failure;
+    for (const auto& group : sources(stream)) {
+      const bool byName = isListedByName(group);
+      if (!byName && !whole) {
+        whole = std::make_unique<pugi::xml_document>();
+        wholeText = run({"-X", "-f", "-listx"});
+        wholeLoaded = !wholeText.empty() && load(*whole, wholeText);
+      }
+      const auto text = byName ? listings[group] : wholeText;
+      if (text.empty()) {
+        failure = "Empty output data for " + stream.rawValue();
+        break;
+      }
+      if (!(byName ? load(documents.emplace_back(), text) : wholeLoaded)) {
+        failure = "Tags " + stream.rawValue() + " cannot be parsed";
+        break;
+      }
+      // A listing by name holds the group's tables alone; the whole listing, every table, of
+      // which those whose family-1 group it is make the group.
+      const auto lower = asciiLowercased(group);
+      for (const auto& table : elements(byName ? documents.back() : *whole, "*/*"))
+        if (byName || asciiLowercased(table.attribute("g1").value()) == lower) tables.push_back({table, group});
+    }
+    if (failure) {
+      reportCatalogueFailure(*failure);
+    } else {
+      const auto result = parseTables(*this, tables, stream);
+      exportStrings(result, stream);
+      exportTags(result.records, stream);
+    }
+    unitDone(stream.rawValue());
   }
-  exportStrings(*result, stream);
-  exportTags(result->records, stream);
 }
 
 void TagsResourcesWriter::fixTagItemData(TagItemData& record) const {
   if (!record.stream || !record.key) return;
   const auto& stream = *record.stream;
   const auto& key = *record.key;
-  if (auto types = overriddenTypes.find(stream); types != overriddenTypes.end()) {
-    if (auto type = types->second.find(key); type != types->second.end()) record.type = type->second;
-  }
+  const auto correction = [&](const auto& overrides) { return overrideOf(overrides, stream, key); };
+  if (const auto* type = correction(overriddenTypes)) record.type = *type;
   if (record.type == "?" && stream == "ICC_Profile") record.type = "string";
-  if (auto access = overriddenAccess.find(stream); access != overriddenAccess.end()) {
-    if (auto entry = access->second.find(key); entry != access->second.end()) record.isWritable = entry->second == "write";
-  }
-  if (auto counts = overriddenCounts.find(stream); counts != overriddenCounts.end()) {
-    if (auto count = counts->second.find(key); count != counts->second.end()) record.count = count->second;
-  }
+  if (const auto* access = correction(overriddenAccess)) record.isWritable = *access == "write";
+  if (const auto* count = correction(overriddenCounts)) record.count = *count;
   if (!record.type) ORVPrint("Unknow type " + stream + ":" + key);
 }
 
 std::optional<TagsParseResult> TagsResourcesWriter::parse(std::string_view xml, const TagStream& stream) const {
-  // Everything is kept, whitespace-only texts included: a text made of blanks is a text.
   pugi::xml_document document;
-  if (!document.load_buffer(xml.data(), xml.size(), pugi::parse_full | pugi::parse_ws_pcdata, pugi::encoding_utf8))
-    return std::nullopt;
-  TagsParseResult result;
-  for (Language language : Language::allBasic()) result.strings[language];
-
-  std::unordered_map<std::string, TagItemData> records;
-  auto storeText = [&result](const pugi::xml_node& element, const std::string& stringsKey) {
-    const auto language = Language::fromExifToolValue(element.attribute("lang").value());
-    if (!language) return;
-    auto table = result.strings.find(*language);
-    if (table == result.strings.end()) return;
-    const auto text = element.child_value();
-    if (text && *text)
-      table->second.insert_or_assign(stringsKey, text);
-    else
-      table->second.erase(stringsKey);
-  };
-
-  for (const auto& tag : elements(document, "*/*/tag")) {
-    TagItemData record;
-    record.index = static_cast<std::int64_t>(records.size());
-    record.stream = stream.rawValue();
-    if (auto name = tag.attribute("name")) record.key = name.value();
-    if (auto type = tag.attribute("type")) record.type = type.value();
-    record.isWritable = boolean(tag, "writable").value_or(false);
-    record.count = parseInteger(tag.attribute("count").as_string(nullptr)).value_or(0);
-    fixTagItemData(record);
-    const std::string_view flags = tag.attribute("flags").value();
-    record.isFlatten = flags.find("Flattened") != std::string_view::npos;
-    record.isList = flags.find("List") != std::string_view::npos;
-    record.isBinary = flags.find("Binary") != std::string_view::npos;
-    record.isUnsafe = flags.find("Unsafe") != std::string_view::npos;
-
-    if (!record.isWritable && onlyKeepWritable) continue;
-    if (!record.key) continue;
-    if (records.contains(*record.key)) continue;  // the first occurrence wins
-
-    const std::string stringsKey = stream.rawValue() + ":" + *record.key;
-    for (const auto& desc : tag.children("desc")) storeText(desc, stringsKey);
-    for (const auto& value : elements(tag, "values/*")) {
-      const std::string id = value.attribute("id").value();
-      record.values.push_back(id);
-      const std::string valueKey = stringsKey + ":" + id;
-      for (const auto& text : value.children()) {
-        if (text.type() == pugi::node_element) storeText(text, valueKey);
-      }
-    }
-    records.emplace(*record.key, std::move(record));
-  }
-
-  result.records.reserve(records.size());
-  for (auto& [key, record] : records) result.records.push_back(std::move(record));
-  std::sort(result.records.begin(), result.records.end(),
-            [](const TagItemData& a, const TagItemData& b) { return a.index.value_or(0) < b.index.value_or(0); });
-  return result;
+  if (!load(document, xml)) return std::nullopt;
+  std::vector<ListedTable> tables;
+  for (const auto& table : elements(document, "*/*")) tables.push_back({table, stream.rawValue()});
+  return parseTables(*this, tables, stream);
 }
 
 void TagsResourcesWriter::exportTags(const std::vector<TagItemData>& records, const TagStream& stream) const {

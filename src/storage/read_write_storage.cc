@@ -154,8 +154,9 @@ nlohmann::json ReadWriteStorage::buildETValues() const {
       values[name.rawValue()] = "-";
       continue;
     }
+    // A tag of a type that is not supported is read, never written.
     const auto item = catalogue->tag(name);
-    if (!item) continue;
+    if (!item || !item->type.isSupported()) continue;
     const auto converted = item->converter()->jsonValueFromRawValue(Value(value));
     const std::string group =
         TagsFamily::isStreamInG0Family(name.stream()) ? name.stream().rawValue() : TagStream::makerNotes.rawValue();

@@ -76,17 +76,19 @@ void from_json(const nlohmann::json& json, TagItemData& data) {
 
 std::shared_ptr<const TagItem> TagItem::make(const TagItemData& data) {
   if (!data.index || !data.stream || !data.key || !data.type) return nullptr;
-  const auto type = TagType::fromRawValue(*data.type);
-  if (!type) return nullptr;
-  return std::make_shared<const TagItem>(*data.index, TagName(*data.stream, *data.key), *type, data.values, data.count,
+  // exiftool gives "?" where it knows no type, and storage formats (int16s, float...) that are
+  // no TagType: such a tag is still read, as text.
+  const auto type = TagType::fromRawValue(*data.type).value_or(TagType::unknown);
+  return std::make_shared<const TagItem>(*data.index, TagName(*data.stream, *data.key), type, data.values, data.count,
                                          data.isWritable, data.isFlatten, data.isBinary, data.isList, data.isUnsafe);
 }
 
 namespace {
 
-// 0 no array, 1 dynamic, 2 static.
+// 0 no array, 1 dynamic, 2 static. A type that is not supported is read as text, so its count
+// does not matter either.
 int arrayIndex(TagType type, bool isList, std::int64_t count) {
-  if (type.ignoreCount()) return isList ? 1 : 0;
+  if (type.ignoreCount() || !type.isSupported()) return isList ? 1 : 0;
   if (isList) return 1;
   if (count == -1) return 1;
   if (count < 2) return 0;
@@ -102,7 +104,7 @@ TagItem::TagItem(std::int64_t index, TagName name, TagType type, std::vector<std
       type(type),
       values(std::move(values)),
       count(count),
-      isWritable(isWritable),
+      isWritable(isWritable && type.isSupported()),
       isFlatten(isFlatten),
       isBinary(isBinary),
       isList(isList),
@@ -111,7 +113,7 @@ TagItem::TagItem(std::int64_t index, TagName name, TagType type, std::vector<std
 
 const std::shared_ptr<const ValueConverter>& TagItem::converter() const {
   std::call_once(converterOnce_, [this] {
-    auto single = type.converter();
+    auto single = type.isSupported() ? type.converter() : TagType(TagType::string).converter();
     switch (arrayKind_) {
       case ArrayKind::none: converter_ = std::move(single); break;
       case ArrayKind::dynamic: converter_ = std::make_shared<const ArrayValueConverter>(std::move(single), ","); break;

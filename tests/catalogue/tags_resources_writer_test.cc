@@ -11,6 +11,7 @@
 #include "common/event_log.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources_reader.h"
+#include "orvelin/support/file_system.h"
 #include "orvelin/support/localization.h"
 
 namespace orvelin {
@@ -286,12 +287,66 @@ TEST(TagsResourcesWriterRun, TheLastOwnerMayLetGoDuringARun) {
   EXPECT_EQ(std::count(events.begin(), events.end(), "finish"), 0);
 }
 
+// A file system whose first move to one destination fails.
+class FailingMoves : public FileSystemWrapper {
+ public:
+  explicit FailingMoves(std::filesystem::path failTo) : FileSystemWrapper(FileSystem::Default()), failTo_(std::move(failTo)) {
+    ORVSetFileSystem(this);
+  }
+  ~FailingMoves() override { ORVSetFileSystem(nullptr); }
+  void moveItem(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) override {
+    if (to == failTo_ && !failed_) {
+      failed_ = true;
+      error = std::make_error_code(std::errc::permission_denied);
+      return;
+    }
+    FileSystemWrapper::moveItem(from, to, error);
+  }
+
+ private:
+  std::filesystem::path failTo_;
+  bool failed_ = false;
+};
+
+TEST(TagsResourcesWriter, ReplacingTheCatalogueSwapsBothFoldersOrNeither) {
+  struct Case {
+    const char* name;
+    const char* failTo;  // relative to the scratch folder
+  };
+  for (const auto& [name, failTo] : {Case{"the new localized tags cannot come in", "resources/Localized tags"},
+                                     Case{"the former localized tags cannot go", "fresh/former Localized tags"}}) {
+    SCOPED_TRACE(name);
+    testing::ScratchFolder scratch;
+    for (const char* folder : {"resources", "fresh"}) {
+      for (const char* catalogue : {"Tags", "Localized tags"}) {
+        std::filesystem::create_directories(scratch / folder / catalogue);
+        testing::writeFile(scratch / folder / catalogue / "owner", folder);
+      }
+    }
+    FailingMoves fileSystem(scratch / failTo);
+    const auto failure = TagsResourcesWriter::replaceCatalogue(scratch / "fresh", scratch / "resources");
+    ASSERT_TRUE(failure);
+    EXPECT_THAT(*failure, HasSubstr("Localized tags cannot be replaced: "));
+    for (const char* catalogue : {"Tags", "Localized tags"}) {
+      EXPECT_EQ(testing::readFile(scratch / "resources" / catalogue / "owner"), "resources") << catalogue;
+      EXPECT_EQ(testing::readFile(scratch / "fresh" / catalogue / "owner"), "fresh") << catalogue;
+    }
+  }
+}
+
 TEST(TagsResourcesWriterRun, KnownStreamsUseExifToolsSpelling) {
   const auto streams = TagsResourcesWriter::streamsKnownToExifTool();
   EXPECT_THAT(streams, ::testing::Contains(TagStream::exif));
   EXPECT_THAT(streams, ::testing::Contains(TagStream("DjVu")));
   EXPECT_THAT(streams, ::testing::Not(::testing::Contains(TagStream::orvfinder)));
   EXPECT_THAT(streams, ::testing::Not(::testing::Contains(TagStream::trailers)));
+  // Every group of family 0 but the maker notes, which a read files by maker: the makers'
+  // groups, one of which exiftool only lists as a table's (PreviewIFD), and CIFF, which the
+  // override resource makes.
+  for (const char* stream : {"JFIF", "APP12", "Canon", "CanonCustom", "PreviewIFD", "CIFF"})
+    EXPECT_THAT(streams, ::testing::Contains(TagStream(stream)));
+  EXPECT_THAT(streams, ::testing::Not(::testing::Contains(TagStream::makerNotes)));
+  EXPECT_THAT(streams, ::testing::Not(::testing::Contains(TagStream("ExifIFD"))));
 }
 
 }  // namespace

@@ -104,6 +104,7 @@ TEST_F(MetadataEditorTest, AccessOfAKnownFileTypeComesFromTheTable) {
   EXPECT_FALSE(editor->canEditValue(pngTitle));
   // Catalogue rules on top of the access: unknown or read-only tags are not editable.
   EXPECT_FALSE(editor->canEditValue(TagName("EXIF", "NoSuchExifTag")));
+  EXPECT_FALSE(editor->canEditValue(TagName("EXIF", "ThumbnailImage"))) << "writable, but of no supported type";
   EXPECT_FALSE(editor->canEditValue(profileDescription)) << "in a JPEG the profile tags follow the catalogue";
 }
 

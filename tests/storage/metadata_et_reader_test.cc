@@ -131,11 +131,14 @@ TEST_F(MetadataETReaderTest, GroupsStreamsAndFilters) {
     "IPTC": {"Keywords": ["a", "b"]},
     "EXIF:ExifIFD": {"ISO": 400, "FNumber": 14.0},
     "EXIF:SubIFD": {"CacheVersion": [2, 3, 0, 0]},
+    "PrintIM": {"PrintIMVersion": "0100"},
+    "ASF": {"Duration": 12.5},
     "Empty:Group": {}
   }])json");
   EXPECT_THAT(storage.streams, UnorderedElementsAre(Pair("SourceFile", "SourceFile"), Pair("EXIF", "IFD0"),
                                                     Pair("MakerNotes", "Canon"), Pair("IPTC", "IPTC"),
-                                                    Pair("EXIF", "ExifIFD"), Pair("EXIF", "SubIFD"), Pair("Empty", "Group")));
+                                                    Pair("EXIF", "ExifIFD"), Pair("EXIF", "SubIFD"),
+                                                    Pair("PrintIM", "PrintIM"), Pair("ASF", "ASF"), Pair("Empty", "Group")));
   EXPECT_EQ(storage.values.at(TagName("EXIF", "Make")), "Canon");
   EXPECT_FALSE(storage.values.contains(TagName("EXIF", "NoSuchTag")));
   EXPECT_FALSE(storage.values.contains(TagName("EXIF", "FirmwareVersion")));  // not an EXIF tag
@@ -145,6 +148,9 @@ TEST_F(MetadataETReaderTest, GroupsStreamsAndFilters) {
   EXPECT_EQ(storage.values.at(TagName("EXIF", "ISO")), "400");
   EXPECT_EQ(storage.values.at(TagName("EXIF", "FNumber")), "14.00000000");
   EXPECT_EQ(storage.values.at(TagName("EXIF", "CacheVersion")), "2 3 0 0");  // a fixed count of 4
+  // Tags that exiftool lists without a type are read as it prints them.
+  EXPECT_EQ(storage.values.at(TagName("PrintIM", "PrintIMVersion")), "0100");
+  EXPECT_EQ(storage.values.at(TagName("ASF", "Duration")), "12.5");
 }
 
 TEST_F(MetadataETReaderTest, BannedStreamsAndValuesCanChange) {

@@ -289,7 +289,8 @@ void PrintTo(const SaveCase& saveCase, std::ostream* out) { *out << saveCase.nam
 // accepted apart.)
 bool changesWithAnyWrite(const TagName& name) {
   static const std::set<std::string> names{"IPTC:CodedCharacterSet", "IPTC:EnvelopeRecordVersion",
-                                           "IPTC:ApplicationRecordVersion", "XMP:XMPToolkit"};
+                                           "IPTC:ApplicationRecordVersion", "XMP:XMPToolkit",
+                                           "QuickTime:MediaDataSize"};
   if (names.contains(name.rawValue()) || name.stream() == TagStream::file) return true;
   const auto& key = name.key().rawValue();
   for (const std::string suffix : {"Offset", "Offsets", "Start"})

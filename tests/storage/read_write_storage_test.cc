@@ -207,7 +207,7 @@ TEST_F(ReadWriteStorageExport, FamilyZeroStreamsKeepTheirGroupName) {
 TEST_F(ReadWriteStorageExport, AThumbnailTagWithAValueIsWrittenLikeAnyTag) {
   auto storage = fileWithMake();
   storage.setValue("1234", TagName::exifThumbnailLength);
-  storage.setValue("base64:/9j/4AAQ", TagName::exifThumbnailImage);  // no type the catalogue keeps
+  storage.setValue("base64:/9j/4AAQ", TagName::exifThumbnailImage);  // of no supported type: read-only
   storage.store("5", TagName::exifPreviewImageLength);
   storage.setValue("", TagName::exifPreviewImageLength);
   const auto values = storage.buildETValues();

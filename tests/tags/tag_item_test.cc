@@ -37,6 +37,8 @@ TEST(TagItemArrays, ClassificationByTypeCountAndList) {
       {"int16u", 1, false, false, false, false},  {"int16u", 0, false, false, false, false},
       {"int16u", 2, true, true, true, false},     {"country3166a3", 3, false, false, false, false},
       {"rational64u", 3, false, true, false, true}, {"digits", -1, false, false, false, false},
+      // Types that are not supported read as text: the count does not matter, the list flag does.
+      {"undef", 4, false, false, false, false},   {"?", -1, true, true, true, false},
   };
   for (const auto& c : cases) {
     const auto item = makeItem(c.type, c.count, c.isList);
@@ -56,6 +58,9 @@ TEST(TagItemArrays, ConvertersJoinWithTheirSeparators) {
   const auto plain = makeItem("string", 5, false);
   EXPECT_EQ(plain->converter()->stringValueFromRawValue(Value("a b")), "a b");
   EXPECT_EQ(plain->converter(), plain->converter());  // made once
+  // Types that are not supported read as exiftool prints them.
+  EXPECT_EQ(makeItem("undef", 4, false)->converter()->stringValueFromRawValue(Value("0220")), "0220");
+  EXPECT_EQ(makeItem("?", 0, false)->converter()->stringValueFromRawValue(Value(12.5)), "12.5");
 }
 
 TEST(TagItemVocabulary, IndexOfFallsBackToLeadingParts) {
@@ -132,10 +137,15 @@ TEST(TagItemData, OptionalAndRequiredKeys) {
   auto whole = json;
   whole["index"] = 7.0;
   EXPECT_EQ(whole.get<TagItemData>().index, 7);
+  // A type that is no TagType (exiftool's "?", a storage format) is kept as unknown, never
+  // writable whatever the record says.
   auto badType = json;
   badType["stream"] = "EXIF";
   badType["type"] = "Date";
-  EXPECT_FALSE(TagItem::make(badType.get<TagItemData>()));
+  const auto unknown = TagItem::make(badType.get<TagItemData>());
+  ASSERT_TRUE(unknown);
+  EXPECT_EQ(unknown->type, TagType::unknown);
+  EXPECT_FALSE(unknown->isWritable);
 
   // The optional keys are written only when present, the others always, in the catalogue's order.
   TagItemData bare;

@@ -155,6 +155,26 @@ TEST(ReadCommand, FoldersFilesOfOtherKindsLanguagesAndProfiles) {
   EXPECT_EQ(runTool({"read"}, folder.path()).status, 2);
 }
 
+TEST(ReadCommand, EveryCommandThatNeedsTheCatalogueFailsWithoutIt) {
+  ScratchFolder folder;
+  const auto file = testing::copySample("GPS.jpg", folder.path()).string();
+  const auto resources = folder / "resources";  // a folder without the catalogue
+  fs::create_directories(resources);
+  const auto message =
+      "tag catalogue not found at " + (resources / "Tags").string() + "; set ORVELIN_RESOURCES or reinstall\n";
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"read", file},
+                                             {"set", file, "-t", "EXIF:Artist=Someone"},
+                                             {"gps", file},
+                                             {"size", file},
+                                             {"tag", "EXIF:Make"},
+                                             {"catalogue", "info"}}) {
+    const auto run = runTool(arguments, folder.path(), {"ORVELIN_RESOURCES=" + resources.string()});
+    EXPECT_EQ(run.status, 1) << arguments[0];
+    EXPECT_NE(run.errors.find(message), std::string::npos) << arguments[0] << ": " << run.errors;
+  }
+}
+
 TEST(CleanCommand, RemovesTheMetadataOfEachFile) {
   ScratchFolder folder;
   const auto file = testing::copySample("Canon.jpg", folder.path());

@@ -22,17 +22,26 @@ struct ToolRun {
 };
 
 // Runs bin/orvelin (next to the test program) with `arguments`, its home, temporary and
-// configuration folders in `scratch`.
-inline ToolRun runTool(const std::vector<std::string>& arguments, const std::filesystem::path& scratch) {
+// configuration folders in `scratch`; `environment` ("NAME=value") comes before what the test
+// program passes on of its own, in place of the same names.
+inline ToolRun runTool(const std::vector<std::string>& arguments, const std::filesystem::path& scratch,
+                       const std::vector<std::string>& environment = {}) {
   ProcessRequest request;
   request.executable = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "orvelin";
   request.arguments = arguments;
   request.environment = {"HOME=" + scratch.string(), "TMPDIR=" + scratch.string(),
                          "XDG_CONFIG_HOME=" + (scratch / "config").string(), "LANG=C.UTF-8"};
+  request.environment.insert(request.environment.end(), environment.begin(), environment.end());
+  const auto given = [&](const std::string& name) {
+    for (const auto& entry : environment)
+      if (entry.starts_with(name + "=")) return true;
+    return false;
+  };
   // The sanitizers' options too, so that the tool runs with the suppressions of the test program.
   for (const char* name :
        {"PATH", "TZ", "ORVELIN_RESOURCES", "TSAN_OPTIONS", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"})
-    if (const char* value = std::getenv(name)) request.environment.push_back(std::string(name) + "=" + value);
+    if (const char* value = std::getenv(name); value && !given(name))
+      request.environment.push_back(std::string(name) + "=" + value);
   const auto result = ProcessRunner::Default()->run(request);
   return {result.exitStatus, result.standardOutput, result.standardError};
 }

@@ -56,7 +56,7 @@ class GenerationProgress final : public TagsResourcesWriterDelegate {
   std::promise<void> finished_;
 };
 
-// A folder removed with everything in it when this goes out of scope.
+// A folder removed with everything in it when this goes out of scope, unless kept.
 class FolderRemover {
  public:
   explicit FolderRemover(fs::path path) : path_(std::move(path)) {}
@@ -64,12 +64,14 @@ class FolderRemover {
   FolderRemover& operator=(const FolderRemover&) = delete;
   ~FolderRemover() {
     std::error_code ignored;
-    fs::remove_all(path_, ignored);
+    if (!kept_) fs::remove_all(path_, ignored);
   }
   const fs::path& path() const { return path_; }
+  void keep() { kept_ = true; }
 
  private:
   fs::path path_;
+  bool kept_ = false;
 };
 
 // What a run should have written into `folder` and did not: the stream list, a ".tags" file
@@ -93,18 +95,6 @@ std::vector<std::string> missingOutput(const fs::path& folder, const std::vector
     for (const auto& language : languages) expect(language / (stream.rawValue() + ".strings"));
   }
   return missing;
-}
-
-// Puts the catalogue folders of `fresh` in place of those of `directory`; the old ones go into
-// `fresh`, to be removed with it.
-std::optional<std::string> replaceCatalogue(const fs::path& fresh, const fs::path& directory) {
-  for (const char* name : {"Tags", "Localized tags"}) {
-    std::error_code error;
-    if (fs::exists(directory / name, error)) fs::rename(directory / name, fresh / (std::string("former ") + name), error);
-    if (!error) fs::rename(fresh / name, directory / name, error);
-    if (error) return std::string(name) + " cannot be replaced: " + error.message();
-  }
-  return std::nullopt;
 }
 
 int generateCatalogue(const std::string& directory, std::vector<std::string> streamNames, bool quiet) {
@@ -141,7 +131,13 @@ int generateCatalogue(const std::string& directory, std::vector<std::string> str
 
   auto failures = missingOutput(fresh.path(), streams);
   if (failures.empty()) {
-    if (auto failure = replaceCatalogue(fresh.path(), target)) failures.push_back(std::move(*failure));
+    if (auto failure = TagsResourcesWriter::replaceCatalogue(fresh.path(), target)) {
+      failures.push_back(std::move(*failure));
+      // A former folder that could not be put back lies in the fresh one, which must stay.
+      std::error_code ignored;
+      for (const char* name : {"former Tags", "former Localized tags"})
+        if (fs::exists(fresh.path() / name, ignored)) fresh.keep();
+    }
   }
   for (const auto& failure : failures) std::fprintf(stderr, "%s: %s\n", directory.c_str(), failure.c_str());
   if (!failures.empty()) return 1;
@@ -161,8 +157,8 @@ int generateCatalogue(const std::string& directory, std::vector<std::string> str
 }
 
 int catalogueInfo(bool json) {
+  if (!loadCatalogue()) return 1;
   auto& resources = TagsResources::shared();
-  resources.reload();
   const auto catalogue = resources.catalogue();
   std::size_t tags = 0, writable = 0;
   for (const auto& [stream, items] : catalogue->cachedTags) {
@@ -227,9 +223,8 @@ int showTag(const std::string& rawName, const std::string& languageName) {
     std::fprintf(stderr, "orvelin: %s is no tag name (STREAM:KEY)\n", rawName.c_str());
     return 2;
   }
-  auto& resources = TagsResources::shared();
-  resources.reload();
-  const auto item = resources.tagForRawName(rawName);
+  if (!loadCatalogue()) return 1;
+  const auto item = TagsResources::shared().tagForRawName(rawName);
   if (!item) {
     std::fprintf(stderr, "%s: not in the catalogue\n", rawName.c_str());
     return 1;
@@ -244,6 +239,15 @@ int showTag(const std::string& rawName, const std::string& languageName) {
 }
 
 }  // namespace
+
+bool loadCatalogue() {
+  auto& resources = TagsResources::shared();
+  resources.reload();
+  const auto missing = resources.missingCatalogueFolder();
+  if (!missing) return true;
+  std::fprintf(stderr, "tag catalogue not found at %s; set ORVELIN_RESOURCES or reinstall\n", missing->c_str());
+  return false;
+}
 
 void addCatalogueCommands(CLI::App& app, Outcome& outcome) {
   auto* catalogue = app.add_subcommand("catalogue", "Generate or describe the tag catalogue");

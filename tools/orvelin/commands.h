@@ -27,6 +27,12 @@ void addSetCommand(CLI::App& app, Outcome& outcome);
 // `orvelin gps` and `orvelin size`.
 void addGPSCommands(CLI::App& app, Outcome& outcome);
 
+// Loads the library's tag catalogue (TagsResources::shared().reload()). When its folder is
+// missing, prints "tag catalogue not found at PATH; set ORVELIN_RESOURCES or reinstall" on
+// standard error and returns false: the command then exits with 1, as every read would drop
+// every tag.
+bool loadCatalogue();
+
 // Parses a language given as its name ("German"), or its exiftool code ("de"). Absent when
 // the text names no language.
 std::optional<Language> parseLanguage(const std::string& text);

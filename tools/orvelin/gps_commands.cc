@@ -30,7 +30,6 @@ struct FactsOptions {
 // The editors of the files, imported through import tasks; the failures are printed, and
 // `status` becomes 1 when there is one. A null editor for each file that failed.
 std::vector<std::shared_ptr<MetadataEditor>> readEditors(const FactsOptions& options, int& status) {
-  TagsResources::shared().reload();
   std::vector<fs::path> urls;
   for (const auto& file : options.files) urls.push_back(fs::absolute(file));
   auto imported = importEditors(urls, options.quiet);
@@ -48,6 +47,7 @@ std::vector<std::shared_ptr<MetadataEditor>> readEditors(const FactsOptions& opt
 std::string numberText(double value) { return ORVFormat("%@", {value}); }
 
 int printPositions(const FactsOptions& options) {
+  if (!loadCatalogue()) return 1;
   int status = 0;
   const auto editors = readEditors(options, status);
   const CoordinateWriter writer;
@@ -91,6 +91,7 @@ int printPositions(const FactsOptions& options) {
 }
 
 int printSizes(const FactsOptions& options) {
+  if (!loadCatalogue()) return 1;
   int status = 0;
   const auto editors = readEditors(options, status);
   nlohmann::json all = nlohmann::json::array();

@@ -116,7 +116,7 @@ int readFiles(const ReadOptions& options) {
     std::fprintf(stderr, "orvelin: unknown language %s\n", options.language.c_str());
     return 2;
   }
-  TagsResources::shared().reload();
+  if (!loadCatalogue()) return 1;
 
   std::vector<fs::path> urls;
   for (const auto& file : options.files) urls.push_back(fs::absolute(file));

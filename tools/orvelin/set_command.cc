@@ -351,7 +351,7 @@ int setFiles(const SetOptions& options) {
   const auto edits = parseEdits(options);
   if (!edits) return 2;
   // The catalogue first: a preset file names tags.
-  TagsResources::shared().reload();
+  if (!loadCatalogue()) return 1;
   const auto intentEdits = parseIntentEdits(options);
   if (!intentEdits) return 2;
 

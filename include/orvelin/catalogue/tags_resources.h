@@ -26,6 +26,9 @@ struct TagsCatalogue {
   std::vector<TagStream> cachedStreams;
   std::unordered_map<TagStream, std::vector<TagKey>> cachedKeys;  // in catalogue order (by index)
   TagItemsByStream cachedTags;
+  // The catalogue folder ("Tags") when the load found no stream list in it: the resources lack
+  // their catalogue. Absent when the list was there (readable or not), and before any load.
+  std::optional<std::filesystem::path> missingFolder;
 
   // The same three fields under their former names, for the callers not yet moved over to the
   // names above.
@@ -70,6 +73,13 @@ class TagsResources {
   virtual void reload();
   // The same from another folder (one that holds "Tags/").
   void reload(const std::filesystem::path& directoryURL);
+
+  // The catalogue folder that the last reload() did not find ("<resources>/Tags", without its
+  // "streams.json"): the library was moved without its resources, or $ORVELIN_RESOURCES names
+  // another folder. The reload went on all the same, printing the failure, with an empty
+  // catalogue in which every read drops every tag; a host that cannot work so asks this and
+  // stops. Absent when the folder was found, and before the first reload().
+  std::optional<std::filesystem::path> missingCatalogueFolder() const;
 
   // The state now; never null.
   std::shared_ptr<const TagsCatalogue> catalogue() const;

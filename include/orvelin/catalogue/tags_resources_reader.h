@@ -35,8 +35,9 @@ class TagsResourcesReaderDelegate {
 //
 // Failures are printed (and written to the debug log when it is on) and the run goes on with
 // what it has: an unreadable stream list leaves the catalogue empty, an unreadable stream file
-// leaves that stream empty. Records that do not make an item, and the types "unknown", "undef",
-// "note" and "imagedata", are dropped; with onlyKeepWritable, so are read-only tags.
+// leaves that stream empty. Records that do not make an item are dropped; with
+// onlyKeepWritable, so are the items that are not writable (read-only tags, and those of a type
+// that is not supported, which are kept for reading otherwise).
 //
 // Made with make() and held by shared_ptr; the delegate callbacks keep the reader alive until
 // they have run. readResources() and the accessors are safe from any thread; the counters, the

@@ -100,8 +100,9 @@ class ReadWriteStorage final : public GenericStorage {
   void store(const std::string& value, const TagName& name) override { originalValues_[name] = value; }
 
   // The JSON record that exiftool writes (its "-json=" input): "SourceFile": "*", then one
-  // "GROUP:Key" member per written value that the catalogue knows, converted by the tag's
-  // converter, "-" (delete) when it converts to nothing or is an emptied thumbnail. Maker
+  // "GROUP:Key" member per written value that the catalogue knows with a supported type,
+  // converted by the tag's converter, "-" (delete) when it converts to nothing or is an emptied
+  // thumbnail. Maker
   // streams are addressed as "MakerNotes".
   nlohmann::json buildETValues() const;
 

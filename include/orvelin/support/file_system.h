@@ -17,7 +17,8 @@ class FileSystem {
   // appears at `to` during the call (the error is then std::errc::file_exists). Within one file
   // system a rename; across file systems a copy (synced, then renamed into place) followed by
   // the removal of the source, so that `to` is either absent or complete, and the source goes
-  // only once the copy is whole.
+  // only once the copy is whole. A folder moves the same way within one file system; across
+  // file systems it fails and stays where it was.
   virtual void moveItem(const std::filesystem::path& from, const std::filesystem::path& to, std::error_code& error) = 0;
   // Removes a file; a missing file is no error.
   virtual void removeItem(const std::filesystem::path& url, std::error_code& error) = 0;

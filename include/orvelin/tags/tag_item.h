@@ -45,6 +45,10 @@ void from_json(const nlohmann::json& json, TagItemData& data);
 
 // What the catalogue knows of one tag: type, vocabulary, count, writability and flags.
 //
+// A tag whose type is not supported (unknown, undef, note, imagedata, and any text that is no
+// TagType, which reads as unknown) is kept for reading: its values are read as text with the
+// string converter, as a string's would be, and it is never writable, whatever its record says.
+//
 // One instance per tag, shared by std::shared_ptr and immutable but for two lazily filled
 // caches (the localised name and values), which are safe to read from many threads.
 // Identity: two items are equal only when they are the same object (==); `<` compares `index`
@@ -52,7 +56,8 @@ void from_json(const nlohmann::json& json, TagItemData& data);
 // the stream's and the key's texts of `name`.
 class TagItem {
  public:
-  // Absent when `index`, `stream`, `key` or `type` is missing, or the type is no TagType.
+  // Absent when `index`, `stream`, `key` or `type` is missing. A type text that is no TagType
+  // raw value (exiftool's "?", a storage format) gives TagType::unknown.
   static std::shared_ptr<const TagItem> make(const TagItemData& data);
 
   TagItem(std::int64_t index, TagName name, TagType type, std::vector<std::string> values, std::int64_t count,
@@ -65,20 +70,20 @@ class TagItem {
   const TagType type;
   const std::vector<std::string> values;  // raw texts of the enumerated values; empty when free
   const std::int64_t count;               // fixed array length; -1 variable; 0 or 1 single value
-  const bool isWritable;
+  const bool isWritable;  // exiftool writes it and its type is supported
   const bool isFlatten;
   const bool isBinary;
   const bool isList;
   const bool isUnsafe;
 
   // Array classification: a list, a count of -1 (dynamic), or a count of 2 or more (static);
-  // strings and countries go by isList alone.
+  // strings, countries and the types that are not supported go by isList alone.
   bool isInArray() const { return arrayKind_ != ArrayKind::none; }
   bool isInStaticArray() const { return arrayKind_ == ArrayKind::fixed; }
   bool isInDynamicArray() const { return arrayKind_ == ArrayKind::dynamic; }
 
-  // type.converter(), wrapped for arrays: separator "," for a dynamic array, " " for a
-  // static one. Made once per item.
+  // type.converter() (the string converter for a type that is not supported), wrapped for
+  // arrays: separator "," for a dynamic array, " " for a static one. Made once per item.
   const std::shared_ptr<const ValueConverter>& converter() const;
 
   // The tag's name in the current localisation (table: the stream, key "stream:key"),
