@@ -7,7 +7,7 @@
 #include "bench_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/support/files.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/parallel.h"
 
 namespace {

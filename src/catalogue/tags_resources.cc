@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <atomic>
 
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/string_extensions.h"
 #include "orvelin/values/value.h"
@@ -68,7 +68,7 @@ void TagsResources::reload(const std::filesystem::path& directoryURL) {
   if (!std::filesystem::is_regular_file(directoryURL / "Tags" / "streams.json", error))
     state->missingFolder = directoryURL / "Tags";
   {
-    std::lock_guard lock(reader->processQueue_);
+    std::lock_guard lock(reader->countersLock_);
     state->cachedStreams = reader->streams_;
     state->cachedTags = std::move(reader->tagItems_);
   }

@@ -4,7 +4,7 @@
 
 #include "catalogue/catalogue_failure.h"
 #include "orvelin/support/files.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/main_queue.h"
 
 namespace orvelin {
@@ -81,7 +81,7 @@ void TagsResourcesReader::determineStreams() {
       reportParsingFailure(url, error.what());
     }
   }
-  std::lock_guard lock(processQueue_);
+  std::lock_guard lock(countersLock_);
   streams_ = std::move(streams);
 }
 
@@ -103,7 +103,7 @@ void TagsResourcesReader::parseTags(const TagStream& stream) {
       items.clear();
     }
   }
-  std::lock_guard lock(processQueue_);
+  std::lock_guard lock(countersLock_);
   tagItems_[stream] = std::move(items);
 }
 
@@ -112,12 +112,12 @@ void TagsResourcesReader::prepareProcessDidFinish() {
 }
 
 std::vector<TagStream> TagsResourcesReader::streams() const {
-  std::lock_guard lock(processQueue_);
+  std::lock_guard lock(countersLock_);
   return streams_;
 }
 
 TagItemsByStream TagsResourcesReader::tagItems() const {
-  std::lock_guard lock(processQueue_);
+  std::lock_guard lock(countersLock_);
   return tagItems_;
 }
 

@@ -20,7 +20,7 @@
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/string_extensions.h"
 #include "support/xml.h"
@@ -50,18 +50,15 @@ void loadOverrides(const char* resource, const char* missingText, Map& target) {
 }
 
 // Replaces the file at `url` by `text`: the old file is removed, the folder made with its
-// parents, the new file written whole. False on failure, leaving no partial file behind. A
-// plain write: the catalogue is build output, generated again rather than recovered.
+// parents, the new file written whole. False on failure, leaving no partial file behind. Not
+// synced: the catalogue is build output, generated again rather than recovered.
 bool replaceFile(const fs::path& url, std::string_view text) {
-  std::error_code ignored;
-  fs::remove(url, ignored);
-  fs::create_directories(url.parent_path(), ignored);
-  std::ofstream out(url, std::ios::binary | std::ios::trunc);
-  out.write(text.data(), static_cast<std::streamsize>(text.size()));
-  out.close();
-  if (out) return true;
-  fs::remove(url, ignored);
-  return false;
+  auto* fileSystem = ORVGetFileSystem();
+  std::error_code error;
+  fileSystem->removeItem(url, error);
+  fileSystem->createDirectories(url.parent_path(), error);
+  fileSystem->writeFile(url, text, false, error);
+  return !error;
 }
 
 // Writes `json` pretty-printed to `url`, replacing the old file.

@@ -2,17 +2,12 @@
 
 #include <algorithm>
 
-#include "orvelin/editor/metadata_editor.h"
 
 namespace orvelin {
 
 const std::string EditionsManager::willBeginSessionNotification = "EditionsManagerWillBeginSessionNotification";
 const std::string EditionsManager::didEndSessionNotification = "EditionsManagerDidEndSessionNotification";
 const std::string EditionsManager::editionsSetKey = "EditionsSet";
-
-std::size_t MetadataEditorHash::operator()(const std::shared_ptr<MetadataEditor>& editor) const noexcept {
-  return editor ? std::hash<std::string>{}(editor->hashURL().native()) : 0;
-}
 
 std::set<TagName> EditionsSet::tagNames(const std::vector<std::shared_ptr<MetadataEditor>>& editors) const {
   std::set<TagName> names;
@@ -57,7 +52,7 @@ EditionsSet EditionsManager::editionsSet() const {
 void EditionsManager::registerEdition(const std::shared_ptr<MetadataEditor>& editor, const TagName& name) {
   beginSession();
   {
-    std::unique_lock lock(dispatchQueue_);
+    std::unique_lock lock(depthLock_);
     std::lock_guard setLock(setMutex_);
     editionsSet_.values[editor].insert(name);
   }
@@ -65,18 +60,18 @@ void EditionsManager::registerEdition(const std::shared_ptr<MetadataEditor>& edi
 }
 
 bool EditionsManager::isInSession() const {
-  std::shared_lock lock(dispatchQueue_);
+  std::shared_lock lock(depthLock_);
   return nestedSessionCount_ > 0;
 }
 
 void EditionsManager::beginSession() {
-  std::unique_lock lock(dispatchQueue_);
+  std::unique_lock lock(depthLock_);
   if (nestedSessionCount_ == 0) postsWillBeginSession();
   ++nestedSessionCount_;
 }
 
 void EditionsManager::endSession() {
-  std::unique_lock lock(dispatchQueue_);
+  std::unique_lock lock(depthLock_);
   --nestedSessionCount_;
   if (nestedSessionCount_ == 0) postsDidEndSession();
 }

@@ -1,7 +1,6 @@
 #include "orvelin/editor/et_editors.h"
 
 #include "orvelin/exiftool/one_command_jobs.h"
-#include "orvelin/storage/metadata_et_reader.h"
 
 namespace orvelin {
 
@@ -23,14 +22,35 @@ std::optional<Image> ETImageMetadataEditor::extractETThumbnail() const {
   return ThumbnailReader(password()).read(url());
 }
 
-std::shared_ptr<ETImageMetadataEditor> MetadataETReader::readImageFile(const std::filesystem::path& url) const {
-  auto storage = readReadWriteStorage(url);
+std::shared_ptr<ETImageMetadataEditor> readImageFile(const MetadataETReader& reader, const std::filesystem::path& url) {
+  auto storage = reader.readReadWriteStorage(url);
   storage.readFinderTags();
-  return MetadataEditor::create<ETImageMetadataEditor>(std::move(storage), password);
+  return MetadataEditor::create<ETImageMetadataEditor>(std::move(storage), reader.password);
 }
 
-std::shared_ptr<ETFolderMetadataEditor> MetadataETReader::readImageFolder(const std::filesystem::path& url) const {
-  return MetadataEditor::create<ETFolderMetadataEditor>(ReadWriteStorage(url), password);
+std::shared_ptr<ETFolderMetadataEditor> readImageFolder(const MetadataETReader& reader,
+                                                        const std::filesystem::path& url) {
+  return MetadataEditor::create<ETFolderMetadataEditor>(ReadWriteStorage(url), reader.password);
+}
+
+void writeImageFileEditor(MetadataETWriter& writer, const ETImageMetadataEditor& editor) {
+  writer.password = editor.password();
+  const auto storage = editor.storage();
+  writer.overwriteInPlace = true;
+  writer.recurseSubfolders = false;
+  writer.filterPathExtension = std::nullopt;
+  writer.shouldMoveSource = true;
+  writer.writeStorage(storage);
+}
+
+void writeImageFolderEditor(MetadataETWriter& writer, const ETFolderMetadataEditor& editor) {
+  writer.password = editor.password();
+  const auto storage = editor.storage();
+  writer.overwriteInPlace = !editor.createBackupFiles;
+  writer.recurseSubfolders = editor.recurseSubfolders;
+  writer.filterPathExtension = editor.filterPathExtension;
+  writer.shouldMoveSource = false;
+  writer.writeStorage(storage);
 }
 
 }  // namespace orvelin

@@ -32,10 +32,10 @@ void MetadataEditor::clearAll(const std::optional<TagStream>& stream) {
     }
     // A folder has no list of its tags: the catalogue stands in for it.
     const auto catalogue = TagsResources::shared().catalogue();
-    const std::vector<TagStream> streams = stream ? std::vector<TagStream>{*stream} : catalogue->streams;
+    const std::vector<TagStream> streams = stream ? std::vector<TagStream>{*stream} : catalogue->cachedStreams;
     for (const auto& each : streams) {
-      const auto keys = catalogue->keys.find(each);
-      if (keys == catalogue->keys.end()) continue;
+      const auto keys = catalogue->cachedKeys.find(each);
+      if (keys == catalogue->cachedKeys.end()) continue;
       for (const auto& key : keys->second) setValue(std::string(), TagName(each, key));
     }
   });

@@ -6,7 +6,7 @@
 
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/fatal.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/process_runner.h"
 #include "orvelin/support/text_encoding.h"
 
@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 namespace {
 
 struct ExtraSettings {
-  std::mutex semaphore;  // ORVExtraSemaphore: guards the two fields below, and only them
+  std::mutex mutex;  // guards the two fields below, and only them
   std::vector<std::string> arguments;
   bool forceUseCoreImage = false;
 };
@@ -31,25 +31,25 @@ ExtraSettings& extraSettings() {
 
 std::vector<std::string> ORVGetExtraArguments() {
   auto& settings = extraSettings();
-  std::lock_guard lock(settings.semaphore);
+  std::lock_guard lock(settings.mutex);
   return settings.arguments;
 }
 
 void ORVSetExtraArguments(std::vector<std::string> arguments) {
   auto& settings = extraSettings();
-  std::lock_guard lock(settings.semaphore);
+  std::lock_guard lock(settings.mutex);
   settings.arguments = std::move(arguments);
 }
 
 bool ORVGetForceUseCoreImage() {
   auto& settings = extraSettings();
-  std::lock_guard lock(settings.semaphore);
+  std::lock_guard lock(settings.mutex);
   return settings.forceUseCoreImage;
 }
 
 void ORVSetForceUseCoreImage(bool force) {
   auto& settings = extraSettings();
-  std::lock_guard lock(settings.semaphore);
+  std::lock_guard lock(settings.mutex);
   settings.forceUseCoreImage = force;
 }
 
@@ -83,7 +83,7 @@ std::vector<std::string> ExifToolCLI::buildArguments(const std::vector<std::stri
   arguments.push_back("filename=UTF8");
   {
     auto& settings = extraSettings();
-    std::lock_guard lock(settings.semaphore);
+    std::lock_guard lock(settings.mutex);
     arguments.insert(arguments.end(), settings.arguments.begin(), settings.arguments.end());
   }
   if (language) {

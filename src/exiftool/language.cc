@@ -1,6 +1,7 @@
 #include "orvelin/exiftool/language.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 
 #include "orvelin/exiftool/exiftool_cli.h"
@@ -43,6 +44,45 @@ const std::array<std::array<std::string, 3>, Language::caseCount>& namesTable() 
 }
 
 std::size_t indexOf(Language language) { return static_cast<std::size_t>(static_cast<Language::Value>(language)); }
+
+// The language whose locale code matches the process locale, English when none does.
+Language languageOfProcessLocale() {
+  std::string locale;
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    if (const char* value = std::getenv(name); value && *value) {
+      locale = value;
+      break;
+    }
+  }
+  // "fr_FR.UTF-8@euro" -> language "fr", region "FR".
+  locale = locale.substr(0, locale.find_first_of(".@"));
+  const auto underscore = locale.find_first_of("_-");
+  const std::string language = locale.substr(0, underscore);
+  const std::string region = underscore == std::string::npos ? "" : locale.substr(underscore + 1);
+  if (language == "zh") {
+    return (region == "TW" || region == "HK" || region == "MO" || region == "Hant") ? Language::chineseTW
+                                                                                   : Language::chineseCN;
+  }
+  // The cases in declaration order (not Language::all(), whose order is itself localised).
+  for (std::size_t value = 0; value < Language::caseCount; ++value) {
+    const Language candidate = static_cast<Language::Value>(value);
+    const auto* names = Language::equivalentNames(candidate);
+    if (names && (*names)[2] == language) return candidate;
+  }
+  return Language::english;
+}
+
+// The localisation folder ("Deutsch") of the user's language, or of the process locale for the
+// local choice: what the texts of the support layer are looked up in.
+std::string localizationFolder() {
+  Language language = Language::userLanguage();
+  if (language == Language::local) language = languageOfProcessLocale();
+  return (*Language::equivalentNames(language))[0];
+}
+
+// Installed when the library is loaded, before any text is looked up.
+[[maybe_unused]] const bool localizationFollowsTheUsersLanguage =
+    (ORVSetLocalizationResolver(&localizationFolder), true);
 
 }  // namespace
 

@@ -100,8 +100,8 @@ void MetadataETReader::fillStorage(GenericStorage& storage, std::string_view out
     if (!content.is_object()) continue;
 
     const TagStream stream(g0 == "MakerNotes" ? g1 : g0);
-    const auto streamTags = catalogue->tags.find(stream);
-    if (streamTags == catalogue->tags.end()) continue;
+    const auto streamTags = catalogue->cachedTags.find(stream);
+    if (streamTags == catalogue->cachedTags.end()) continue;
     const bool keepsExisting = TagStream(g1).isAdditional();
     for (const auto& [key, raw] : content.items()) {
       TagKey tagKey(key);

@@ -1,14 +1,10 @@
 #include "orvelin/storage/metadata_et_writer.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cctype>
 #include <map>
 #include <set>
 
-#include "orvelin/editor/et_editors.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
@@ -63,12 +59,9 @@ void writeFileAttributes(const fs::path& url, const FileAttributes& attributes) 
   if (attributes.empty()) return;
   if (attributes.creationDate) ORVDebugLog("File creation date of " + url.string() + " cannot be set on this system");
   if (!attributes.modificationDate) return;
-  const auto since = attributes.modificationDate->time_since_epoch();
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
-  const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds);
-  const timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds.count()), static_cast<long>(nanoseconds.count())}};
-  if (::utimensat(AT_FDCWD, url.c_str(), times, 0) != 0)
-    throw fs::filesystem_error("cannot set the modification date", url, std::error_code(errno, std::generic_category()));
+  std::error_code error;
+  ORVGetFileSystem()->setModificationDate(url, *attributes.modificationDate, error);
+  if (error) throw fs::filesystem_error("cannot set the modification date", url, error);
 }
 
 void writeURLAttributes(const fs::path& url, const URLAttributes& attributes) {
@@ -396,26 +389,6 @@ void MetadataETWriter::writeStorage(const ReadWriteStorage& storage) {
   if (owner) owner->performInternalFlushChanges(ownerStorage);
   ORVDebugLog("End writing source at " + storage.sourceFileURL().string());
   if (owner) owner->concludeInternalSaveChanges(ownerStorage);
-}
-
-void MetadataETWriter::writeImageFileEditor(const ETImageMetadataEditor& editor) {
-  password = editor.password();
-  const auto storage = editor.storage();
-  overwriteInPlace = true;
-  recurseSubfolders = false;
-  filterPathExtension = std::nullopt;
-  shouldMoveSource = true;
-  writeStorage(storage);
-}
-
-void MetadataETWriter::writeImageFolderEditor(const ETFolderMetadataEditor& editor) {
-  password = editor.password();
-  const auto storage = editor.storage();
-  overwriteInPlace = !editor.createBackupFiles;
-  recurseSubfolders = editor.recurseSubfolders;
-  filterPathExtension = editor.filterPathExtension;
-  shouldMoveSource = false;
-  writeStorage(storage);
 }
 
 void MetadataETWriter::exportSidecar(const ReadWriteStorage& storage, const fs::path& url) {

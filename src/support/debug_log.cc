@@ -10,7 +10,7 @@
 #include <mutex>
 
 #include "orvelin/support/files.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 
 namespace orvelin {
 

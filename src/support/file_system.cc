@@ -174,6 +174,85 @@ class PosixFileSystem final : public FileSystem {
     if (::unlink(url.c_str()) != 0 && errno != ENOENT) error = lastError();
   }
 
+  void writeFile(const fs::path& url, std::string_view contents, bool sync, std::error_code& error) override {
+    error.clear();
+    const auto folder = url.has_parent_path() ? url.parent_path() : fs::path(".");
+    std::error_code ignored;
+    fs::create_directories(folder, ignored);
+    const auto temporary = folder / ("." + url.filename().string() + "." + ORVMakeUUIDString() + ".tmp");
+    ScopedFileRemover remover(temporary);
+    UniqueFd fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (!fd.valid()) {
+      error = lastError();
+      return;
+    }
+    for (std::string_view left = contents; !left.empty();) {
+      const ssize_t written = ::write(fd.get(), left.data(), left.size());
+      if (written < 0) {
+        if (errno == EINTR) continue;
+        error = lastError();
+        return;
+      }
+      left.remove_prefix(static_cast<std::size_t>(written));
+    }
+    if ((sync && ::fsync(fd.get()) != 0) || ::close(fd.release()) != 0 ||
+        ::rename(temporary.c_str(), url.c_str()) != 0) {
+      error = lastError();
+      return;
+    }
+    remover.dismiss();
+    if (!sync) return;
+    // Make the rename itself durable; the file is in place whatever this answers.
+    UniqueFd directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory.valid()) ::fsync(directory.get());
+  }
+
+  bool exists(const fs::path& url, std::error_code& error) override {
+    error.clear();
+    return fs::exists(url, error);
+  }
+
+  std::optional<std::string> readAttribute(const fs::path& url, const std::string& name,
+                                           std::error_code& error) override {
+    error.clear();
+    std::string value(256, '\0');
+    for (;;) {
+      const ssize_t size = ::getxattr(url.c_str(), name.c_str(), value.data(), value.size());
+      if (size >= 0) {
+        value.resize(static_cast<std::size_t>(size));
+        return value;
+      }
+      if (errno == ERANGE) {
+        const ssize_t needed = ::getxattr(url.c_str(), name.c_str(), nullptr, 0);
+        if (needed >= 0) value.assign(static_cast<std::size_t>(needed) + 1, '\0');
+        continue;
+      }
+      if (errno != ENODATA && errno != ENOTSUP) error = lastError();
+      return std::nullopt;
+    }
+  }
+
+  void writeAttribute(const fs::path& url, const std::string& name, const std::optional<std::string_view>& value,
+                      std::error_code& error) override {
+    error.clear();
+    if (!value) {
+      if (::removexattr(url.c_str(), name.c_str()) != 0 && errno != ENODATA) error = lastError();
+      return;
+    }
+    if (::setxattr(url.c_str(), name.c_str(), value->data(), value->size(), 0) != 0) error = lastError();
+  }
+
+  void setModificationDate(const fs::path& url, std::chrono::sys_time<std::chrono::microseconds> date,
+                           std::error_code& error) override {
+    error.clear();
+    const auto since = date.time_since_epoch();
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
+    const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds);
+    const timespec times[2] = {{0, UTIME_OMIT},
+                               {static_cast<time_t>(seconds.count()), static_cast<long>(nanoseconds.count())}};
+    if (::utimensat(AT_FDCWD, url.c_str(), times, 0) != 0) error = lastError();
+  }
+
   void copyAttributes(const fs::path& from, const fs::path& to, std::error_code& error) override {
     error.clear();
     UniqueFd source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));

@@ -4,8 +4,6 @@
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/random.h>
-#include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -13,8 +11,8 @@
 #include <fstream>
 #include <random>
 #include <sstream>
-#include <thread>
 
+#include "orvelin/support/clock.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
 
@@ -23,7 +21,7 @@ namespace orvelin {
 namespace fs = std::filesystem;
 
 namespace {
-constexpr const char* kTagsAttribute = "user.xdg.tags";
+const std::string kTagsAttribute = "user.xdg.tags";
 }
 
 fs::path ORVHomeDirectory() {
@@ -48,41 +46,20 @@ std::optional<std::string> readFileContents(const fs::path& path) {
 
 bool writeFileAtomically(const fs::path& path, std::string_view contents) {
   std::error_code error;
-  const auto folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-  fs::create_directories(folder, error);
-  auto temporary = folder / ("." + path.filename().string() + "." + ORVMakeUUIDString() + ".tmp");
-  ScopedFileRemover remover(temporary);
-  UniqueFd fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-  if (!fd.valid()) return false;
-  const char* data = contents.data();
-  size_t left = contents.size();
-  while (left > 0) {
-    const ssize_t written = ::write(fd.get(), data, left);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    data += written;
-    left -= static_cast<size_t>(written);
-  }
-  if (::fsync(fd.get()) != 0) return false;
-  if (::close(fd.release()) != 0) return false;
-  if (::rename(temporary.c_str(), path.c_str()) != 0) return false;
-  remover.dismiss();
-  // Make the rename itself durable; the file is in place whatever this answers.
-  UniqueFd directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (directory.valid()) ::fsync(directory.get());
-  return true;
+  ORVGetFileSystem()->writeFile(path, contents, true, error);
+  return !error;
 }
 
 bool waitFileExists(const fs::path& path, double seconds) {
-  const auto start = std::chrono::steady_clock::now();
+  auto* clock = ORVGetClock();
+  auto* fileSystem = ORVGetFileSystem();
+  const auto start = clock->steadyNow();
   for (;;) {
     std::error_code error;
-    if (fs::exists(path, error)) return true;
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    if (fileSystem->exists(path, error)) return true;
+    const std::chrono::duration<double> elapsed = clock->steadyNow() - start;
     if (elapsed.count() >= seconds) return false;
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+    clock->sleepFor(std::chrono::seconds(1));
   }
 }
 
@@ -148,26 +125,10 @@ fs::path availableItemURL(const fs::path& url) {
 }
 
 std::vector<std::string> readFinderTags(const fs::path& path, std::error_code& error) {
-  error.clear();
   std::vector<std::string> tags;
-  std::string buffer(256, '\0');
-  for (;;) {
-    const ssize_t size = ::getxattr(path.c_str(), kTagsAttribute, buffer.data(), buffer.size());
-    if (size >= 0) {
-      buffer.resize(static_cast<size_t>(size));
-      break;
-    }
-    if (errno == ERANGE) {
-      const ssize_t needed = ::getxattr(path.c_str(), kTagsAttribute, nullptr, 0);
-      if (needed < 0) continue;
-      buffer.assign(static_cast<size_t>(needed) + 1, '\0');
-      continue;
-    }
-    if (errno == ENODATA || errno == ENOTSUP) return tags;
-    error = std::error_code(errno, std::generic_category());
-    return tags;
-  }
-  std::string_view rest(buffer);
+  const auto value = ORVGetFileSystem()->readAttribute(path, kTagsAttribute, error);
+  if (!value) return tags;
+  std::string_view rest(*value);
   while (!rest.empty()) {
     const auto comma = rest.find(',');
     const auto item = rest.substr(0, comma);
@@ -179,10 +140,8 @@ std::vector<std::string> readFinderTags(const fs::path& path, std::error_code& e
 }
 
 void writeFinderTags(const fs::path& path, const std::vector<std::string>& tags, std::error_code& error) {
-  error.clear();
   if (tags.empty()) {
-    if (::removexattr(path.c_str(), kTagsAttribute) != 0 && errno != ENODATA)
-      error = std::error_code(errno, std::generic_category());
+    ORVGetFileSystem()->writeAttribute(path, kTagsAttribute, std::nullopt, error);
     return;
   }
   std::string joined;
@@ -190,8 +149,7 @@ void writeFinderTags(const fs::path& path, const std::vector<std::string>& tags,
     if (!joined.empty()) joined.push_back(',');
     joined += tag;
   }
-  if (::setxattr(path.c_str(), kTagsAttribute, joined.data(), joined.size(), 0) != 0)
-    error = std::error_code(errno, std::generic_category());
+  ORVGetFileSystem()->writeAttribute(path, kTagsAttribute, joined, error);
 }
 
 void copyFinderResourceValues(const fs::path& url, const fs::path& other) {

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
 
 namespace orvelin {
@@ -42,9 +43,12 @@ UserDefaults::UserDefaults(fs::path path) : path_(std::move(path)), values_(nloh
     values_ = std::move(parsed);
     return;
   }
-  // Keep the damaged file for the user, start empty.
+  // Keep the damaged file for the user (in place of an older damaged one), start empty.
+  auto* fileSystem = ORVGetFileSystem();
+  const auto aside = fs::path(path_).concat(".corrupt");
   std::error_code ignored;
-  fs::rename(path_, fs::path(path_).concat(".corrupt"), ignored);
+  fileSystem->removeItem(aside, ignored);
+  fileSystem->moveItem(path_, aside, ignored);
 }
 
 std::optional<nlohmann::json> UserDefaults::object(std::string_view key) const {

@@ -6,7 +6,7 @@
 
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/files.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/string_extensions.h"
 
 namespace orvelin {

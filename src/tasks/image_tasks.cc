@@ -91,11 +91,11 @@ void ImportImageTaskItem::internalProcess() {
   const auto reader = editorReader(input_->password);
   std::shared_ptr<MetadataEditor> made;
   if (extension.empty()) {
-    made = reader.readImageFolder(url);  // reads nothing: the folder's edits go to all its files
+    made = readImageFolder(reader, url);  // reads nothing: the folder's edits go to all its files
   } else {
     if (!MetadataEditor::supportedImages().contains(extension))
       throw ImportImageTaskError(ImportImageTaskErrorCode::fileIsNotSupported);
-    made = reader.readImageFile(url);
+    made = readImageFile(reader, url);
   }
   std::lock_guard lock(mutex_);
   editor_ = std::move(made);
@@ -123,14 +123,14 @@ std::vector<std::shared_ptr<ImportImageTaskItem>> ImportImageTasksGenerator::gen
   });
 }
 
-bool TasksGroup::hasEditorsImportTasks() const {
-  return std::any_of(tasks.begin(), tasks.end(),
+bool hasEditorsImportTasks(const TasksGroup& group) {
+  return std::any_of(group.tasks.begin(), group.tasks.end(),
                      [](const auto& task) { return dynamic_cast<const ImportImageTaskItem*>(task.get()) != nullptr; });
 }
 
-std::vector<std::shared_ptr<MetadataEditor>> TasksGroup::importedEditors() const {
+std::vector<std::shared_ptr<MetadataEditor>> importedEditors(const TasksGroup& group) {
   std::vector<std::shared_ptr<MetadataEditor>> editors;
-  for (const auto& task : tasks) {
+  for (const auto& task : group.tasks) {
     if (const auto* import = dynamic_cast<const ImportImageTaskItem*>(task.get()))
       if (auto editor = import->editor()) editors.push_back(std::move(editor));
   }
@@ -184,12 +184,12 @@ void SaveImageEditionsTaskItem::internalProcess() {
     writer.shouldUpdateSourceSystemCreateDate = false;
     writer.shouldUpdateSourceSystemModifyDate = false;
     writer.shouldUpdateSourceFinderTags = false;
-    writer.writeImageFolderEditor(*folder);
+    writeImageFolderEditor(writer, *folder);
   } else if (const auto* file = dynamic_cast<const ETImageMetadataEditor*>(editor.get())) {
     writer.shouldUpdateSourceSystemCreateDate = updateCreate;
     writer.shouldUpdateSourceSystemModifyDate = updateModify;
     writer.shouldUpdateSourceFinderTags = true;
-    writer.writeImageFileEditor(*file);
+    writeImageFileEditor(writer, *file);
   } else {
     throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::editorIsUnknown);
   }

@@ -1,8 +1,10 @@
 #include "orvelin/tasks/tasks_manager.h"
 
+#include "orvelin/support/clock.h"
+
 #include <algorithm>
 
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/notification_center.h"
 
@@ -17,7 +19,7 @@ const std::string TasksManager::groupKey = "Group";
 // Group
 
 TasksGroup::TasksGroup(std::string label, std::vector<std::shared_ptr<TaskItem>> tasks)
-    : label(std::move(label)), creationDate(std::chrono::system_clock::now()), tasks(std::move(tasks)) {}
+    : label(std::move(label)), creationDate(ORVGetClock()->now()), tasks(std::move(tasks)) {}
 
 void TasksGroup::setDoneUnit(std::int64_t doneUnit) {
   doneUnit_ = doneUnit;

@@ -12,7 +12,7 @@
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources_reader.h"
 #include "orvelin/support/file_system.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/strings_table.h"
 
 namespace orvelin {
 namespace {

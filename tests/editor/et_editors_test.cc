@@ -42,7 +42,7 @@ class ETEditorsTest : public ::testing::Test {
   std::shared_ptr<ETImageMetadataEditor> read(const fs::path& path, std::optional<std::string> password = {}) {
     MetadataETReader reader(std::move(password));
     reader.setupDefaultForEditorReading();
-    return reader.readImageFile(path);
+    return readImageFile(reader, path);
   }
 
   ScratchFolder scratch;
@@ -68,7 +68,7 @@ TEST_F(ETEditorsTest, ReadImageFileFillsAnEditorWithValuesAndFinderTags) {
 TEST_F(ETEditorsTest, ReadImageFolderRunsNoProcess) {
   CountingRunner runner;
   MetadataETReader reader(std::string("pass"));
-  auto folder = reader.readImageFolder(scratch / "album");
+  auto folder = readImageFolder(reader, scratch / "album");
   EXPECT_EQ(runner.runs, 0);
   EXPECT_EQ(folder->url(), scratch / "album");
   EXPECT_EQ(folder->password(), std::optional<std::string>("pass"));

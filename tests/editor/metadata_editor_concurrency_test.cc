@@ -40,7 +40,7 @@ const std::vector<TagName>& threadTags() {
 std::shared_ptr<ETImageMetadataEditor> readEditor(const std::filesystem::path& path) {
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
-  return reader.readImageFile(path);
+  return readImageFile(reader, path);
 }
 
 TEST(MetadataEditorConcurrencyTest, EveryEditEndsSavedOrPending) {
@@ -85,7 +85,7 @@ TEST(MetadataEditorConcurrencyTest, EveryEditEndsSavedOrPending) {
       std::this_thread::sleep_for(20ms);
       editor->lockEditor();
       try {
-        writer.writeImageFileEditor(*editor);
+        writeImageFileEditor(writer, *editor);
         ++saves;
       } catch (const std::exception& error) {
         saveErrors.push_back(error.what());
@@ -160,7 +160,7 @@ TEST(MetadataEditorConcurrencyTest, EveryEditEndsSavedOrPending) {
   // And one more save brings them all to the file.
   MetadataETWriter writer;
   editor->lockEditor();
-  writer.writeImageFileEditor(*editor);
+  writeImageFileEditor(writer, *editor);
   editor->unlockEditor();
   EXPECT_FALSE(editor->isEdited());
   onDisk = readEditor(path);

@@ -199,7 +199,7 @@ TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
   const auto catalogue = TagsResources::shared().catalogue();
   auto writable = [&](const TagStream& stream) {
     std::size_t count = 0;
-    for (const auto& key : catalogue->keys.at(stream))
+    for (const auto& key : catalogue->cachedKeys.at(stream))
       if (catalogue->tag(key, stream)->isWritable) ++count;
     return count;
   };
@@ -211,9 +211,9 @@ TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
 
   folder->clearAll();
   std::size_t all = 0, keys = 0;
-  for (const auto& stream : catalogue->streams) {
+  for (const auto& stream : catalogue->cachedStreams) {
     all += writable(stream);
-    keys += catalogue->keys.at(stream).size();
+    keys += catalogue->cachedKeys.at(stream).size();
   }
   EXPECT_EQ(folder->writtenTagNames().size(), all);
   EXPECT_GT(all, 1000u);
@@ -739,7 +739,7 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   ScratchFolder folder;
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
-  const auto gps = reader.readImageFile(testing::copySample("GPS.jpg", folder.path()));
+  const auto gps = readImageFile(reader, testing::copySample("GPS.jpg", folder.path()));
   // City and Province-State are there, each a blank.
   EXPECT_EQ(gps->iptcLocationDescription(), " ,  , United Kingdom");
   gps->clearValue(tag("IPTC:Province-State"));
@@ -753,10 +753,10 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   ASSERT_TRUE(position);
   EXPECT_NEAR(position->latitude, 54.98966667, 1e-7);
   EXPECT_NEAR(position->longitude, -1.91416667, 1e-7);  // "W"
-  const auto png = reader.readImageFile(testing::copySample("PNG.png", folder.path()));
+  const auto png = readImageFile(reader, testing::copySample("PNG.png", folder.path()));
   EXPECT_EQ(png->imageSize(), (MetadataEditor::ImageSize{16, 16}));
   EXPECT_FALSE(png->hasCurrentThumbnail());
-  const auto canon = reader.readImageFile(testing::copySample("Canon.jpg", folder.path()));
+  const auto canon = readImageFile(reader, testing::copySample("Canon.jpg", folder.path()));
   EXPECT_EQ(dateText.stringValueFromTypedValue(canon->exifCreateDate()), "2003:12:04 06:46:52");
 }
 

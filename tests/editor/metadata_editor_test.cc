@@ -76,7 +76,7 @@ class MetadataEditorTest : public ::testing::Test {
     }
     MetadataETReader reader;
     reader.setupDefaultForEditorReading();
-    return reader.readImageFile(path);
+    return readImageFile(reader, path);
   }
 
   ScratchFolder scratch;
@@ -141,7 +141,7 @@ TEST_F(MetadataEditorTest, AnNInTheTableCountsAsNoAnswer) {
 TEST_F(MetadataEditorTest, FolderIsReadWriteCreateForEveryName) {
   fs::create_directory(scratch / "album");
   MetadataETReader reader;
-  auto folder = reader.readImageFolder(scratch / "album");
+  auto folder = readImageFolder(reader, scratch / "album");
   EXPECT_TRUE(folder->isFolder());
   EXPECT_EQ(folder->access(artist), TagAccess::rwc);
   EXPECT_EQ(folder->access(unknownStreamTag), TagAccess::rwc);
@@ -262,7 +262,7 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   ASSERT_FALSE(error) << error.message();
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
-  auto file = reader.readImageFile(path);
+  auto file = readImageFile(reader, path);
   ASSERT_EQ(file->originalFinderTags(), (std::vector<std::string>{"Red", "Blue"}));
   EXPECT_TRUE(file->canEditFinderTags());
 
@@ -281,7 +281,7 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   for (const auto& names : recorder.namesOf(file)) EXPECT_THAT(names, Optional(ElementsAre(TagName::orvfinderTags)));
 
   fs::create_directory(scratch / "album");
-  auto folder = reader.readImageFolder(scratch / "album");
+  auto folder = readImageFolder(reader, scratch / "album");
   folder->setFinderTags(std::vector<std::string>{});  // equal to its (empty) original tags
   EXPECT_EQ(folder->writtenFinderTags(), std::vector<std::string>{}) << "a folder keeps them pending";
   folder->setFinderTags(std::nullopt);

@@ -60,7 +60,7 @@ const TagName xmpLabel("XMP", "Label");
 std::shared_ptr<ETImageMetadataEditor> readEditor(const fs::path& path) {
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
-  return reader.readImageFile(path);
+  return readImageFile(reader, path);
 }
 
 std::vector<fs::path> filesIn(const fs::path& folder) {
@@ -81,7 +81,7 @@ std::vector<std::string> finderTagsOf(const fs::path& path) {
 void save(MetadataETWriter& writer, const std::shared_ptr<ETImageMetadataEditor>& editor) {
   editor->lockEditor();
   try {
-    writer.writeImageFileEditor(*editor);
+    writeImageFileEditor(writer, *editor);
   } catch (...) {
     editor->unlockEditor();
     throw;
@@ -450,7 +450,7 @@ TEST_F(FolderSaveTest, WritesEveryImageOfTheFolderAsExiftoolDoes) {
   for (const auto& [file, sample] : samples) before.emplace(file, readEditor(album / file)->storage());
 
   MetadataETReader reader;
-  auto folder = reader.readImageFolder(album);
+  auto folder = readImageFolder(reader, album);
   folder->setValue(std::string("Ada Lovelace"), artist);
   folder->setValue(std::string(), software);  // no original values in a folder: sent all the same
   folder->setFinderTags(std::vector<std::string>{"Trip", "Été"});
@@ -463,7 +463,7 @@ TEST_F(FolderSaveTest, WritesEveryImageOfTheFolderAsExiftoolDoes) {
   EXPECT_FALSE(sent.contains("macOS:MDItemUserTags"));
   runByHand(sent.dump(), byHand, {"-r", "-use", "MWG"});
   folder->lockEditor();
-  writer.writeImageFolderEditor(*folder);
+  writeImageFolderEditor(writer, *folder);
   folder->unlockEditor();
 
   EXPECT_FALSE(folder->isEdited());
@@ -498,7 +498,7 @@ TEST_F(FolderSaveTest, FollowsTheEditorsRecursionAndExtensionFilter) {
   const auto album = makeAlbum(scratch / "album");
   const auto byHand = makeAlbum(scratch / "by-hand" / "album");
   MetadataETReader reader;
-  auto folder = reader.readImageFolder(album);
+  auto folder = readImageFolder(reader, album);
   folder->recurseSubfolders = false;
   folder->filterPathExtension = "jpg";
   folder->createBackupFiles = true;
@@ -510,7 +510,7 @@ TEST_F(FolderSaveTest, FollowsTheEditorsRecursionAndExtensionFilter) {
   runByHand(writer.jsonValues(folder->storage()).dump(), byHand, {"-ext", "jpg", "-use", "MWG"});
   RecordingRunner runner;
   folder->lockEditor();
-  writer.writeImageFolderEditor(*folder);
+  writeImageFolderEditor(writer, *folder);
   folder->unlockEditor();
 
   EXPECT_FALSE(writer.overwriteInPlace);
@@ -544,12 +544,12 @@ TEST_F(FolderSaveTest, FinderTagsGoWhereExiftoolWrote) {
   fs::create_directory_symlink(scratch / "outside", album / "outside");
 
   MetadataETReader reader;
-  auto folder = reader.readImageFolder(album);
+  auto folder = readImageFolder(reader, album);
   folder->setFinderTags(std::vector<std::string>{"Trip"});
   MetadataETWriter writer;
   writer.shouldUpdateImagesFinderTags = true;
   folder->lockEditor();
-  writer.writeImageFolderEditor(*folder);
+  writeImageFolderEditor(writer, *folder);
   folder->unlockEditor();
 
   EXPECT_FALSE(folder->isEdited());
@@ -566,14 +566,14 @@ TEST_F(FolderSaveTest, AFileThatCannotBeWrittenFailsTheSaveWithExiftoolsLine) {
   fs::create_directories(album);
   copySample("Canon.jpg", album);
   writeFile(album / "broken.jpg", "not a JPEG");
-  auto folder = MetadataETReader().readImageFolder(album);
+  auto folder = readImageFolder(MetadataETReader(), album);
   folder->setValue(std::string("Ada Lovelace"), artist);
   folder->setFinderTags(std::vector<std::string>{"Trip"});
   MetadataETWriter writer;
   writer.shouldUpdateImagesFinderTags = true;
   folder->lockEditor();
   try {
-    writer.writeImageFolderEditor(*folder);
+    writeImageFolderEditor(writer, *folder);
     ADD_FAILURE() << "the save went through";
   } catch (const MetadataETWriterError& error) {
     EXPECT_EQ(error.code(), MetadataETWriterError::Code::exifToolRefused);
@@ -617,7 +617,7 @@ class FailedSaveTest : public MetadataETWriterTest {
                                        });
     std::optional<Error> caught;
     try {
-      writer.writeImageFileEditor(*editor);
+      writeImageFileEditor(writer, *editor);
     } catch (const Error& error) {
       caught = error;
     }

@@ -1,4 +1,6 @@
 #include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
+#include "orvelin/support/strings_table.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -106,15 +106,15 @@ TEST_F(ImageTasks, ImportKeepsOrderAndReportsFailures) {
   ImportImageTasksGenerator generator({jpeg, folder / "gone.jpg", folder / "notes.txt", png, folder.path()}, std::nullopt);
   auto group = generator.generateGroup();
   ASSERT_EQ(group->tasks.size(), 4u);  // the text file gets no task
-  EXPECT_TRUE(group->hasEditorsImportTasks());
+  EXPECT_TRUE(hasEditorsImportTasks(*group));
   std::vector<std::shared_ptr<MetadataEditor>> seen;
-  run(group, [&] { seen = group->importedEditors(); });
+  run(group, [&] { seen = importedEditors(*group); });
   ASSERT_EQ(seen.size(), 3u);
   EXPECT_EQ(seen[0]->url(), jpeg);
   EXPECT_EQ(seen[1]->url(), png);
   EXPECT_TRUE(dynamic_cast<ETFolderMetadataEditor*>(seen[2].get()));
   EXPECT_EQ(seen[0]->currentValue(TagName("EXIF", "Make")), "Canon");
-  EXPECT_TRUE(group->importedEditors().empty());  // flushed after the handler
+  EXPECT_TRUE(importedEditors(*group).empty());  // flushed after the handler
   EXPECT_EQ(group->tasks[1]->status(), TaskStatus::failed);
   EXPECT_EQ(group->tasks[1]->errorDescription(), "Reader output is empty");
   EXPECT_EQ(group->tasks[0]->title(), "Importing Canon.jpg");
@@ -187,9 +187,9 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   testing::ScratchFolder folder;
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
-  auto edited = reader.readImageFile(testing::copySample("Canon.jpg", folder.path()));
-  auto untouched = reader.readImageFile(testing::copySample("GPS.jpg", folder.path()));
-  auto locked = reader.readImageFile(testing::copySample("ExifTool.tif", folder.path()));
+  auto edited = readImageFile(reader, testing::copySample("Canon.jpg", folder.path()));
+  auto untouched = readImageFile(reader, testing::copySample("GPS.jpg", folder.path()));
+  auto locked = readImageFile(reader, testing::copySample("ExifTool.tif", folder.path()));
   edited->setValue("Saved", TagName("EXIF", "Artist"));
   locked->setValue("Locked", TagName("EXIF", "Artist"));
   locked->lockEditor();
@@ -315,8 +315,8 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   const std::vector<fs::path> images{testing::copySample("Canon.jpg", inside), testing::copySample("GPS.jpg", inside)};
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
-  auto album = reader.readImageFolder(inside);
-  auto file = reader.readImageFile(testing::copySample("ExifTool.jpg", folder.path()));
+  auto album = readImageFolder(reader, inside);
+  auto file = readImageFile(reader, testing::copySample("ExifTool.jpg", folder.path()));
   for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file}) {
     editor->setValue("2001:02:03 04:05:06", TagName::exifModifyDate);
     editor->setValue("2001:02:03 04:05:06", TagName::exifCreateDate);

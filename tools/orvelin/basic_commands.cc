@@ -9,7 +9,7 @@
 #include "commands.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/string_extensions.h"
 
 namespace orvelin::tool {

@@ -16,7 +16,7 @@
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/catalogue/tags_resources_writer.h"
 #include "orvelin/support/files.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/resources.h"
 #include "orvelin/support/user_defaults.h"
 #include "orvelin/values/date_time_value_converter.h"
 #include "orvelin/values/value_converter.h"

@@ -11,7 +11,7 @@
 #include "commands.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/metadata_editor.h"
-#include "orvelin/support/localization.h"
+#include "orvelin/support/format.h"
 #include "orvelin/values/coordinate_writer.h"
 #include "orvelin/values/date_time_value_converter.h"
 

@@ -18,7 +18,7 @@ namespace orvelin {
 // construction and which must outlive this object; none is called with that lock held.
 class CatalogueRunCounter {
  public:
-  explicit CatalogueRunCounter(std::mutex& processQueue) : processQueue_(processQueue) {}
+  explicit CatalogueRunCounter(std::mutex& processQueue) : countersLock_(processQueue) {}
   CatalogueRunCounter(const CatalogueRunCounter&) = delete;
   CatalogueRunCounter& operator=(const CatalogueRunCounter&) = delete;
 
@@ -43,7 +43,7 @@ class CatalogueRunCounter {
  private:
   double progressLocked() const;
 
-  std::mutex& processQueue_;  // guards the fields below
+  std::mutex& countersLock_;  // guards the fields below
   bool isRunning_ = false;
   std::int64_t completedUnit_ = 0;
   std::int64_t totalUnit_ = 0;

@@ -20,7 +20,7 @@ class Value;
 // One loaded state of the catalogue. Immutable once made; shared by every reader of it.
 struct TagsCatalogue {
   TagsCatalogue() = default;
-  TagsCatalogue(const TagsCatalogue&) = delete;  // the former names below refer to this object's fields
+  TagsCatalogue(const TagsCatalogue&) = delete;  // shared, never copied
   TagsCatalogue& operator=(const TagsCatalogue&) = delete;
 
   std::vector<TagStream> cachedStreams;
@@ -29,12 +29,6 @@ struct TagsCatalogue {
   // The catalogue folder ("Tags") when the load found no stream list in it: the resources lack
   // their catalogue. Absent when the list was there (readable or not), and before any load.
   std::optional<std::filesystem::path> missingFolder;
-
-  // The same three fields under their former names, for the callers not yet moved over to the
-  // names above.
-  const std::vector<TagStream>& streams = cachedStreams;
-  const std::unordered_map<TagStream, std::vector<TagKey>>& keys = cachedKeys;
-  const TagItemsByStream& tags = cachedTags;
 
   // Look-ups: absent when the stream or the key is unknown.
   std::shared_ptr<const TagItem> tag(const TagKey& key, const TagStream& stream) const;

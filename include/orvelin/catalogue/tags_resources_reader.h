@@ -77,10 +77,10 @@ class TagsResourcesReader : public std::enable_shared_from_this<TagsResourcesRea
   void parseTags(const TagStream& stream);
   void prepareProcessDidFinish();
 
-  mutable std::mutex processQueue_;  // guards streams_, tagItems_ and, through run_, the counters
+  mutable std::mutex countersLock_;  // guards streams_, tagItems_ and, through run_, the counters
   std::vector<TagStream> streams_;
   TagItemsByStream tagItems_;
-  CatalogueRunCounter run_{processQueue_};
+  CatalogueRunCounter run_{countersLock_};
 
   OperationQueue operationQueue_;
 };

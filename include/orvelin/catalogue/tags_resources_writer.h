@@ -149,8 +149,8 @@ class TagsResourcesWriter : public std::enable_shared_from_this<TagsResourcesWri
   void generateTags(const std::vector<TagStream>& batch);
   void unitDone(std::string_view stream);
 
-  mutable std::mutex processQueue_;  // guards, through run_, the counters
-  CatalogueRunCounter run_{processQueue_};
+  mutable std::mutex countersLock_;  // guards, through run_, the counters
+  CatalogueRunCounter run_{countersLock_};
 
   OperationQueue operationQueue_;
 };

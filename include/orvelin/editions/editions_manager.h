@@ -18,7 +18,8 @@ namespace orvelin {
 
 class MetadataEditor;
 
-// Hashes an editor by its URL; editors are equal only when they are the same object.
+// Hashes an editor by its URL; editors are equal only when they are the same object. Defined
+// with the editors (the editor layer), which this one does not include.
 struct MetadataEditorHash {
   std::size_t operator()(const std::shared_ptr<MetadataEditor>& editor) const noexcept;
 };
@@ -89,7 +90,7 @@ class EditionsManager {
   virtual void postsDidEndSession();
 
  private:
-  mutable std::shared_mutex dispatchQueue_;  // guards nestedSessionCount_; held exclusively to change
+  mutable std::shared_mutex depthLock_;  // guards nestedSessionCount_; held exclusively to change
   std::int64_t nestedSessionCount_ = 0;
   mutable std::mutex setMutex_;  // guards editionsSet_; never held while posting
   EditionsSet editionsSet_;

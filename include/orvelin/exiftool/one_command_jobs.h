@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "orvelin/imageservice/image.h"
-#include "orvelin/storage/read_write_storage.h"
 
 namespace orvelin {
 
@@ -15,7 +14,6 @@ namespace orvelin {
 class MetadataETCleaner {
  public:
   std::optional<std::string> password;
-  std::optional<ReadWriteStorage> storage;  // carried for the caller; not used by clean()
   bool enableCorrection = false;
   bool overrideInPlace = true;  // without it exiftool leaves its "_original" backup beside the file
 

@@ -15,8 +15,6 @@
 
 namespace orvelin {
 
-class ETImageMetadataEditor;
-class ETFolderMetadataEditor;
 
 // Why a read through exiftool failed.
 enum class ETMetadataReaderErrorCode { readerOutputIsEmpty, dataDecodingFailed };
@@ -65,12 +63,6 @@ class MetadataETReader : public MetadataReader {
   // Throw ETMetadataReaderError when exiftool prints nothing or no JSON array of objects.
   ReadOnlyStorage readReadOnlyStorage(const std::filesystem::path& url) const;
   ReadWriteStorage readReadWriteStorage(const std::filesystem::path& url) const;
-
-  // An editor of a file: its storage as above, with the file's Finder tags (an error reading
-  // them is thrown as std::filesystem::filesystem_error). Defined with the editors.
-  std::shared_ptr<ETImageMetadataEditor> readImageFile(const std::filesystem::path& url) const;
-  // An editor of a folder, with an empty storage; runs no process.
-  std::shared_ptr<ETFolderMetadataEditor> readImageFolder(const std::filesystem::path& url) const;
 
   // Fills `storage` from exiftool's JSON output (as printed by the command above). Public so
   // that output obtained otherwise can be read the same way.

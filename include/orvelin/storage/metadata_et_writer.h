@@ -15,9 +15,6 @@
 
 namespace orvelin {
 
-class ETImageMetadataEditor;
-class ETFolderMetadataEditor;
-
 // The file-system attributes a save sets on its source.
 struct FileAttributes {
   std::optional<Date> creationDate;      // cannot be set on Linux: logged and skipped
@@ -150,19 +147,10 @@ class MetadataETWriter : public MetadataWriter<MetadataETWriter> {
   bool shouldUpdateImagesSystemModifyDate = false;
   bool shouldUpdateImagesFinderTags = false;
 
-  // The full save of one storage. Throws MetadataETWriterError, or
-  // std::filesystem::filesystem_error for a move that failed.
+  // The full save of one storage with the present options. Throws MetadataETWriterError, or
+  // std::filesystem::filesystem_error for a move that failed. The editors' saves
+  // (writeImageFileEditor(), writeImageFolderEditor()) set the options for their kind first.
   void writeStorage(const ReadWriteStorage& storage);
-  // Sets the options for a file editor (the source is moved aside during the write) and saves.
-  // REQUIRES: the caller holds a lock of the editor (lockEditor()), as the save tasks do: the
-  // values written are those of a copy taken before the save locks the editor itself, and an
-  // edit accepted in between would be flushed without being written.
-  void writeImageFileEditor(const ETImageMetadataEditor& editor);
-  // Sets the options for a folder editor (the folder's files are rewritten where they are, in
-  // one run; overwriteInPlace follows the editor's createBackupFiles, although the run always
-  // overwrites in place and leaves no backup) and saves. REQUIRES: as for
-  // writeImageFileEditor().
-  void writeImageFolderEditor(const ETFolderMetadataEditor& editor);
   // Writes the storage's values into another file (a sidecar), taking the source's other tags
   // with them for a file; pending Finder tags as for a save. The output is not checked.
   void exportSidecar(const ReadWriteStorage& storage, const std::filesystem::path& url);

@@ -18,13 +18,13 @@ std::filesystem::path ORVTemporaryDirectory();
 // Reads a whole file. Absent when it cannot be opened or read.
 std::optional<std::string> readFileContents(const std::filesystem::path& path);
 
-// Writes `contents` to `path` atomically: a temporary file in the same folder (made with its
-// parents when needed), fsync, rename over `path`. On any failure the temporary file is removed,
-// `path` is untouched, and the result is false.
+// Writes `contents` to `path` atomically and durably (FileSystem::writeFile() of
+// ORVGetFileSystem(), synced). On any failure the temporary file is removed, `path` is
+// untouched, and the result is false.
 bool writeFileAtomically(const std::filesystem::path& path, std::string_view contents);
 
-// Tests for a file at `path` at once, then once a second until `seconds` have passed.
-// True as soon as it exists.
+// Tests for a file at `path` at once, then once a second until `seconds` have passed, through
+// ORVGetFileSystem() and ORVGetClock(). True as soon as it exists.
 bool waitFileExists(const std::filesystem::path& path, double seconds);
 
 // folder / "<fresh UUID>[.pathExt]". The file is not created. No dot when pathExt is empty.
@@ -40,7 +40,8 @@ std::filesystem::path availableItemURL(const std::filesystem::path& url);
 std::string ORVMakeUUIDString();
 
 // ---------------------------------------------------------------------------------------------
-// Finder tags: the extended attribute "user.xdg.tags", comma-separated UTF-8.
+// Finder tags: the extended attribute "user.xdg.tags", comma-separated UTF-8, read and written
+// through ORVGetFileSystem().
 
 // The tags of the file at `path`. No attribute, or a file system without user attributes:
 // empty. A missing file: an error.

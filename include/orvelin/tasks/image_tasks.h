@@ -67,6 +67,11 @@ class ImportImageTaskItem final : public TaskItem {
   std::shared_ptr<MetadataEditor> editor_;
 };
 
+// Whether one task of the group imports an editor, and the editors the import tasks made, in
+// task order (empty once the group's resources were flushed). From any thread.
+bool hasEditorsImportTasks(const TasksGroup& group);
+std::vector<std::shared_ptr<MetadataEditor>> importedEditors(const TasksGroup& group);
+
 // One import task per URL that can be imported, in order; a group of none comes to nothing.
 class ImportImageTasksGenerator : public TasksGenerator<ImportImageTaskItem> {
  public:

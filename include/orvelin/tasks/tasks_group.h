@@ -12,7 +12,6 @@
 namespace orvelin {
 
 class TasksGroup;
-class MetadataEditor;
 
 class TasksGroupDelegate {
  public:
@@ -52,10 +51,6 @@ class TasksGroup {
   // Each task's flushResources().
   void flushResources();
 
-  // Whether one task imports an editor, and the editors the import tasks made, in task order
-  // (empty once the group's resources were flushed).
-  bool hasEditorsImportTasks() const;
-  std::vector<std::shared_ptr<MetadataEditor>> importedEditors() const;
 
   static const std::string didProgressNotification;  // "TasksGroupDidProgressNotification"
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "orvelin/support/clock.h"
+
 namespace orvelin {
 
 // A moment, in microseconds since 1970-01-01 00:00:00 UTC (a 64-bit count: about 292,000
@@ -15,8 +17,8 @@ namespace orvelin {
 // moment whose local year lies outside, so "0000:00:00 00:00:00" is no date.
 using Date = std::chrono::sys_time<std::chrono::microseconds>;
 
-// The current moment.
-inline Date currentDate() { return std::chrono::time_point_cast<Date::duration>(std::chrono::system_clock::now()); }
+// The current moment, as ORVGetClock() tells it.
+inline Date currentDate() { return std::chrono::time_point_cast<Date::duration>(ORVGetClock()->now()); }
 
 // A set of calendar fields, each present or unset, with no calendar and no time zone of its
 // own: the Gregorian calendar in the process's local time zone gives them meaning. Months
