@@ -93,12 +93,13 @@ const char* MetadataETWriterError::text(Code code) {
 namespace {
 
 // Sets the Finder tags that exiftool would have set with "macOS:MDItemUserTags" on each file it
-// wrote. As for exiftool's own warnings, a failure is written to the debug log and does not fail
-// the save.
-void writeImagesFinderTags(const std::vector<fs::path>& files, const std::vector<std::string>& tags) {
+// wrote. A file's tags that cannot be set fail its save, as its dates do; among the files of a
+// folder, as for exiftool's own warnings, a failure is written to the debug log.
+void writeImagesFinderTags(const std::vector<fs::path>& files, const std::vector<std::string>& tags, bool strict) {
   for (const auto& file : files) {
     std::error_code error;
     writeFinderTags(file, tags, error);
+    if (error && strict) throw fs::filesystem_error("cannot set the file tags", file, error);
     if (error) ORVDebugLog("Finder tags of " + file.string() + " cannot be set: " + error.message());
   }
 }
@@ -366,7 +367,7 @@ void MetadataETWriter::writeMetadataValue(const ReadWriteStorage& storage) {
   // The file tags go on the files that exiftool wrote, once it wrote them.
   if (shouldUpdateImagesFinderTags && storage.writtenFinderTags())
     writeImagesFinderTags(storage.isFolder() ? written : std::vector<fs::path>{storage.sourceFileURL()},
-                          *storage.writtenFinderTags());
+                          *storage.writtenFinderTags(), !storage.isFolder());
 }
 
 void MetadataETWriter::writeStorage(const ReadWriteStorage& storage) {
@@ -407,7 +408,7 @@ void MetadataETWriter::exportSidecar(const ReadWriteStorage& storage, const fs::
   logOutput(cli);
   std::error_code error;
   if (shouldUpdateImagesFinderTags && storage.writtenFinderTags() && fs::exists(url, error))
-    writeImagesFinderTags({url}, *storage.writtenFinderTags());
+    writeImagesFinderTags({url}, *storage.writtenFinderTags(), false);
 }
 
 }  // namespace orvelin

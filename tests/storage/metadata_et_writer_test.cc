@@ -22,6 +22,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "common/failing_file_system.h"
+#include "common/instant_clock.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
@@ -759,6 +761,54 @@ TEST_F(FailedSaveTest, JSONFileThatCannotBeWrittenStartsNoProcess) {
   expectEditsPendingAndUnlocked(events);
   EXPECT_STREQ(MetadataETWriterError(MetadataETWriterError::Code::copySourceImageFailed).what(),
                "Copy of source failed");
+}
+
+// Each file operation of a save, failing in turn, leaves the file whole under its own name: as it
+// was (the save fails and the edits stay pending), or saved (a removal of what the save no
+// longer needs fails nothing, and the wait for the written file asks again). Waits take no time.
+TEST_F(MetadataETWriterTest, EachFileOperationFailingInTurnLeavesTheFileWhole) {
+  const auto original = readFile(testing::dataDirectory() / "Canon.jpg");
+  // Runs one save with the operations that `fails` picks failing; answers whether it threw.
+  auto saveWith = [&](const fs::path& folder, std::function<bool(const testing::FailingFileSystem::Operation&)> fails,
+                      std::vector<testing::FailingFileSystem::Operation>* seen) {
+    fs::create_directories(folder);
+    const auto path = copySample("Canon.jpg", folder);
+    auto editor = readEditor(path);
+    editor->setValue(std::string("Ada Lovelace"), artist);
+    editor->setValue(std::string("2011:05:06 07:08:09"), modifyDate);
+    editor->setFinderTags(std::vector<std::string>{"Trip"});
+    MetadataETWriter writer;
+    writer.shouldUpdateSourceSystemModifyDate = true;
+    writer.shouldUpdateImagesFinderTags = true;
+    testing::FailingFileSystem fileSystem;
+    fileSystem.fails = std::move(fails);
+    bool threw = false;
+    try {
+      save(writer, editor);
+    } catch (const std::exception&) {
+      threw = true;
+    }
+    if (seen) *seen = fileSystem.operations();
+    EXPECT_EQ(editor->isEdited(), threw);
+    EXPECT_FALSE(editor->isLocked());
+    return std::make_pair(threw, readFile(path));
+  };
+  testing::InstantClock clock;
+  std::vector<testing::FailingFileSystem::Operation> operations;
+  const auto [threw, saved] = saveWith(scratch / "reference", nullptr, &operations);
+  ASSERT_FALSE(threw);
+  ASSERT_NE(saved, original);
+  ASSERT_GE(operations.size(), 8u);
+  for (const auto& failing : operations) {
+    const auto folder = scratch / std::to_string(failing.number);
+    const auto [failed, bytes] =
+        saveWith(folder, [&](const auto& operation) { return operation.number == failing.number; }, nullptr);
+    EXPECT_TRUE(bytes == original || bytes == saved) << failing.number << " " << failing.name << " " << failing.path;
+    // Once the file is written, its tags and date that cannot be set fail the save all the same.
+    const bool afterwards = failing.name == "writeAttribute" || failing.name == "setModificationDate";
+    EXPECT_EQ(failed, failing.name != "removeItem" && failing.name != "exists") << failing.number << " " << failing.name;
+    if (failed && !afterwards) EXPECT_EQ(bytes, original) << failing.number << " " << failing.name;
+  }
 }
 
 // ---------------------------------------------------------------------------------------------

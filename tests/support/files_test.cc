@@ -5,8 +5,8 @@
 
 #include <chrono>
 #include <set>
-#include <thread>
 
+#include "common/instant_clock.h"
 #include "common/test_support.h"
 
 namespace orvelin {
@@ -30,35 +30,33 @@ bool isUUID(const std::string& text) {
   return text[14] == '4' && std::string("89AB").find(text[19]) != std::string::npos;
 }
 
-double secondsSince(std::chrono::steady_clock::time_point start) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+// A clock whose waits make a file appear once it has waited long enough.
+class AppearingFileClock : public testing::InstantClock {
+ public:
+  AppearingFileClock(std::filesystem::path file, std::chrono::seconds after) : file_(std::move(file)), after_(after) {}
+  void sleepFor(std::chrono::nanoseconds duration) override {
+    InstantClock::sleepFor(duration);
+    if (waited() >= after_) testing::writeFile(file_, "x");
+  }
 
+ private:
+  std::filesystem::path file_;
+  std::chrono::seconds after_;
+};
+
+// The wait asks at once, then once a second of the clock's time until the time is up.
 TEST(WaitFileExists, PresentAtOnceMissingAfterTheTimeAppearingMeanwhile) {
   testing::ScratchFolder folder;
   testing::writeFile(folder / "here", "x");
-  auto start = std::chrono::steady_clock::now();
+  AppearingFileClock clock(folder / "later", 2s);
   EXPECT_TRUE(waitFileExists(folder / "here", 3.0));
-  EXPECT_LT(secondsSince(start), 0.9);
-
-  start = std::chrono::steady_clock::now();
-  EXPECT_FALSE(waitFileExists(folder / "missing", 3.0));
-  const double waited = secondsSince(start);
-  EXPECT_GE(waited, 2.9);
-  EXPECT_LT(waited, 10.0);
-
-  std::thread writer([&] {
-    std::this_thread::sleep_for(1500ms);
-    testing::writeFile(folder / "later", "x");
-  });
-  start = std::chrono::steady_clock::now();
+  EXPECT_EQ(clock.waited(), 0s);
+  EXPECT_FALSE(waitFileExists(folder / "missing", 0.0));  // one test, no wait
+  EXPECT_EQ(clock.waited(), 0s);
   EXPECT_TRUE(waitFileExists(folder / "later", 5.0));
-  EXPECT_LT(secondsSince(start), 4.5);
-  writer.join();
-
-  start = std::chrono::steady_clock::now();
-  EXPECT_FALSE(waitFileExists(folder / "missing", 0.0));  // one test, no sleep
-  EXPECT_LT(secondsSince(start), 0.9);
+  EXPECT_EQ(clock.waited(), 2s);
+  EXPECT_FALSE(waitFileExists(folder / "missing", 3.0));
+  EXPECT_EQ(clock.waited(), 5s);
 }
 
 TEST(TemporaryURL, FreshUUIDNameWithOrWithoutExtension) {
