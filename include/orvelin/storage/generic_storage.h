@@ -8,6 +8,9 @@ namespace orvelin {
 
 // What a metadata reader fills: it announces the pairs of streams it meets, then stores values
 // one at a time. Both storages implement it.
+//
+// A storage has no lock of its own: one thread fills it (the reader's), and whoever owns it
+// afterwards guards it (an editor, with its lock).
 class GenericStorage {
  public:
   virtual ~GenericStorage() = default;

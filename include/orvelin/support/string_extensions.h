@@ -11,6 +11,8 @@
 
 namespace orvelin {
 
+// Plain functions of their arguments: safe from any thread, no state kept between calls.
+
 // Trims the `whitespaces` set off both ends of a UTF-8 text: the tab and the space separators
 // (the blank, the no-break space, U+2000 to U+200A, U+3000...); line feeds stay.
 std::string_view trimWhitespaces(std::string_view text);

@@ -6,6 +6,9 @@
 
 namespace orvelin {
 
+// Plain functions of their arguments, over ICU: safe from any thread, no state kept between
+// calls.
+
 // True when `bytes` is well-formed UTF-8.
 bool isValidUTF8(std::string_view bytes);
 

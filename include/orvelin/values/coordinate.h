@@ -18,7 +18,8 @@ namespace orvelin {
 // degrees 48.5 and minutes 30.0); a writer that wants whole degrees truncates them itself.
 // Nothing checks the range: 100.0 is stored as given.
 //
-// Equality and hashing look at `value` alone. A value type.
+// Equality and hashing look at `value` alone. A value type: copies are independent, and one
+// object may be read from several threads while none writes it.
 struct Latitude {
   // The hemisphere, with its one-letter raw value. A value type like Language.
   class Reference {
