@@ -16,6 +16,7 @@
 #include <pugixml.hpp>
 
 #include "catalogue/catalogue_failure.h"
+#include "catalogue/exiftool_listings.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
@@ -28,26 +29,9 @@
 namespace orvelin {
 
 namespace fs = std::filesystem;
+using namespace catalogue_detail;
 
 namespace {
-
-// Reads one override resource into `target`; prints and leaves it empty on failure.
-template <typename Map>
-void loadOverrides(const char* resource, const char* missingText, Map& target) {
-  const auto url = ORVResourceURL(resource);
-  if (!url) {
-    ORVPrint(missingText);
-    return;
-  }
-  try {
-    const auto data = readFileContents(*url);
-    if (!data) throw std::runtime_error("The file cannot be read.");
-    target = nlohmann::json::parse(*data).get<Map>();
-  } catch (const std::exception& error) {
-    ORVPrint("Data restoring at " + url->string() + " did failed\n" + error.what());
-    target.clear();
-  }
-}
 
 // Replaces the file at `url` by `text`: the old file is removed, the folder made with its
 // parents, the new file written whole. False on failure, leaving no partial file behind. Not
@@ -101,10 +85,6 @@ const typename Map::mapped_type::mapped_type* overrideOf(const Map& overrides, s
   return entry == entries->second.end() ? nullptr : &entry->second;
 }
 
-// exiftool refuses to list the tags of a group whose name holds "IFD" ("Can't list tags for
-// specific IFD"), whatever the case.
-bool isListedByName(std::string_view group) { return asciiLowercased(group).find("ifd") == std::string::npos; }
-
 // The XML documents of one exiftool run with several "-listx -GROUP:all", one per listing, in
 // the order asked: each begins with its XML declaration.
 std::vector<std::string_view> splitDocuments(std::string_view output) {
@@ -117,50 +97,6 @@ std::vector<std::string_view> splitDocuments(std::string_view output) {
     start = next;
   }
   return documents;
-}
-
-// The "Groups in family N:" sections of `exiftool -listg0 -listg1`: for each family, its
-// group names in exiftool's order and spelling.
-std::map<int, std::vector<std::string>> groupsByFamily(const std::string& text) {
-  std::map<int, std::vector<std::string>> groups;
-  std::vector<std::string>* current = nullptr;
-  std::istringstream lines(text);
-  std::string line;
-  while (std::getline(lines, line)) {
-    if (line.starts_with("Groups in family ")) {
-      current = &groups[std::atoi(line.c_str() + 17)];
-      continue;
-    }
-    if (!current || line.empty() || line.front() != ' ') continue;
-    std::istringstream words(line);
-    std::string word;
-    while (words >> word) current->push_back(word);
-  }
-  return groups;
-}
-
-// The family-1 groups of exiftool's tables of maker notes, from its listing of the group
-// "MakerNotes": each tag whose family-0 group is MakerNotes gives its table's family-1 group
-// and its own, where it names one. Lower case -> the table's or tag's spelling. `tableGroups`
-// receives the names that a table bears (not a tag alone).
-std::unordered_map<std::string, std::string> makerNoteGroups(std::string_view xml, std::set<std::string>& tableGroups) {
-  std::unordered_map<std::string, std::string> groups;
-  pugi::xml_document document;
-  if (!document.load_buffer(xml.data(), xml.size(), pugi::parse_default, pugi::encoding_utf8)) return groups;
-  for (const auto& table : elements(document, "*/table")) {
-    const std::string_view tableG0 = table.attribute("g0").value();
-    const std::string tableG1 = table.attribute("g1").value();
-    for (const auto& tag : table.children("tag")) {
-      const auto g0 = tag.attribute("g0");
-      if ((g0 ? std::string_view(g0.value()) : tableG0) != "MakerNotes") continue;
-      if (!tableG1.empty()) {
-        groups.emplace(asciiLowercased(tableG1), tableG1);
-        tableGroups.insert(asciiLowercased(tableG1));
-      }
-      if (const std::string g1 = tag.attribute("g1").value(); !g1.empty()) groups.emplace(asciiLowercased(g1), g1);
-    }
-  }
-  return groups;
 }
 
 // Loads one listing of exiftool. Everything is kept, whitespace-only texts included: a text
@@ -251,67 +187,6 @@ const char* const kStringsHeader =
 
 std::shared_ptr<TagsResourcesWriter> TagsResourcesWriter::make(fs::path directoryURL) {
   return std::shared_ptr<TagsResourcesWriter>(new TagsResourcesWriter(std::move(directoryURL)));
-}
-
-std::vector<TagStream> TagsResourcesWriter::streamsKnownToExifTool() {
-  ExifToolCLI lists;
-  lists.run({"-listg0", "-listg1"});
-  auto families = groupsByFamily(lists.buildStdOutString().value_or(""));
-  ExifToolCLI makerNotes;
-  makerNotes.run({"-s", "-listx", "-MakerNotes:all"});
-  std::set<std::string> tableGroups;
-  const auto makers = makerNoteGroups(makerNotes.stdOutData().value_or(""), tableGroups);
-  SourceMap sources;
-  loadOverrides("TagsOverriddenSources.json", "Default sources file URL is nil", sources);
-
-  std::vector<TagStream> streams;
-  std::set<std::string> taken;  // lower case: one stream per name, whatever its case
-  for (const auto& group : families[0]) {
-    if (group != "MakerNotes" && taken.insert(asciiLowercased(group)).second) streams.emplace_back(group);
-  }
-  // A group that exiftool will not list by name comes from the tables that bear it, so it
-  // counts only when a table does.
-  for (const auto& group : families[1]) {
-    const auto lower = asciiLowercased(group);
-    if (lower == "makernotes" || taken.contains(lower)) continue;
-    const bool makerNote = makers.contains(lower) && (isListedByName(group) || tableGroups.contains(lower));
-    if (!makerNote && !sources.contains(group)) continue;
-    taken.insert(lower);
-    streams.emplace_back(group);
-  }
-  return streams;
-}
-
-std::optional<std::string> TagsResourcesWriter::replaceCatalogue(const fs::path& fresh, const fs::path& directory) {
-  auto* fileSystem = ORVGetFileSystem();
-  struct Move {
-    fs::path from, to;
-  };
-  std::vector<Move> done;
-  // Undoes the moves made, the last first; the text of what could not be undone.
-  const auto undo = [&] {
-    std::string failures;
-    for (auto move = done.rbegin(); move != done.rend(); ++move) {
-      std::error_code error;
-      fileSystem->moveItem(move->to, move->from, error);
-      if (error)
-        failures += "; " + move->from.filename().string() + " cannot be put back, it stays at " + move->to.string() +
-                    ": " + error.message();
-    }
-    return failures;
-  };
-  for (const char* name : {"Tags", "Localized tags"}) {
-    std::vector<Move> moves;
-    std::error_code error;
-    if (fs::exists(directory / name, error)) moves.push_back({directory / name, fresh / (std::string("former ") + name)});
-    moves.push_back({fresh / name, directory / name});
-    for (const auto& move : moves) {
-      fileSystem->moveItem(move.from, move.to, error);
-      if (error) return std::string(name) + " cannot be replaced: " + error.message() + undo();
-      done.push_back(move);
-    }
-  }
-  return std::nullopt;
 }
 
 TagsResourcesWriter::TagsResourcesWriter(fs::path directoryURL)

@@ -1,0 +1,260 @@
+// The edits of `orvelin set`.
+
+#include "set_edits.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/support/string_extensions.h"
+#include "orvelin/values/coordinate_parser.h"
+#include "orvelin/values/value_converter.h"
+
+namespace orvelin::tool {
+
+namespace {
+
+std::optional<TagName> parseTagName(const std::string& text) {
+  auto name = TagName::fromRawValue(text);
+  if (!name || name->stream().rawValue().empty() || name->key().rawValue().empty()) {
+    std::fprintf(stderr, "orvelin: %s is no tag name (STREAM:KEY)\n", text.c_str());
+    return std::nullopt;
+  }
+  return name;
+}
+
+// "LEFT=RIGHT", split at the first "=".
+std::optional<std::pair<std::string, std::string>> splitAssignment(const std::string& option, const std::string& text,
+                                                                   const char* form) {
+  const auto equals = text.find('=');
+  if (equals == std::string::npos) {
+    std::fprintf(stderr, "orvelin: %s %s: expected %s\n", option.c_str(), text.c_str(), form);
+    return std::nullopt;
+  }
+  return std::make_pair(text.substr(0, equals), text.substr(equals + 1));
+}
+
+}  // namespace
+
+std::optional<std::vector<Edit>> parseEdits(const SetOptions& options) {
+  std::vector<Edit> edits;
+  for (const auto& text : options.clears) {
+    auto name = parseTagName(text);
+    if (!name) return std::nullopt;
+    edits.push_back({Edit::Kind::clear, *name, ""});
+  }
+  for (const auto& text : options.values) {
+    const auto parts = splitAssignment("-t", text, "STREAM:KEY=VALUE");
+    if (!parts) return std::nullopt;
+    auto name = parseTagName(parts->first);
+    if (!name) return std::nullopt;
+    edits.push_back({Edit::Kind::value, *name, parts->second});
+  }
+  for (const auto& text : options.forces) {
+    auto name = parseTagName(text);
+    if (!name) return std::nullopt;
+    edits.push_back({Edit::Kind::force, *name, ""});
+  }
+  return edits;
+}
+
+std::optional<IntentEdits> parseIntentEdits(const SetOptions& options) {
+  IntentEdits edits;
+  if (options.gps) {
+    edits.position = CoordinateParser().coordinate(*options.gps);
+    if (!edits.position) {
+      std::fprintf(stderr, "orvelin: --gps %s: no position in any of the notations\n", options.gps->c_str());
+      return std::nullopt;
+    }
+  }
+  if (options.gpsAltitude) {
+    edits.altitude = SDoubleValueConverter().typedValueFromStringValue(*options.gpsAltitude);
+    if (!edits.altitude || !std::isfinite(*edits.altitude)) {
+      std::fprintf(stderr, "orvelin: --gps-altitude %s: no number of metres\n", options.gpsAltitude->c_str());
+      return std::nullopt;
+    }
+  }
+  for (const auto& text : options.dates) {
+    const auto parts = splitAssignment("--date", text, "STREAM:KEY=EDITION");
+    if (!parts) return std::nullopt;
+    const auto name = parseTagName(parts->first);
+    if (!name) return std::nullopt;
+    const auto edition = DateEdition::fromDescription(parts->second);
+    if (!edition) {
+      std::fprintf(stderr, "orvelin: --date %s: \"%s\" is no date edition (such as SHIFT(hh: 1))\n", text.c_str(),
+                   parts->second.c_str());
+      return std::nullopt;
+    }
+    edits.dates.emplace_back(*name, *edition);
+  }
+  const std::pair<const char*, std::pair<const std::vector<std::string>*, std::vector<std::pair<TagName, TagName>>*>>
+      pairs[] = {{"--copy", {&options.copies, &edits.copies}},
+                 {"--copy-date", {&options.copyDates, &edits.copyDates}},
+                 {"--clone", {&options.clones, &edits.clones}}};
+  for (const auto& [option, lists] : pairs) {
+    for (const auto& text : *lists.first) {
+      const auto parts = splitAssignment(option, text, "SRC=DST");
+      if (!parts) return std::nullopt;
+      const auto source = parseTagName(parts->first);
+      const auto destination = source ? parseTagName(parts->second) : std::nullopt;
+      if (!destination) return std::nullopt;
+      lists.second->emplace_back(*source, *destination);
+    }
+  }
+  for (const auto& text : options.merges) {
+    const auto parts = splitAssignment("--merge", text, "STREAM:KEY=TEXT");
+    if (!parts) return std::nullopt;
+    const auto name = parseTagName(parts->first);
+    if (!name) return std::nullopt;
+    edits.merges.emplace_back(*name, parts->second);
+  }
+  if (options.presetName && !options.presetFile) {
+    std::fprintf(stderr, "orvelin: --preset-name needs --preset FILE\n");
+    return std::nullopt;
+  }
+  if (options.presetFile) {
+    Preset::Presets presets;
+    try {
+      presets = Preset::importFromFile(*options.presetFile);
+    } catch (const std::exception& failure) {
+      std::fprintf(stderr, "%s: %s\n", options.presetFile->c_str(), failure.what());
+      return std::nullopt;
+    }
+    for (const auto& preset : presets)
+      if (!options.presetName || preset->name() == *options.presetName) {
+        edits.preset = preset;
+        break;
+      }
+    if (!edits.preset) {
+      if (options.presetName)
+        std::fprintf(stderr, "%s: no preset named \"%s\"\n", options.presetFile->c_str(), options.presetName->c_str());
+      else
+        std::fprintf(stderr, "%s: no preset\n", options.presetFile->c_str());
+      return std::nullopt;
+    }
+  }
+  return edits;
+}
+
+namespace {
+
+std::vector<std::string> splitTags(const std::string& text) {
+  std::vector<std::string> tags;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    const auto comma = std::min(text.find(',', start), text.size());
+    const auto tag = trimWhitespaces(std::string_view(text).substr(start, comma - start));
+    if (!tag.empty()) tags.emplace_back(tag);
+    start = comma + 1;
+  }
+  return tags;
+}
+
+// The edits one file refuses, told on standard error as "path: NAME refused (why)", since the
+// editor itself refuses silently. Each check looks the tag up in one catalogue snapshot.
+class Refusals {
+ public:
+  Refusals(const MetadataEditor& editor, const std::string& path)
+      : editor_(editor), path_(path), catalogue_(TagsResources::shared().catalogue()) {}
+
+  // The catalogue's record of `name`; null, reported, when the catalogue does not know it.
+  std::shared_ptr<const TagItem> known(const TagName& name) {
+    auto item = catalogue_->tag(name);
+    if (!item) refuse(name, "not in the catalogue");
+    return item;
+  }
+  // As known(), and null, reported, when the editor cannot edit the tag.
+  std::shared_ptr<const TagItem> editable(const TagName& name) {
+    auto item = known(name);
+    if (item && !editor_.canEditValue(name)) {
+      refuse(name, "not editable in this file");
+      return nullptr;
+    }
+    return item;
+  }
+  void refuse(const TagName& name, const std::string& why) {
+    std::fprintf(stderr, "%s: %s refused (%s)\n", path_.c_str(), name.rawValue().c_str(), why.c_str());
+    any_ = true;
+  }
+  bool any() const { return any_; }
+
+ private:
+  const MetadataEditor& editor_;
+  const std::string& path_;
+  const std::shared_ptr<const TagsCatalogue> catalogue_;
+  bool any_ = false;
+};
+
+// Merges `text` into the tag, reporting the refusal of a tag that takes no text. Whether a tag
+// takes text is the editor's own rule, not repeated here: a merge of some text that leaves the
+// value as it was, on a tag the editor can edit, was refused.
+void merge(MetadataEditor& editor, const TagName& name, const std::string& text, Refusals& refusals) {
+  const auto item = refusals.editable(name);
+  if (!item) return;
+  const auto before = editor.currentValue(name);
+  editor.mergeValue(text, name);
+  if (!text.empty() && editor.currentValue(name) == before)
+    refusals.refuse(name, "a " + std::string(item->type.rawValue()) + " tag takes no text");
+}
+
+// Applies the edits with intent to one editor, after the plain ones.
+void applyIntentEdits(MetadataEditor& editor, const IntentEdits& edits, const SetOptions& options,
+                      Refusals& refusals) {
+  if (options.eraseGPS) editor.eraseEXIFGPSLocation();
+  if (edits.position && refusals.editable(TagName::exifGPSLatitude) && refusals.editable(TagName::exifGPSLongitude))
+    editor.setEXIFGPSCoordinate(*edits.position);
+  if (edits.altitude && refusals.editable(TagName::exifGPSAltitude)) editor.setEXIFGPSAltitude(*edits.altitude);
+  for (const auto& [name, edition] : edits.dates)
+    if (refusals.editable(name)) editor.apply(edition, name);
+  for (const auto& [source, destination] : edits.copies)
+    if (refusals.known(source) && refusals.editable(destination)) editor.copy(source, destination);
+  for (const auto& [source, destination] : edits.copyDates)
+    if (refusals.known(source) && refusals.editable(destination)) editor.copyDate(source, destination);
+  for (const auto& [source, destination] : edits.clones)
+    if (refusals.known(source) && refusals.editable(destination)) editor.clone(source, destination);
+  for (const auto& [name, text] : edits.merges) merge(editor, name, text, refusals);
+  if (edits.preset) editor.apply(edits.preset->entries());
+  if (options.removeThumbnail) editor.removeThumbnail();
+  if (options.keywordsFromFinderTags && refusals.editable(TagName::iptcKeywords)) editor.copyFinderTagsToIPTCKeywords();
+  if (options.finderTagsFromKeywords) editor.copyIPTCKeywordsToFinderTags();
+}
+
+// Applies the plain edits to one editor.
+void applyPlainEdits(MetadataEditor& editor, const std::vector<Edit>& edits, const SetOptions& options,
+                     Refusals& refusals) {
+  for (const auto& edit : edits) {
+    const auto item = refusals.editable(edit.name);
+    if (!item) continue;
+    switch (edit.kind) {
+      case Edit::Kind::clear: editor.setValue(std::string(), edit.name); break;
+      case Edit::Kind::force: editor.forceValue(edit.name); break;
+      case Edit::Kind::value: {
+        if (edit.value.empty()) {
+          editor.setValue(std::string(), edit.name);
+          break;
+        }
+        // The value in the tag's canonical form, as the storages hold it.
+        const auto canonical = item->converter()->stringValueFromStringValue(edit.value);
+        if (!canonical) {
+          refusals.refuse(edit.name, "\"" + edit.value + "\" is no " + std::string(item->type.rawValue()) + " value");
+          continue;
+        }
+        editor.setValue(*canonical, edit.name);
+        break;
+      }
+    }
+  }
+  if (options.finderTags) editor.setFinderTags(splitTags(*options.finderTags));
+}
+
+}  // namespace
+
+bool applyEdits(MetadataEditor& editor, const std::string& path, const std::vector<Edit>& edits,
+                const IntentEdits& intentEdits, const SetOptions& options) {
+  Refusals refusals(editor, path);
+  applyPlainEdits(editor, edits, options, refusals);
+  applyIntentEdits(editor, intentEdits, options, refusals);
+  return refusals.any();
+}
+
+}  // namespace orvelin::tool
