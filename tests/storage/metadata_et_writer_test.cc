@@ -807,7 +807,9 @@ TEST_F(MetadataETWriterTest, EachFileOperationFailingInTurnLeavesTheFileWhole) {
     // Once the file is written, its tags and date that cannot be set fail the save all the same.
     const bool afterwards = failing.name == "writeAttribute" || failing.name == "setModificationDate";
     EXPECT_EQ(failed, failing.name != "removeItem" && failing.name != "exists") << failing.number << " " << failing.name;
-    if (failed && !afterwards) EXPECT_EQ(bytes, original) << failing.number << " " << failing.name;
+    if (failed && !afterwards) {
+      EXPECT_EQ(bytes, original) << failing.number << " " << failing.name;
+    }
   }
 }
 
