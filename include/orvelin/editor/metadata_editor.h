@@ -1,15 +1,13 @@
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <shared_mutex>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -28,59 +26,7 @@
 
 namespace orvelin {
 
-class MetadataEditor;
-
-// The state of one editor: its storage, the file's password, its owner and the lock counter.
-// It decides what may be read and edited. A value without a lock of its own: MetadataEditor
-// guards it.
-class MetadataEditorCore {
- public:
-  MetadataEditorCore(ReadWriteStorage storage, std::optional<std::string> password)
-      : storage(std::move(storage)), filePassword(std::move(password)) {}
-
-  ReadWriteStorage storage;
-  const std::optional<std::string> filePassword;
-  std::weak_ptr<MetadataEditor> editor;
-  std::int64_t lockCounter = 0;
-
-  // What the edits and lock changes have to announce, in order: a name to register with the
-  // editions manager, or the change of the lock state. The editor sends them once it has
-  // released its lock (see MetadataEditor::write()).
-  struct Announcement {
-    std::optional<TagName> edition;  // absent: the lock state changed
-  };
-  std::vector<Announcement> announcements;
-
-  // rwc on a folder; else the file type's entry for the stream when it is not n; else n for a
-  // stream the file did not show; else rw for a tag the file has and r for one it lacks.
-  TagAccess access(const TagName& name) const;
-  bool canReadValue(const TagName& name) const { return access(name).canBeRead(); }
-  // True for a profile file's own "ICC_Profile" tags; else the catalogue must know the tag as
-  // writable and the access allow edits.
-  bool canEditValue(const TagName& name) const;
-  bool isValueEdited(const TagName& name) const { return storage.writtenValuePointer(name) != nullptr; }
-  // Absent when the access is n.
-  std::optional<std::string> originalValue(const TagName& name) const;
-  std::optional<std::string> writtenValue(const TagName& name) const { return storage.writtenValue(name); }
-  // The written value (even empty), else originalValue().
-  std::optional<std::string> currentValue(const TagName& name) const;
-  std::optional<std::string> unsafeGetValue(const TagName& name) const { return storage.originalValue(name); }
-  bool isLocked() const { return lockCounter > 0; }
-
-  // The edits; each announces its name for the editions manager.
-  void setValue(const std::optional<std::string>& value, const TagName& name);
-  void unsafeSetValue(const std::optional<std::string>& value, const TagName& name);
-  void forceValue(const TagName& name);
-  void setFinderTags(const std::optional<std::vector<std::string>>& tags);
-  void lockEditor();
-  void unlockEditor();
-
-  std::string debugDescription() const;
-
- private:
-  void registerEdition(const TagName& name) { announcements.push_back({name}); }
-  void postDidChangeLockState() { announcements.push_back({std::nullopt}); }
-};
+class MetadataEditorCore;
 
 // The object through which a host works on one file or folder: it answers what may be read
 // and edited, takes edits, and is locked while it is saved.
@@ -110,7 +56,7 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
 
   MetadataEditor(const MetadataEditor&) = delete;
   MetadataEditor& operator=(const MetadataEditor&) = delete;
-  ~MetadataEditor() override = default;
+  ~MetadataEditor() override;
 
   // The URL given at creation, readable without the lock.
   const std::filesystem::path& hashURL() const { return hashURL_; }
@@ -140,12 +86,18 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   // editor goes from unlocked to locked or back.
   virtual void lockEditor();
   virtual void unlockEditor();
+  // rwc on a folder; else the file type's entry for the stream when it is not n; else n for a
+  // stream the file did not show; else rw for a tag the file has and r for one it lacks.
   virtual TagAccess access(const TagName& name) const;
   virtual bool canReadValue(const TagName& name) const;
+  // True for a profile file's own "ICC_Profile" tags; else the catalogue must know the tag as
+  // writable and the access allow edits.
   virtual bool canEditValue(const TagName& name) const;
   virtual bool isValueEdited(const TagName& name) const;
+  // Absent when the access is n.
   virtual std::optional<std::string> originalValue(const TagName& name) const;
   virtual std::optional<std::string> writtenValue(const TagName& name) const;
+  // The written value (even empty), else originalValue().
   virtual std::optional<std::string> currentValue(const TagName& name) const;
   // The read value without the access check.
   virtual std::optional<std::string> unsafeGetValue(const TagName& name) const;
@@ -355,42 +307,19 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
  protected:
   MetadataEditor(ReadWriteStorage storage, std::optional<std::string> password);
 
-  // Runs `block` on the core under the shared lock.
-  template <typename Block>
-  auto read(Block&& block) const {
-    std::shared_lock lock(coreLock_);
-    return block(core_);
-  }
-  // Runs `block` on the core under the exclusive lock, then, with the lock released, sends what
-  // the block left to announce.
-  template <typename Block>
-  auto write(Block&& block) {
-    std::vector<MetadataEditorCore::Announcement> announcements;
-    std::unique_lock lock(coreLock_);
-    struct Collect {  // takes the announcements out of the core on every way out, lock held
-      MetadataEditorCore& core;
-      std::vector<MetadataEditorCore::Announcement>& into;
-      ~Collect() { into.swap(core.announcements); }
-    };
-    if constexpr (std::is_void_v<std::invoke_result_t<Block, MetadataEditorCore&>>) {
-      { Collect collect{core_, announcements}; block(core_); }
-      lock.unlock();
-      announce(announcements);
-    } else {
-      auto result = [&] { Collect collect{core_, announcements}; return block(core_); }();
-      lock.unlock();
-      announce(announcements);
-      return result;
-    }
-  }
-
  private:
+  // Run `block` on the core under the shared lock, or under the exclusive lock; write() then
+  // sends, with the lock released, what the block left to announce.
+  template <typename Block>
+  auto read(Block&& block) const;
+  template <typename Block>
+  auto write(Block&& block);
+
   void adopt();
-  void announce(const std::vector<MetadataEditorCore::Announcement>& announcements);
 
   const std::filesystem::path hashURL_;
-  mutable std::shared_mutex coreLock_;  // guards core_
-  MetadataEditorCore core_;
+  mutable std::shared_mutex coreLock_;       // guards *core_
+  std::unique_ptr<MetadataEditorCore> core_;  // never null
 };
 
 }  // namespace orvelin
