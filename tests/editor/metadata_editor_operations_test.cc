@@ -16,6 +16,8 @@
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_finder_tags.h"
+#include "orvelin/editor/editor_values.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/files.h"
@@ -78,36 +80,36 @@ const DateTimeValueConverter dateText;
 TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
   const auto make = tag("EXIF:Make"), fNumber = tag("EXIF:FNumber"), createDate = tag("EXIF:CreateDate");
   auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:FNumber", "5.6"}});
-  editor->clearValue(make);
+  clearValue(*editor, make);
   EXPECT_EQ(editor->currentValue(make), "");
-  editor->restoreValue(make);
+  restoreValue(*editor, make);
   EXPECT_FALSE(editor->isValueEdited(make));
   EXPECT_EQ(editor->currentValue(make), "Canon");
-  editor->clearValues({make, fNumber});
+  clearValues(*editor, {make, fNumber});
   EXPECT_EQ(editor->writtenTagNames().size(), 2u);
-  editor->restoreValues({make, fNumber});
+  restoreValues(*editor, {make, fNumber});
   EXPECT_FALSE(editor->isEdited());
 
   const auto fNumberItem = TagsResources::shared().tag(fNumber);
   ASSERT_TRUE(fNumberItem);
-  EXPECT_EQ(editor->currentValue(*fNumberItem), "5.6");
-  EXPECT_EQ(editor->currentRawValue(*fNumberItem), Value(5.6));
-  editor->clearValue(fNumber);
-  EXPECT_EQ(editor->currentRawValue(*fNumberItem), std::nullopt);  // "" is no number
-  editor->setRawValue(Value(8), *fNumberItem);
+  EXPECT_EQ(currentValue(*editor, *fNumberItem), "5.6");
+  EXPECT_EQ(currentRawValue(*editor, *fNumberItem), Value(5.6));
+  clearValue(*editor, fNumber);
+  EXPECT_EQ(currentRawValue(*editor, *fNumberItem), std::nullopt);  // "" is no number
+  setRawValue(*editor, Value(8), *fNumberItem);
   EXPECT_EQ(editor->currentValue(fNumber), "8.00000000");
   // A raw value the converter refuses is a restore, not a clear.
-  editor->setRawValue(Value("eight"), *fNumberItem);
+  setRawValue(*editor, Value("eight"), *fNumberItem);
   EXPECT_FALSE(editor->isValueEdited(fNumber));
-  editor->setValue(std::string("2.8"), *fNumberItem);
-  editor->setRawValue(std::nullopt, *fNumberItem);
+  setValue(*editor, std::string("2.8"), *fNumberItem);
+  setRawValue(*editor, std::nullopt, *fNumberItem);
   EXPECT_EQ(editor->currentValue(fNumber), "5.6");
 
   const auto createItem = TagsResources::shared().tag(createDate);
   const auto date = dateText.typedValueFromStringValue("2021:03:04 10:11:12");
-  editor->setRawValue(Value(*date), *createItem);
+  setRawValue(*editor, Value(*date), *createItem);
   EXPECT_EQ(editor->currentValue(createDate), "2021:03:04 10:11:12");
-  EXPECT_EQ(editor->currentRawValue(*createItem), Value(*date));
+  EXPECT_EQ(currentRawValue(*editor, *createItem), Value(*date));
 }
 
 TEST_F(EditorOperations, FinderTagsAndKeywords) {
@@ -122,44 +124,44 @@ TEST_F(EditorOperations, FinderTagsAndKeywords) {
   storage.readFinderTags();
   auto editor = MetadataEditor::create(std::move(storage));
 
-  EXPECT_TRUE(editor->areOriginalFinderTags());
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+  EXPECT_TRUE(areOriginalFinderTags(*editor));
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
   editor->setFinderTags(std::vector<std::string>{"red", "trip"});
-  EXPECT_TRUE(editor->areOriginalFinderTags());
-  editor->copyFinderTagsToIPTCKeywords();
+  EXPECT_TRUE(areOriginalFinderTags(*editor));
+  copyFinderTagsToIPTCKeywords(*editor);
   EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "red,trip");
 
   editor->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
-  editor->copyIPTCKeywordsToFinderTags();
-  EXPECT_FALSE(editor->areOriginalFinderTags());
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"a", "b", "c"}));
-  editor->restoreFinderTags();
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+  copyIPTCKeywordsToFinderTags(*editor);
+  EXPECT_FALSE(areOriginalFinderTags(*editor));
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"a", "b", "c"}));
+  restoreFinderTags(*editor);
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
 
   // Locked: the keywords are refused, the Finder tags are not.
   editor->setFinderTags(std::vector<std::string>{"blue"});
   editor->lockEditor();
-  editor->copyFinderTagsToIPTCKeywords();
+  copyFinderTagsToIPTCKeywords(*editor);
   EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "a, b ,c");
-  editor->copyIPTCKeywordsToFinderTags();
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"a", "b", "c"}));
+  copyIPTCKeywordsToFinderTags(*editor);
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"a", "b", "c"}));
   editor->unlockEditor();
 
   // No keywords at all: pending Finder tags go, those of the file stay.
-  editor->clearValue(TagName::iptcKeywords);
-  editor->copyIPTCKeywordsToFinderTags();
-  EXPECT_TRUE(editor->areOriginalFinderTags());
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+  clearValue(*editor, TagName::iptcKeywords);
+  copyIPTCKeywordsToFinderTags(*editor);
+  EXPECT_TRUE(areOriginalFinderTags(*editor));
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
   // No Finder tags: the empty list is stored as it converts, a clear.
   editor->setFinderTags(std::vector<std::string>{});
-  editor->restoreValue(TagName::iptcKeywords);
-  editor->copyFinderTagsToIPTCKeywords();
+  restoreValue(*editor, TagName::iptcKeywords);
+  copyFinderTagsToIPTCKeywords(*editor);
   EXPECT_EQ(editor->writtenValue(TagName::iptcKeywords), "");
 
   // A folder keeps even the original tags pending.
   auto folderEditor = editorOf({}, "/photos/folder");
   folderEditor->setFinderTags(std::vector<std::string>{});
-  EXPECT_FALSE(folderEditor->areOriginalFinderTags());
+  EXPECT_FALSE(areOriginalFinderTags(*folderEditor));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -240,7 +242,7 @@ TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
   EXPECT_EQ(editor->currentValue(caption), "Ends in a blank here");
   editor->mergeValue("Paris", city);  // no value: no separator
   EXPECT_EQ(editor->currentValue(city), "Paris");
-  editor->clearValue(headline);  // an empty value: no separator
+  clearValue(*editor, headline);  // an empty value: no separator
   editor->mergeValue("Dawn", headline);
   EXPECT_EQ(editor->currentValue(headline), "Dawn");
   editor->mergeValue("2", urgency);  // "digits" is text
@@ -311,7 +313,7 @@ TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
   EXPECT_EQ(editor->currentValue(create), "2021:03:04 10:11:12");
   editor->copyDate(original, gpsTime);
   EXPECT_EQ(editor->currentValue(gpsTime), "10:11:12");
-  editor->restoreValue(gpsTime);
+  restoreValue(*editor, gpsTime);
 
   // A date part onto a full date changes the day and keeps the time.
   editor->copyDate(iptcDate, original);
@@ -394,7 +396,7 @@ TEST_F(EditorOperations, ExifCreateAndModifyDates) {
   EXPECT_EQ(editor->currentValue(TagName::exifCreateDate), "2000:01:02 03:04:05");
   editor->setExifCreateDate(std::nullopt);  // a restore
   EXPECT_FALSE(editor->isValueEdited(TagName::exifCreateDate));
-  editor->clearValue(TagName::exifCreateDate);
+  clearValue(*editor, TagName::exifCreateDate);
   EXPECT_EQ(editor->exifCreateDate(), std::nullopt);
 }
 
@@ -666,7 +668,7 @@ TEST_F(EditorOperations, ImageSizeTakesTheFirstWholePair) {
   EXPECT_EQ(editorOf({})->imageSize(), std::nullopt);
   // The current value counts: a cleared width is no width.
   auto editor = editorOf({{"EXIF:ImageWidth", "160"}, {"EXIF:ImageHeight", "120"}});
-  editor->clearValue(TagName::exifImageWidth);
+  clearValue(*editor, TagName::exifImageWidth);
   EXPECT_EQ(editor->imageSize(), std::nullopt);
 }
 
@@ -719,7 +721,7 @@ TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
                           {"IPTC:Headline", "News"},
                           {"EXIF:ThumbnailLength", "10"}});
   editor->lockEditor();
-  editor->clearValue(tag("EXIF:Make"));
+  clearValue(*editor, tag("EXIF:Make"));
   editor->clearAll();
   editor->mergeValue("x", tag("IPTC:Headline"));
   editor->copy(tag("EXIF:Make"), tag("IPTC:Headline"));
@@ -742,8 +744,8 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   const auto gps = reader.readImageFile(testing::copySample("GPS.jpg", folder.path()));
   // City and Province-State are there, each a blank.
   EXPECT_EQ(gps->iptcLocationDescription(), " ,  , United Kingdom");
-  gps->clearValue(tag("IPTC:Province-State"));
-  gps->clearValue(tag("IPTC:City"));
+  clearValue(*gps, tag("IPTC:Province-State"));
+  clearValue(*gps, tag("IPTC:City"));
   EXPECT_EQ(gps->iptcLocationDescription(), ", , United Kingdom");
   EXPECT_EQ(gps->imageSize(), (MetadataEditor::ImageSize{120, 80}));
   EXPECT_TRUE(gps->hasOriginalThumbnail());

@@ -13,6 +13,7 @@
 #include "commands.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_finder_tags.h"
 #include "orvelin/editor/metadata_editor.h"
 #include "orvelin/presets/preset.h"
 #include "orvelin/tasks/image_tasks.h"
@@ -265,8 +266,8 @@ void applyIntentEdits(MetadataEditor& editor, const IntentEdits& edits, const Se
   for (const auto& [name, text] : edits.merges) merge(editor, name, text, refusals);
   if (edits.preset) editor.apply(edits.preset->entries());
   if (options.removeThumbnail) editor.removeThumbnail();
-  if (options.keywordsFromFinderTags && refusals.editable(TagName::iptcKeywords)) editor.copyFinderTagsToIPTCKeywords();
-  if (options.finderTagsFromKeywords) editor.copyIPTCKeywordsToFinderTags();
+  if (options.keywordsFromFinderTags && refusals.editable(TagName::iptcKeywords)) copyFinderTagsToIPTCKeywords(editor);
+  if (options.finderTagsFromKeywords) copyIPTCKeywordsToFinderTags(editor);
 }
 
 // Applies the plain edits to one editor.

@@ -17,12 +17,10 @@
 #include "orvelin/tags/tag_name.h"
 // For the operations built on the slots (the last section of MetadataEditor).
 #include "orvelin/presets/preset_entry.h"
-#include "orvelin/tags/tag_item.h"
 #include "orvelin/values/coordinate.h"
 #include "orvelin/values/date_edition.h"
 #include "orvelin/values/date_values.h"
 #include "orvelin/values/location.h"
-#include "orvelin/values/value.h"
 
 namespace orvelin {
 
@@ -131,9 +129,8 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   void concludeInternalSaveChanges(ReadWriteStorage& storage) override;
 
   // -------------------------------------------------------------------------------------------
-  // Operations built on the slots above: typed values, Finder tags, edits with intent, dates,
-  // presets, GPS and image facts (metadata_editor_value.cc, _finder.cc, _edition.cc, _date.cc,
-  // _gps.cc, _image.cc).
+  // Operations built on the slots above: edits with intent, dates, presets, GPS and image facts
+  // (metadata_editor_edition.cc, _date.cc, _gps.cc, _image.cc).
   //
   // They keep no state and cannot be overridden. Every read and write goes through the public
   // slots, so the editor's rules hold for each tag they touch: a tag that cannot be edited is
@@ -148,31 +145,6 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   //
   // Vocabulary: to clear (or erase) a tag is to set it to the empty text, an edit that deletes
   // the tag at the next save; to restore it is to set it to absent, withdrawing any edit.
-
-  // Values by name and by catalogue record.
-  void restoreValue(const TagName& name);
-  void restoreValues(const std::vector<TagName>& names);
-  void clearValue(const TagName& name);
-  void clearValues(const std::vector<TagName>& names);
-  std::optional<std::string> currentValue(const TagItem& tag) const;
-  void setValue(const std::optional<std::string>& value, const TagItem& tag);
-  // The current value read by the record's converter; an absent value goes through it as
-  // absent, and a cleared one as the empty text.
-  std::optional<Value> currentRawValue(const TagItem& tag) const;
-  // The value written by the record's converter, then set; a value the converter gives no text
-  // for (absent included) restores the tag rather than clearing it.
-  void setRawValue(const std::optional<Value>& value, const TagItem& tag);
-
-  // Finder tags. The pending tags, else the file's (two separate reads).
-  std::vector<std::string> currentFinderTags() const;
-  // No Finder tags pending.
-  bool areOriginalFinderTags() const;
-  void restoreFinderTags();
-  // IPTC:Keywords set to the current Finder tags joined by ","; refused while locked.
-  void copyFinderTagsToIPTCKeywords();
-  // The Finder tags set to IPTC:Keywords split at ","; no keywords drops pending Finder tags.
-  // Allowed while locked, as setFinderTags() is.
-  void copyIPTCKeywordsToFinderTags();
 
   // Clears every tag of `stream` (absent: of every stream), in a session. A file clears the
   // tags it has; a folder, which has no list of tags, every key the catalogue knows for the
