@@ -16,6 +16,8 @@
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_dates.h"
+#include "orvelin/editor/editor_editions.h"
 #include "orvelin/editor/editor_finder_tags.h"
 #include "orvelin/editor/editor_values.h"
 #include "orvelin/editor/et_editors.h"
@@ -175,24 +177,24 @@ TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
                           {"File:ImageWidth", "8"}});
   {
     SessionRecorder recorder;
-    editor->clearAll(TagStream::iptc);
+    clearAll(*editor, TagStream::iptc);
     EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
   }
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
   {
     SessionRecorder recorder;
-    editor->clearAll(TagStream::xmp);  // a stream the file lacks: an empty session
+    clearAll(*editor, TagStream::xmp);  // a stream the file lacks: an empty session
     ASSERT_EQ(recorder.sets().size(), 1u);
     EXPECT_TRUE(recorder.sets().front().values.empty());
   }
-  editor->clearAll();
+  clearAll(*editor);
   // File:ImageWidth cannot be edited and stays.
   EXPECT_EQ(editor->writtenTagNames().size(), 4u);
   EXPECT_EQ(editor->currentValue(tag("File:ImageWidth")), "8");
-  editor->restoreAll(TagStream::exif);
+  restoreAll(*editor, TagStream::exif);
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
   editor->setFinderTags(std::vector<std::string>{"kept"});
-  editor->restoreAll();
+  restoreAll(*editor);
   EXPECT_TRUE(editor->writtenTagNames().empty());
   EXPECT_EQ(editor->writtenFinderTags(), (std::vector<std::string>{"kept"}));
 }
@@ -207,11 +209,11 @@ TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
   };
   auto folder = editorOf({}, "/photos/folder");
   SessionRecorder recorder;
-  folder->clearAll(TagStream::iptc);
+  clearAll(*folder, TagStream::iptc);
   EXPECT_EQ(folder->writtenTagNames().size(), writable(TagStream::iptc));
   for (const auto& name : folder->writtenTagNames()) EXPECT_EQ(folder->writtenValue(name), "");
 
-  folder->clearAll();
+  clearAll(*folder);
   std::size_t all = 0, keys = 0;
   for (const auto& stream : catalogue->streams) {
     all += writable(stream);
@@ -234,44 +236,44 @@ TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
                           {"IPTC:Caption-Abstract", "Ends in a blank "},
                           {"EXIF:ISO", "100"},
                           {"IPTC:Urgency", "5"}});
-  editor->mergeValue("at sea", headline);
+  mergeValue(*editor, "at sea", headline);
   EXPECT_EQ(editor->currentValue(headline), "Sunset at sea");
-  editor->mergeValue("sun", keywords);
+  mergeValue(*editor, "sun", keywords);
   EXPECT_EQ(editor->currentValue(keywords), "sea, sun");
-  editor->mergeValue("here", caption);
+  mergeValue(*editor, "here", caption);
   EXPECT_EQ(editor->currentValue(caption), "Ends in a blank here");
-  editor->mergeValue("Paris", city);  // no value: no separator
+  mergeValue(*editor, "Paris", city);  // no value: no separator
   EXPECT_EQ(editor->currentValue(city), "Paris");
   clearValue(*editor, headline);  // an empty value: no separator
-  editor->mergeValue("Dawn", headline);
+  mergeValue(*editor, "Dawn", headline);
   EXPECT_EQ(editor->currentValue(headline), "Dawn");
-  editor->mergeValue("2", urgency);  // "digits" is text
+  mergeValue(*editor, "2", urgency);  // "digits" is text
   EXPECT_EQ(editor->currentValue(urgency), "5 2");
 
   // No text type: nothing, whatever the text.
-  for (const char* text : {"200", "", "x"}) editor->mergeValue(text, iso);
+  for (const char* text : {"200", "", "x"}) mergeValue(*editor, text, iso);
   EXPECT_FALSE(editor->isValueEdited(iso));
-  editor->mergeValue("x", tag("EXIF:NoSuchTag"));
+  mergeValue(*editor, "x", tag("EXIF:NoSuchTag"));
   EXPECT_EQ(editor->writtenTagNames().size(), 5u);
 }
 
 TEST_F(EditorOperations, CopyGoesThroughTheRawForm) {
   const auto description = TagName::exifImageDescription, fNumber = tag("EXIF:FNumber"), iso = tag("EXIF:ISO");
   auto editor = editorOf({{"EXIF:FNumber", "5,6"}, {"EXIF:ISO", "100"}, {"EXIF:ImageDescription", "Old"}});
-  editor->copy(fNumber, description);
+  copy(*editor, fNumber, description);
   EXPECT_EQ(editor->currentValue(description), "5.6");  // a number, re-expressed as text
-  editor->copy(iso, fNumber);
+  copy(*editor, iso, fNumber);
   EXPECT_EQ(editor->currentValue(fNumber), "100.00000000");
-  editor->copy(description, iso);  // "5.6" is no integer: the ISO is restored
+  copy(*editor, description, iso);  // "5.6" is no integer: the ISO is restored
   EXPECT_FALSE(editor->isValueEdited(iso));
 
   // From a tag without a value: the destination is restored, not cleared.
-  editor->copy(tag("EXIF:Artist"), description);
+  copy(*editor, tag("EXIF:Artist"), description);
   EXPECT_FALSE(editor->isValueEdited(description));
   EXPECT_EQ(editor->currentValue(description), "Old");
   // Names the catalogue does not know: nothing.
-  editor->copy(tag("EXIF:Nothing"), description);
-  editor->copy(iso, tag("EXIF:Nothing"));
+  copy(*editor, tag("EXIF:Nothing"), description);
+  copy(*editor, iso, tag("EXIF:Nothing"));
   EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{fNumber});
 }
 
@@ -279,21 +281,21 @@ TEST_F(EditorOperations, CloneMovesWhatAReaderSees) {
   const auto orientation = tag("EXIF:Orientation"), description = TagName::exifImageDescription,
              headline = tag("IPTC:Headline");
   auto editor = editorOf({{"EXIF:Orientation", "1"}, {"EXIF:Make", "Canon"}});
-  editor->clone(orientation, description);
+  clone(*editor, orientation, description);
   EXPECT_EQ(editor->currentValue(description), "Horizontal (normal)");
-  editor->clone(tag("EXIF:Make"), headline);
+  clone(*editor, tag("EXIF:Make"), headline);
   EXPECT_EQ(editor->currentValue(headline), "Canon");
   // A choice that is not in the list goes as its formatted text.
   editor->setValue(std::string("9"), orientation);
-  editor->clone(orientation, description);
+  clone(*editor, orientation, description);
   EXPECT_EQ(editor->currentValue(description), "9");
   // Into a number tag: the localised text is no number, and the destination is restored.
   editor->setValue(std::string("1"), orientation);
   editor->setValue(std::string("3"), tag("EXIF:ResolutionUnit"));
-  editor->clone(orientation, tag("EXIF:ResolutionUnit"));
+  clone(*editor, orientation, tag("EXIF:ResolutionUnit"));
   EXPECT_FALSE(editor->isValueEdited(tag("EXIF:ResolutionUnit")));
   // From nothing: restored.
-  editor->clone(tag("EXIF:Artist"), headline);
+  clone(*editor, tag("EXIF:Artist"), headline);
   EXPECT_FALSE(editor->isValueEdited(headline));
 }
 
@@ -309,44 +311,46 @@ TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
                           {"EXIF:GPSDateStamp", "2019:05:06"},
                           {"EXIF:GPSTimeStamp", "21:22:23"}});
   // Full onto full, and full onto a part: direct copies.
-  editor->copyDate(original, create);
+  copyDate(*editor, original, create);
   EXPECT_EQ(editor->currentValue(create), "2021:03:04 10:11:12");
-  editor->copyDate(original, gpsTime);
+  copyDate(*editor, original, gpsTime);
   EXPECT_EQ(editor->currentValue(gpsTime), "10:11:12");
   restoreValue(*editor, gpsTime);
 
   // A date part onto a full date changes the day and keeps the time.
-  editor->copyDate(iptcDate, original);
+  copyDate(*editor, iptcDate, original);
   EXPECT_EQ(editor->currentValue(original), "2020:01:02 10:11:12");
   // A time part onto a full date changes the time and keeps the day.
-  editor->copyDate(gpsTime, original);
+  copyDate(*editor, gpsTime, original);
   EXPECT_EQ(editor->currentValue(original), "2020:01:02 21:22:23");
   // A date part onto a time part: the time part keeps its time (on the source's day).
-  editor->copyDate(gpsDate, gpsTime);
+  copyDate(*editor, gpsDate, gpsTime);
   EXPECT_EQ(editor->currentValue(gpsTime), "21:22:23");
   // "partialdate" onto "digitsdate": the destination keeps its date.
-  editor->copyDate(gpsDate, iptcDate);
+  copyDate(*editor, gpsDate, iptcDate);
   EXPECT_FALSE(editor->isValueEdited(iptcDate));
   EXPECT_EQ(editor->currentValue(iptcDate), "20200102");
   // A time part onto a date part: the day stays.
-  editor->copyDate(gpsTime, iptcDate);
+  copyDate(*editor, gpsTime, iptcDate);
   EXPECT_EQ(editor->currentValue(iptcDate), "20200102");
 
   // A date part onto a full date without a value: a direct copy, at midnight.
-  editor->copyDate(iptcDate, tag("EXIF:ModifyDate"));
+  copyDate(*editor, iptcDate, tag("EXIF:ModifyDate"));
   EXPECT_EQ(editor->currentValue(tag("EXIF:ModifyDate")), "2020:01:02 00:00:00");
   // A source without a date onto a dated destination: the destination is restored.
-  editor->copyDate(tag("IPTC:DateSent"), original);
+  copyDate(*editor, tag("IPTC:DateSent"), original);
   EXPECT_FALSE(editor->isValueEdited(original));
   EXPECT_EQ(editor->currentValue(original), "2021:03:04 10:11:12");
-  editor->copyDate(tag("IPTC:Nothing"), original);
+  copyDate(*editor, tag("IPTC:Nothing"), original);
   EXPECT_FALSE(editor->isValueEdited(original));
 }
 
 TEST_F(EditorOperations, DateEditionsOnATag) {
   const auto original = tag("EXIF:DateTimeOriginal"), iptcDate = TagName::iptcDateCreated;
   auto editor = editorOf({{"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"}, {"IPTC:DateCreated", "20240228"}});
-  auto apply = [&](const char* edition, const TagName& name) { editor->apply(*DateEdition::fromDescription(edition), name); };
+  auto apply = [&](const char* edition, const TagName& name) {
+    orvelin::apply(*editor, *DateEdition::fromDescription(edition), name);
+  };
 
   const struct {
     const char* edition;
@@ -390,14 +394,14 @@ TEST_F(EditorOperations, DateEditionsOnATag) {
 
 TEST_F(EditorOperations, ExifCreateAndModifyDates) {
   auto editor = editorOf({{"EXIF:CreateDate", "2021:03:04 10:11"}, {"EXIF:ModifyDate", "not a date"}});
-  EXPECT_EQ(dateText.stringValueFromTypedValue(editor->exifCreateDate()), "2021:03:04 10:11:00");
-  EXPECT_EQ(editor->exifModifyDate(), std::nullopt);
-  editor->setExifCreateDate(dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*editor)), "2021:03:04 10:11:00");
+  EXPECT_EQ(exifModifyDate(*editor), std::nullopt);
+  setExifCreateDate(*editor, dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
   EXPECT_EQ(editor->currentValue(TagName::exifCreateDate), "2000:01:02 03:04:05");
-  editor->setExifCreateDate(std::nullopt);  // a restore
+  setExifCreateDate(*editor, std::nullopt);  // a restore
   EXPECT_FALSE(editor->isValueEdited(TagName::exifCreateDate));
   clearValue(*editor, TagName::exifCreateDate);
-  EXPECT_EQ(editor->exifCreateDate(), std::nullopt);
+  EXPECT_EQ(exifCreateDate(*editor), std::nullopt);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -411,29 +415,29 @@ TEST_F(EditorOperations, PresetEntriesOnTags) {
                           {"EXIF:Orientation", "1"},
                           {"EXIF:Artist", "Me"}});
   // A value entry on a date tag is a date edition; any other text leaves the tag alone.
-  editor->apply(PresetEntry::value("2022:01:01 00:00:00"), original);
+  apply(*editor, PresetEntry::value("2022:01:01 00:00:00"), original);
   EXPECT_FALSE(editor->isValueEdited(original));
-  editor->apply(PresetEntry::value("SHIFT(hh: 1)"), original);
+  apply(*editor, PresetEntry::value("SHIFT(hh: 1)"), original);
   EXPECT_EQ(editor->currentValue(original), "2021:02:01 00:30:00");
-  editor->apply(PresetEntry::value("A text"), description);
+  apply(*editor, PresetEntry::value("A text"), description);
   EXPECT_EQ(editor->currentValue(description), "A text");
   // A copy onto a date tag is a date copy: the IPTC day with the time of the destination.
-  editor->apply(PresetEntry::copy("IPTC:DateCreated"), tag("EXIF:CreateDate"));
+  apply(*editor, PresetEntry::copy("IPTC:DateCreated"), tag("EXIF:CreateDate"));
   EXPECT_EQ(editor->currentValue(tag("EXIF:CreateDate")), "2020:01:02 07:08:09");
-  editor->apply(PresetEntry::copy(" EXIF : Artist "), tag("IPTC:By-line"));
+  apply(*editor, PresetEntry::copy(" EXIF : Artist "), tag("IPTC:By-line"));
   EXPECT_EQ(editor->currentValue(tag("IPTC:By-line")), "Me");
-  editor->apply(PresetEntry::copy("no colon"), tag("IPTC:Headline"));
-  editor->apply(PresetEntry::clone("EXIF:Orientation"), tag("IPTC:Headline"));
+  apply(*editor, PresetEntry::copy("no colon"), tag("IPTC:Headline"));
+  apply(*editor, PresetEntry::clone("EXIF:Orientation"), tag("IPTC:Headline"));
   EXPECT_EQ(editor->currentValue(tag("IPTC:Headline")), "Horizontal (normal)");
-  editor->apply(PresetEntry::merge("again"), description);
+  apply(*editor, PresetEntry::merge("again"), description);
   EXPECT_EQ(editor->currentValue(description), "A text again");
-  editor->apply(PresetEntry::remove(), tag("EXIF:Artist"));
+  apply(*editor, PresetEntry::remove(), tag("EXIF:Artist"));
   EXPECT_EQ(editor->currentValue(tag("EXIF:Artist")), "");
-  editor->apply(PresetEntry::restore(), description);
+  apply(*editor, PresetEntry::restore(), description);
   EXPECT_FALSE(editor->isValueEdited(description));
   const auto before = editor->writtenTagNames();
-  editor->apply(PresetEntry::none(), tag("EXIF:Artist"));
-  editor->apply(PresetEntry::remove(), tag("EXIF:NoSuchTag"));
+  apply(*editor, PresetEntry::none(), tag("EXIF:Artist"));
+  apply(*editor, PresetEntry::remove(), tag("EXIF:NoSuchTag"));
   EXPECT_EQ(editor->writtenTagNames(), before);
 }
 
@@ -448,7 +452,7 @@ TEST_F(EditorOperations, APresetMapIsOneSession) {
       {tag("EXIF:Make"), PresetEntry::none()},
   };
   SessionRecorder recorder;
-  editor->apply(entries);
+  apply(*editor, entries);
   EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{TagName::exifImageDescription, tag("IPTC:By-line"),
                                                              tag("IPTC:Headline"), tag("EXIF:Software")}));
   EXPECT_EQ(editor->writtenTagNames(),
@@ -722,14 +726,14 @@ TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
                           {"EXIF:ThumbnailLength", "10"}});
   editor->lockEditor();
   clearValue(*editor, tag("EXIF:Make"));
-  editor->clearAll();
-  editor->mergeValue("x", tag("IPTC:Headline"));
-  editor->copy(tag("EXIF:Make"), tag("IPTC:Headline"));
-  editor->clone(tag("EXIF:Make"), tag("IPTC:Headline"));
-  editor->copyDate(tag("EXIF:DateTimeOriginal"), tag("EXIF:CreateDate"));
-  editor->apply(*DateEdition::fromDescription("SHIFT(hh: 1)"), tag("EXIF:DateTimeOriginal"));
-  editor->apply({{tag("EXIF:Artist"), PresetEntry::value("x")}});
-  editor->setExifCreateDate(currentDate());
+  clearAll(*editor);
+  mergeValue(*editor, "x", tag("IPTC:Headline"));
+  copy(*editor, tag("EXIF:Make"), tag("IPTC:Headline"));
+  clone(*editor, tag("EXIF:Make"), tag("IPTC:Headline"));
+  copyDate(*editor, tag("EXIF:DateTimeOriginal"), tag("EXIF:CreateDate"));
+  apply(*editor, *DateEdition::fromDescription("SHIFT(hh: 1)"), tag("EXIF:DateTimeOriginal"));
+  apply(*editor, {{tag("EXIF:Artist"), PresetEntry::value("x")}});
+  setExifCreateDate(*editor, currentDate());
   editor->setEXIFGPSLocation(Location{}, false);
   editor->eraseEXIFGPSLocation();
   editor->removeThumbnail();
@@ -759,7 +763,7 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   EXPECT_EQ(png->imageSize(), (MetadataEditor::ImageSize{16, 16}));
   EXPECT_FALSE(png->hasCurrentThumbnail());
   const auto canon = reader.readImageFile(testing::copySample("Canon.jpg", folder.path()));
-  EXPECT_EQ(dateText.stringValueFromTypedValue(canon->exifCreateDate()), "2003:12:04 06:46:52");
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*canon)), "2003:12:04 06:46:52");
 }
 
 // Operations on shared editors from many threads: each slot call is atomic, and the sessions
@@ -777,13 +781,13 @@ TEST_F(EditorOperations, ConcurrentOperations) {
       while (ready < 4) std::this_thread::yield();
       for (int round = 0; round < 20; ++round) {
         shared->setEXIFGPSCoordinate(Coordinate(i, -i));
-        shared->mergeValue("x", tag("IPTC:Headline"));
+        mergeValue(*shared, "x", tag("IPTC:Headline"));
         (void)shared->exifGPSLocation();
         (void)shared->imageSize();
-        own[i]->apply({{tag("EXIF:Make"), PresetEntry::value("Nikon")}, {tag("EXIF:Artist"), PresetEntry::remove()}});
+        apply(*own[i], {{tag("EXIF:Make"), PresetEntry::value("Nikon")}, {tag("EXIF:Artist"), PresetEntry::remove()}});
         own[i]->removeThumbnail();
-        own[i]->clearAll(TagStream::exif);
-        own[i]->restoreAll();
+        clearAll(*own[i], TagStream::exif);
+        restoreAll(*own[i]);
         own[i]->restoreThumbnail();
       }
     });

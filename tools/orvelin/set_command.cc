@@ -13,6 +13,8 @@
 #include "commands.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_dates.h"
+#include "orvelin/editor/editor_editions.h"
 #include "orvelin/editor/editor_finder_tags.h"
 #include "orvelin/editor/metadata_editor.h"
 #include "orvelin/presets/preset.h"
@@ -243,7 +245,7 @@ void merge(MetadataEditor& editor, const TagName& name, const std::string& text,
   const auto item = refusals.editable(name);
   if (!item) return;
   const auto before = editor.currentValue(name);
-  editor.mergeValue(text, name);
+  mergeValue(editor, text, name);
   if (!text.empty() && editor.currentValue(name) == before)
     refusals.refuse(name, "a " + std::string(item->type.rawValue()) + " tag takes no text");
 }
@@ -256,15 +258,15 @@ void applyIntentEdits(MetadataEditor& editor, const IntentEdits& edits, const Se
     editor.setEXIFGPSCoordinate(*edits.position);
   if (edits.altitude && refusals.editable(TagName::exifGPSAltitude)) editor.setEXIFGPSAltitude(*edits.altitude);
   for (const auto& [name, edition] : edits.dates)
-    if (refusals.editable(name)) editor.apply(edition, name);
+    if (refusals.editable(name)) apply(editor, edition, name);
   for (const auto& [source, destination] : edits.copies)
-    if (refusals.known(source) && refusals.editable(destination)) editor.copy(source, destination);
+    if (refusals.known(source) && refusals.editable(destination)) copy(editor, source, destination);
   for (const auto& [source, destination] : edits.copyDates)
-    if (refusals.known(source) && refusals.editable(destination)) editor.copyDate(source, destination);
+    if (refusals.known(source) && refusals.editable(destination)) copyDate(editor, source, destination);
   for (const auto& [source, destination] : edits.clones)
-    if (refusals.known(source) && refusals.editable(destination)) editor.clone(source, destination);
+    if (refusals.known(source) && refusals.editable(destination)) clone(editor, source, destination);
   for (const auto& [name, text] : edits.merges) merge(editor, name, text, refusals);
-  if (edits.preset) editor.apply(edits.preset->entries());
+  if (edits.preset) apply(editor, edits.preset->entries());
   if (options.removeThumbnail) editor.removeThumbnail();
   if (options.keywordsFromFinderTags && refusals.editable(TagName::iptcKeywords)) copyFinderTagsToIPTCKeywords(editor);
   if (options.finderTagsFromKeywords) copyIPTCKeywordsToFinderTags(editor);

@@ -16,9 +16,7 @@
 #include "orvelin/tags/tag_access.h"
 #include "orvelin/tags/tag_name.h"
 // For the operations built on the slots (the last section of MetadataEditor).
-#include "orvelin/presets/preset_entry.h"
 #include "orvelin/values/coordinate.h"
-#include "orvelin/values/date_edition.h"
 #include "orvelin/values/date_values.h"
 #include "orvelin/values/location.h"
 
@@ -129,8 +127,8 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   void concludeInternalSaveChanges(ReadWriteStorage& storage) override;
 
   // -------------------------------------------------------------------------------------------
-  // Operations built on the slots above: edits with intent, dates, presets, GPS and image facts
-  // (metadata_editor_edition.cc, _date.cc, _gps.cc, _image.cc).
+  // Operations built on the slots above: GPS and image facts (metadata_editor_gps.cc,
+  // _image.cc).
   //
   // They keep no state and cannot be overridden. Every read and write goes through the public
   // slots, so the editor's rules hold for each tag they touch: a tag that cannot be edited is
@@ -145,49 +143,6 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   //
   // Vocabulary: to clear (or erase) a tag is to set it to the empty text, an edit that deletes
   // the tag at the next save; to restore it is to set it to absent, withdrawing any edit.
-
-  // Clears every tag of `stream` (absent: of every stream), in a session. A file clears the
-  // tags it has; a folder, which has no list of tags, every key the catalogue knows for the
-  // stream(s), those that cannot be edited being refused one by one. Finder tags stay.
-  void clearAll(const std::optional<TagStream>& stream = std::nullopt);
-  // Restores every pending value of `stream` (absent: of every stream), in a session. Finder
-  // tags stay.
-  void restoreAll(const std::optional<TagStream>& stream = std::nullopt);
-  // Appends `text` to the current value, after ", " for a list tag and " " for another one,
-  // unless the value is empty or ends in a blank. Only text tags take it: on any other type,
-  // and for a tag the catalogue does not know, nothing happens.
-  void mergeValue(const std::string& text, const TagName& name);
-  // Sets `destination` to the value of `source` read by the source's converter and written by
-  // the destination's, so that numbers and dates take the destination's form. A source without
-  // value normally restores the destination. Both tags must be in the catalogue, else nothing
-  // happens.
-  void copy(const TagName& source, const TagName& destination);
-  // copy() between date tags, but a date-only source sets only the day of a destination with a
-  // time, and a time-only source only its time; a destination without date gets a plain copy,
-  // and a source without date (onto a dated destination) restores the destination.
-  void copyDate(const TagName& source, const TagName& destination);
-  // Sets `destination` to the value of `source` as a reader sees it: the localised text of a
-  // choice from the source's list, else the source's formatted text, each read by the
-  // destination's converter.
-  void clone(const TagName& source, const TagName& destination);
-  // A date edition on one tag: restore and remove set absent and the empty text; select,
-  // update and shift work on the tag's date (read in any of the date formats) and write the
-  // result in the tag's own form, keeping the value when the result has none. These three do
-  // nothing for a tag the catalogue does not know.
-  void apply(const DateEdition& edition, const TagName& name);
-  // A preset entry on one tag: a value entry on a date tag is a date edition's text (nothing
-  // happens when it is none), on another tag a text to set; copy and clone name their source
-  // "stream:key" (copy between date tags is copyDate()); merge, remove, restore and none as
-  // their names say. Nothing happens for a tag the catalogue does not know.
-  void apply(const PresetEntry& entry, const TagName& name);
-  // Every entry in the map's order, in a session. One entry must not rely on another's result.
-  void apply(const std::map<TagName, PresetEntry>& entries);
-  // EXIF:CreateDate and EXIF:ModifyDate read in any of the date formats; absent when empty or
-  // unreadable.
-  std::optional<Date> exifCreateDate() const;
-  std::optional<Date> exifModifyDate() const;
-  // EXIF:CreateDate written "yyyy:MM:dd HH:mm:ss" in local time; absent restores it.
-  void setExifCreateDate(const std::optional<Date>& date);
 
   // GPS, over the EXIF tags GPSLatitude, GPSLongitude, GPSAltitude (unsigned numbers), their
   // references GPSLatitudeRef ("N"/"S"), GPSLongitudeRef ("E"/"W"), GPSAltitudeRef ("0" above
