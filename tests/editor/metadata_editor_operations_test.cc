@@ -19,6 +19,7 @@
 #include "orvelin/editor/editor_dates.h"
 #include "orvelin/editor/editor_editions.h"
 #include "orvelin/editor/editor_finder_tags.h"
+#include "orvelin/editor/editor_gps.h"
 #include "orvelin/editor/editor_values.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/storage/metadata_et_reader.h"
@@ -469,7 +470,7 @@ TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
   auto latitudeOf = [](const char* number, const char* reference) {
     auto editor = reference ? editorOf({{"EXIF:GPSLatitude", number}, {"EXIF:GPSLatitudeRef", reference}})
                             : editorOf({{"EXIF:GPSLatitude", number}});
-    return editor->exifGPSLatitude();
+    return exifGPSLatitude(*editor);
   };
   EXPECT_EQ(latitudeOf("12.5", nullptr), 12.5);
   EXPECT_EQ(latitudeOf("12.5", "S"), -12.5);
@@ -485,14 +486,14 @@ TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
                           {"EXIF:GPSLongitudeRef", "W"},
                           {"EXIF:GPSAltitude", "35"},
                           {"EXIF:GPSAltitudeRef", "1"}});
-  EXPECT_EQ(editor->exifGPSLongitude(), -2.5);
-  EXPECT_EQ(editor->exifGPSAltitude(), -35.0);
-  EXPECT_EQ(editor->exifGPSCoordinate(), std::nullopt);  // no latitude
-  EXPECT_EQ(editor->exifGPSLocation(), std::nullopt);
+  EXPECT_EQ(exifGPSLongitude(*editor), -2.5);
+  EXPECT_EQ(exifGPSAltitude(*editor), -35.0);
+  EXPECT_EQ(exifGPSCoordinate(*editor), std::nullopt);  // no latitude
+  EXPECT_EQ(exifGPSLocation(*editor), std::nullopt);
   editor->setValue(std::string("w"), TagName::exifGPSLongitudeRef);
-  EXPECT_EQ(editor->exifGPSLongitude(), 2.5);
+  EXPECT_EQ(exifGPSLongitude(*editor), 2.5);
   editor->setValue(std::string("0"), TagName::exifGPSAltitudeRef);
-  EXPECT_EQ(editor->exifGPSAltitude(), 35.0);
+  EXPECT_EQ(exifGPSAltitude(*editor), 35.0);
 }
 
 TEST_F(EditorOperations, GPSWritersStoreMagnitudeAndReference) {
@@ -501,45 +502,45 @@ TEST_F(EditorOperations, GPSWritersStoreMagnitudeAndReference) {
     return std::make_pair(editor->currentValue(number).value_or("absent"), editor->currentValue(reference).value_or("absent"));
   };
   using Pair = std::pair<std::string, std::string>;
-  editor->setEXIFGPSLatitude(-12.5);
+  setEXIFGPSLatitude(*editor, -12.5);
   EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("12.50000000", "S"));
-  editor->setEXIFGPSLatitude(0.0);
+  setEXIFGPSLatitude(*editor, 0.0);
   EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("0.00000000", "N"));
-  editor->setEXIFGPSLongitude(-0.0);
+  setEXIFGPSLongitude(*editor, -0.0);
   EXPECT_EQ(stored(TagName::exifGPSLongitude, TagName::exifGPSLongitudeRef), Pair("0.00000000", "E"));
-  editor->setEXIFGPSLongitude(-151.2);
+  setEXIFGPSLongitude(*editor, -151.2);
   EXPECT_EQ(stored(TagName::exifGPSLongitude, TagName::exifGPSLongitudeRef), Pair("151.20000000", "W"));
-  editor->setEXIFGPSAltitude(-3);
+  setEXIFGPSAltitude(*editor, -3);
   EXPECT_EQ(stored(TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef), Pair("3.00000000", "1"));
-  EXPECT_EQ(editor->exifGPSAltitude(), -3.0);
-  editor->setEXIFGPSAltitude(1.25);
+  EXPECT_EQ(exifGPSAltitude(*editor), -3.0);
+  setEXIFGPSAltitude(*editor, 1.25);
   EXPECT_EQ(stored(TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef), Pair("1.25000000", "0"));
-  editor->setEXIFGPSLatitude(std::nullopt);  // erases the group
+  setEXIFGPSLatitude(*editor, std::nullopt);  // erases the group
   EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("absent", "absent"));
 
   // Stamps are local time; the moment of the two.
   const auto moment = dateText.typedValueFromStringValue("2021:12:31 23:59:58");
-  editor->setEXIFGPSDateTime(moment);
+  setEXIFGPSDateTime(*editor, moment);
   EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2021:12:31");
   EXPECT_EQ(editor->currentValue(TagName::exifGPSTimeStamp), "23:59:58");
-  EXPECT_EQ(editor->exifGPSDateStamp(), PartialDate(2021, 12, 31));
-  EXPECT_EQ(editor->exifGPSTimeStamp(), PartialTime(23, 59, 58));
-  EXPECT_EQ(editor->exifGPSDateTime(), moment);
-  editor->setEXIFGPSTimeStamp(std::nullopt);
-  EXPECT_EQ(editor->exifGPSDateTime(), std::nullopt);
-  editor->setEXIFGPSTimeStamp(PartialTime(1, 2, 3));
-  editor->setEXIFGPSDateStamp(PartialDate(2020, 2, 29));
-  EXPECT_EQ(dateText.stringValueFromTypedValue(editor->exifGPSDateTime()), "2020:02:29 01:02:03");
+  EXPECT_EQ(exifGPSDateStamp(*editor), PartialDate(2021, 12, 31));
+  EXPECT_EQ(exifGPSTimeStamp(*editor), PartialTime(23, 59, 58));
+  EXPECT_EQ(exifGPSDateTime(*editor), moment);
+  setEXIFGPSTimeStamp(*editor, std::nullopt);
+  EXPECT_EQ(exifGPSDateTime(*editor), std::nullopt);
+  setEXIFGPSTimeStamp(*editor, PartialTime(1, 2, 3));
+  setEXIFGPSDateStamp(*editor, PartialDate(2020, 2, 29));
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifGPSDateTime(*editor)), "2020:02:29 01:02:03");
 }
 
 TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
   auto editor = editorOf({{"EXIF:GPSDateStamp", "2002:07:13"}, {"EXIF:GPSTimeStamp", "14:58:24"}});
   SessionRecorder recorder;
-  editor->setEXIFGPSCoordinate(Coordinate(48.8566, -2.3522));
+  setEXIFGPSCoordinate(*editor, Coordinate(48.8566, -2.3522));
   EXPECT_EQ(recorder.sets().size(), 1u);
-  EXPECT_EQ(editor->exifGPSCoordinate(), Coordinate(48.8566, -2.3522));
-  EXPECT_EQ(editor->exifGPSCoordinate2D(), (LocationCoordinate2D{48.8566, -2.3522}));
-  auto location = editor->exifGPSLocation();
+  EXPECT_EQ(exifGPSCoordinate(*editor), Coordinate(48.8566, -2.3522));
+  EXPECT_EQ(exifGPSCoordinate2D(*editor), (LocationCoordinate2D{48.8566, -2.3522}));
+  auto location = exifGPSLocation(*editor);
   ASSERT_TRUE(location);
   EXPECT_EQ(location->altitude, 0.0);
   EXPECT_EQ(location->horizontalAccuracy, 0.0);
@@ -552,17 +553,17 @@ TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
   moved.longitude = 151.2;
   moved.altitude = 12;
   moved.timestamp = *dateText.typedValueFromStringValue("2010:01:01 00:00:00");
-  editor->setEXIFGPSLocation(moved, true);
+  setEXIFGPSLocation(*editor, moved, true);
   EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2002:07:13");
-  EXPECT_EQ(editor->exifGPSAltitude(), 12.0);
-  EXPECT_EQ(editor->exifGPSCoordinate(), Coordinate(-33.8, 151.2));
-  editor->setEXIFGPSLocation(moved, false);
+  EXPECT_EQ(exifGPSAltitude(*editor), 12.0);
+  EXPECT_EQ(exifGPSCoordinate(*editor), Coordinate(-33.8, 151.2));
+  setEXIFGPSLocation(*editor, moved, false);
   EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2010:01:01");
   EXPECT_EQ(editor->currentValue(TagName::exifGPSTimeStamp), "00:00:00");
   EXPECT_EQ(recorder.sets().size(), 3u);
 
   // An absent coordinate erases altitude and stamps too.
-  editor->setEXIFGPSCoordinate(std::nullopt);
+  setEXIFGPSCoordinate(*editor, std::nullopt);
   for (const auto& name : {TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef, TagName::exifGPSLongitude,
                            TagName::exifGPSLongitudeRef, TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef})
     EXPECT_EQ(editor->currentValue(name), std::nullopt) << name;  // never in the file: nothing to delete
@@ -571,15 +572,15 @@ TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
   EXPECT_EQ(recorder.sets().size(), 4u);
 
   // Without stamps the location is of the present moment.
-  editor->setEXIFGPSCoordinate2D(LocationCoordinate2D{1, 2});
+  setEXIFGPSCoordinate2D(*editor, LocationCoordinate2D{1, 2});
   const auto before = currentDate();
-  location = editor->exifGPSLocation();
+  location = exifGPSLocation(*editor);
   const auto after = currentDate();
   ASSERT_TRUE(location);
   EXPECT_TRUE(location->timestamp >= before && location->timestamp <= after);
   EXPECT_EQ(location->verticalAccuracy, 0.0);
-  editor->setEXIFGPSLocation(std::nullopt, true);
-  EXPECT_EQ(editor->exifGPSCoordinate(), std::nullopt);
+  setEXIFGPSLocation(*editor, std::nullopt, true);
+  EXPECT_EQ(exifGPSCoordinate(*editor), std::nullopt);
 }
 
 TEST_F(EditorOperations, GPSGroupsClearAndRestoreInSessions) {
@@ -597,51 +598,50 @@ TEST_F(EditorOperations, GPSGroupsClearAndRestoreInSessions) {
                                       TagName::exifGPSDateStamp,   TagName::exifGPSTimeStamp};
   {
     SessionRecorder recorder;
-    editor->eraseEXIFGPSAltitude();
+    eraseEXIFGPSAltitude(*editor);
     EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef}));
   }
   {
     SessionRecorder recorder;
     // The altitude pair is cleared already: a value equal to the current one is not registered.
-    editor->eraseEXIFGPSLocation();
+    eraseEXIFGPSLocation(*editor);
     std::set<TagName> six(eight.begin(), eight.end());
     six.erase(TagName::exifGPSAltitude);
     six.erase(TagName::exifGPSAltitudeRef);
     EXPECT_EQ(recorder.onlySession(editor), six);
   }
   for (const auto& name : eight) EXPECT_EQ(editor->writtenValue(name), "") << name;
-  editor->restoreEXIFGPSDateTime();
-  EXPECT_EQ(editor->exifGPSDateStamp(), PartialDate(2002, 7, 13));
-  editor->clearEXIFGPSLongitude();
-  editor->restoreEXIFGPSLatitude();
-  EXPECT_EQ(editor->exifGPSLatitude(), 1.0);
-  EXPECT_EQ(editor->exifGPSLongitude(), std::nullopt);
+  restoreEXIFGPSDateTime(*editor);
+  EXPECT_EQ(exifGPSDateStamp(*editor), PartialDate(2002, 7, 13));
+  clearEXIFGPSLongitude(*editor);
+  restoreEXIFGPSLatitude(*editor);
+  EXPECT_EQ(exifGPSLatitude(*editor), 1.0);
+  EXPECT_EQ(exifGPSLongitude(*editor), std::nullopt);
   {
     SessionRecorder recorder;
-    editor->restoreEXIFGPSLocation();
+    restoreEXIFGPSLocation(*editor);
     EXPECT_EQ(recorder.sets().size(), 1u);
   }
   for (const auto& name : eight) EXPECT_FALSE(editor->isValueEdited(name)) << name;
-  editor->eraseEXIFGPSDateStamp();
-  editor->eraseEXIFGPSTimeStamp();
+  eraseEXIFGPSDateStamp(*editor);
+  eraseEXIFGPSTimeStamp(*editor);
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{TagName::exifGPSDateStamp, TagName::exifGPSTimeStamp}));
-  editor->restoreEXIFGPSDateStamp();
-  editor->restoreEXIFGPSTimeStamp();
-  editor->restoreEXIFGPSAltitude();
-  editor->restoreEXIFGPSLongitude();
+  restoreEXIFGPSDateStamp(*editor);
+  restoreEXIFGPSTimeStamp(*editor);
+  restoreEXIFGPSAltitude(*editor);
+  restoreEXIFGPSLongitude(*editor);
   EXPECT_FALSE(editor->isEdited());
 }
 
 TEST_F(EditorOperations, IPTCLocationDescription) {
-  EXPECT_EQ(editorOf({{"IPTC:City", "Kingston"}, {"IPTC:Country-PrimaryLocationName", "Canada"}})->iptcLocationDescription(),
+  EXPECT_EQ(iptcLocationDescription(*editorOf({{"IPTC:City", "Kingston"}, {"IPTC:Country-PrimaryLocationName", "Canada"}})),
             "Kingston, Canada");
-  EXPECT_EQ(editorOf({{"IPTC:City", "Kingston"},
-                      {"IPTC:Province-State", ""},
-                      {"IPTC:Country-PrimaryLocationName", "Canada"}})
-                ->iptcLocationDescription(),
+  EXPECT_EQ(iptcLocationDescription(*editorOf({{"IPTC:City", "Kingston"},
+                                               {"IPTC:Province-State", ""},
+                                               {"IPTC:Country-PrimaryLocationName", "Canada"}})),
             "Kingston, , Canada");
-  EXPECT_EQ(editorOf({{"IPTC:Province-State", "Ont"}})->iptcLocationDescription(), "Ont");
-  EXPECT_EQ(editorOf({})->iptcLocationDescription(), "");
+  EXPECT_EQ(iptcLocationDescription(*editorOf({{"IPTC:Province-State", "Ont"}})), "Ont");
+  EXPECT_EQ(iptcLocationDescription(*editorOf({})), "");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -734,8 +734,8 @@ TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
   apply(*editor, *DateEdition::fromDescription("SHIFT(hh: 1)"), tag("EXIF:DateTimeOriginal"));
   apply(*editor, {{tag("EXIF:Artist"), PresetEntry::value("x")}});
   setExifCreateDate(*editor, currentDate());
-  editor->setEXIFGPSLocation(Location{}, false);
-  editor->eraseEXIFGPSLocation();
+  setEXIFGPSLocation(*editor, Location{}, false);
+  eraseEXIFGPSLocation(*editor);
   editor->removeThumbnail();
   EXPECT_FALSE(editor->isEdited());
   editor->unlockEditor();
@@ -747,15 +747,15 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   reader.setupDefaultForEditorReading();
   const auto gps = reader.readImageFile(testing::copySample("GPS.jpg", folder.path()));
   // City and Province-State are there, each a blank.
-  EXPECT_EQ(gps->iptcLocationDescription(), " ,  , United Kingdom");
+  EXPECT_EQ(iptcLocationDescription(*gps), " ,  , United Kingdom");
   clearValue(*gps, tag("IPTC:Province-State"));
   clearValue(*gps, tag("IPTC:City"));
-  EXPECT_EQ(gps->iptcLocationDescription(), ", , United Kingdom");
+  EXPECT_EQ(iptcLocationDescription(*gps), ", , United Kingdom");
   EXPECT_EQ(gps->imageSize(), (MetadataEditor::ImageSize{120, 80}));
   EXPECT_TRUE(gps->hasOriginalThumbnail());
-  EXPECT_EQ(gps->exifGPSTimeStamp(), PartialTime(14, 58, 24));
-  EXPECT_EQ(gps->exifGPSDateTime(), std::nullopt);  // no date stamp
-  const auto position = gps->exifGPSLocation();
+  EXPECT_EQ(exifGPSTimeStamp(*gps), PartialTime(14, 58, 24));
+  EXPECT_EQ(exifGPSDateTime(*gps), std::nullopt);  // no date stamp
+  const auto position = exifGPSLocation(*gps);
   ASSERT_TRUE(position);
   EXPECT_NEAR(position->latitude, 54.98966667, 1e-7);
   EXPECT_NEAR(position->longitude, -1.91416667, 1e-7);  // "W"
@@ -780,9 +780,9 @@ TEST_F(EditorOperations, ConcurrentOperations) {
       ++ready;
       while (ready < 4) std::this_thread::yield();
       for (int round = 0; round < 20; ++round) {
-        shared->setEXIFGPSCoordinate(Coordinate(i, -i));
+        setEXIFGPSCoordinate(*shared, Coordinate(i, -i));
         mergeValue(*shared, "x", tag("IPTC:Headline"));
-        (void)shared->exifGPSLocation();
+        (void)exifGPSLocation(*shared);
         (void)shared->imageSize();
         apply(*own[i], {{tag("EXIF:Make"), PresetEntry::value("Nikon")}, {tag("EXIF:Artist"), PresetEntry::remove()}});
         own[i]->removeThumbnail();
@@ -794,7 +794,7 @@ TEST_F(EditorOperations, ConcurrentOperations) {
   }
   for (auto& thread : threads) thread.join();
   // Latitude and longitude are set one after the other: they may come from two threads.
-  const auto coordinate = shared->exifGPSCoordinate();
+  const auto coordinate = exifGPSCoordinate(*shared);
   ASSERT_TRUE(coordinate);
   EXPECT_TRUE(coordinate->latitude.value >= 0 && coordinate->latitude.value <= 3);
   EXPECT_TRUE(coordinate->longitude.value <= 0 && coordinate->longitude.value >= -3);

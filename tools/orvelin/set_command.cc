@@ -16,6 +16,7 @@
 #include "orvelin/editor/editor_dates.h"
 #include "orvelin/editor/editor_editions.h"
 #include "orvelin/editor/editor_finder_tags.h"
+#include "orvelin/editor/editor_gps.h"
 #include "orvelin/editor/metadata_editor.h"
 #include "orvelin/presets/preset.h"
 #include "orvelin/tasks/image_tasks.h"
@@ -253,10 +254,10 @@ void merge(MetadataEditor& editor, const TagName& name, const std::string& text,
 // Applies the edits with intent to one editor, after the plain ones.
 void applyIntentEdits(MetadataEditor& editor, const IntentEdits& edits, const SetOptions& options,
                       Refusals& refusals) {
-  if (options.eraseGPS) editor.eraseEXIFGPSLocation();
+  if (options.eraseGPS) eraseEXIFGPSLocation(editor);
   if (edits.position && refusals.editable(TagName::exifGPSLatitude) && refusals.editable(TagName::exifGPSLongitude))
-    editor.setEXIFGPSCoordinate(*edits.position);
-  if (edits.altitude && refusals.editable(TagName::exifGPSAltitude)) editor.setEXIFGPSAltitude(*edits.altitude);
+    setEXIFGPSCoordinate(editor, *edits.position);
+  if (edits.altitude && refusals.editable(TagName::exifGPSAltitude)) setEXIFGPSAltitude(editor, *edits.altitude);
   for (const auto& [name, edition] : edits.dates)
     if (refusals.editable(name)) apply(editor, edition, name);
   for (const auto& [source, destination] : edits.copies)

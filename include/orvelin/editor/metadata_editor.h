@@ -15,10 +15,6 @@
 #include "orvelin/storage/read_write_storage.h"
 #include "orvelin/tags/tag_access.h"
 #include "orvelin/tags/tag_name.h"
-// For the operations built on the slots (the last section of MetadataEditor).
-#include "orvelin/values/coordinate.h"
-#include "orvelin/values/date_values.h"
-#include "orvelin/values/location.h"
 
 namespace orvelin {
 
@@ -127,8 +123,7 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   void concludeInternalSaveChanges(ReadWriteStorage& storage) override;
 
   // -------------------------------------------------------------------------------------------
-  // Operations built on the slots above: GPS and image facts (metadata_editor_gps.cc,
-  // _image.cc).
+  // Operations built on the slots above: image facts (metadata_editor_image.cc).
   //
   // They keep no state and cannot be overridden. Every read and write goes through the public
   // slots, so the editor's rules hold for each tag they touch: a tag that cannot be edited is
@@ -143,65 +138,6 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   //
   // Vocabulary: to clear (or erase) a tag is to set it to the empty text, an edit that deletes
   // the tag at the next save; to restore it is to set it to absent, withdrawing any edit.
-
-  // GPS, over the EXIF tags GPSLatitude, GPSLongitude, GPSAltitude (unsigned numbers), their
-  // references GPSLatitudeRef ("N"/"S"), GPSLongitudeRef ("E"/"W"), GPSAltitudeRef ("0" above
-  // and "1" below sea level), GPSDateStamp and GPSTimeStamp (local time, as the writers
-  // below store them).
-  //
-  // Signed numbers: the stored number must read as a number of at least 0 (a stored negative
-  // number reads as absent), and the reference alone gives the sign; a missing reference
-  // counts as "N", "E" or "0", and any text but "S", "W" or "1" (a lower-case "s" included)
-  // as positive.
-  std::optional<double> exifGPSLatitude() const;
-  std::optional<double> exifGPSLongitude() const;
-  std::optional<double> exifGPSAltitude() const;
-  std::optional<PartialDate> exifGPSDateStamp() const;
-  std::optional<PartialTime> exifGPSTimeStamp() const;
-  // The two stamps together; absent unless both are there.
-  std::optional<Date> exifGPSDateTime() const;
-  // Latitude and longitude; absent unless both are there.
-  std::optional<Coordinate> exifGPSCoordinate() const;
-  std::optional<LocationCoordinate2D> exifGPSCoordinate2D() const;
-  // Latitude and longitude (both needed), the altitude (0 without one), both accuracies 0,
-  // and the stamps' moment, or the present moment without them.
-  std::optional<Location> exifGPSLocation() const;
-  // The present values among IPTC City, Province-State and Country-PrimaryLocationName, in
-  // this order and empty ones included, joined by ", ". Empty when none is present.
-  std::string iptcLocationDescription() const;
-  // A number is stored as the "%.8f" text of its magnitude and its sign as the reference (-0
-  // counts as positive). Absent erases the group. No session of their own.
-  void setEXIFGPSLatitude(const std::optional<double>& latitude);
-  void setEXIFGPSLongitude(const std::optional<double>& longitude);
-  void setEXIFGPSAltitude(const std::optional<double>& altitude);
-  // The stamps as "yyyy:MM:dd" and "HH:mm:ss"; absent erases the stamp. No session of their
-  // own.
-  void setEXIFGPSDateStamp(const std::optional<PartialDate>& date);
-  void setEXIFGPSTimeStamp(const std::optional<PartialTime>& time);
-  void setEXIFGPSDateTime(const std::optional<Date>& date);
-  // Latitude and longitude in a session; absent erases the whole location, altitude and stamps
-  // included.
-  void setEXIFGPSCoordinate(const std::optional<Coordinate>& coordinate);
-  void setEXIFGPSCoordinate2D(const std::optional<LocationCoordinate2D>& coordinate);
-  // Latitude, longitude, altitude and, unless `keepDate`, the stamps from the timestamp, in a
-  // session; absent erases the whole location whatever `keepDate` says.
-  void setEXIFGPSLocation(const std::optional<Location>& location, bool keepDate);
-  // Clear (erase) and restore of each group, each in a session: a number with its reference,
-  // a stamp, both stamps, or the whole location (latitude, longitude, altitude, stamps).
-  void clearEXIFGPSLatitude();
-  void restoreEXIFGPSLatitude();
-  void clearEXIFGPSLongitude();
-  void restoreEXIFGPSLongitude();
-  void eraseEXIFGPSAltitude();
-  void restoreEXIFGPSAltitude();
-  void eraseEXIFGPSDateStamp();
-  void restoreEXIFGPSDateStamp();
-  void eraseEXIFGPSTimeStamp();
-  void restoreEXIFGPSTimeStamp();
-  void eraseEXIFGPSDateTime();
-  void restoreEXIFGPSDateTime();
-  void eraseEXIFGPSLocation();
-  void restoreEXIFGPSLocation();
 
   // Image facts.
   struct ImageSize {
