@@ -20,6 +20,7 @@
 #include "orvelin/editor/editor_editions.h"
 #include "orvelin/editor/editor_finder_tags.h"
 #include "orvelin/editor/editor_gps.h"
+#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/editor/editor_values.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/storage/metadata_et_reader.h"
@@ -648,68 +649,67 @@ TEST_F(EditorOperations, IPTCLocationDescription) {
 // Image facts
 
 TEST_F(EditorOperations, ImageSizeTakesTheFirstWholePair) {
-  using Size = MetadataEditor::ImageSize;
-  EXPECT_EQ(editorOf({{"File:ImageWidth", "8"},
-                      {"File:ImageHeight", "6"},
-                      {"EXIF:ExifImageWidth", "100"},
-                      {"EXIF:ExifImageHeight", "80"}})
-                ->imageSize(),
+  using Size = ImageSize;
+  EXPECT_EQ(imageSize(*editorOf({{"File:ImageWidth", "8"},
+                                {"File:ImageHeight", "6"},
+                                {"EXIF:ExifImageWidth", "100"},
+                                {"EXIF:ExifImageHeight", "80"}})),
             (Size{8, 6}));
   // Half a pair, a text and a negative number are skipped.
-  EXPECT_EQ(editorOf({{"File:ImageWidth", "8"}, {"EXIF:ExifImageWidth", "100"}, {"EXIF:ExifImageHeight", "80"}})->imageSize(),
-            (Size{100, 80}));
-  EXPECT_EQ(editorOf({{"File:ImageWidth", "wide"},
-                      {"File:ImageHeight", "6"},
-                      {"EXIF:ExifImageWidth", "-100"},
-                      {"EXIF:ExifImageHeight", "80"},
-                      {"EXIF:ImageWidth", "160"},
-                      {"EXIF:ImageHeight", "120"}})
-                ->imageSize(),
+  EXPECT_EQ(
+      imageSize(*editorOf({{"File:ImageWidth", "8"}, {"EXIF:ExifImageWidth", "100"}, {"EXIF:ExifImageHeight", "80"}})),
+      (Size{100, 80}));
+  EXPECT_EQ(imageSize(*editorOf({{"File:ImageWidth", "wide"},
+                                {"File:ImageHeight", "6"},
+                                {"EXIF:ExifImageWidth", "-100"},
+                                {"EXIF:ExifImageHeight", "80"},
+                                {"EXIF:ImageWidth", "160"},
+                                {"EXIF:ImageHeight", "120"}})),
             (Size{160, 120}));
-  EXPECT_EQ(editorOf({{"PNG:ImageWidth", "16"}, {"PNG:ImageHeight", "0"}}, "/photos/image.png")->imageSize(),
+  EXPECT_EQ(imageSize(*editorOf({{"PNG:ImageWidth", "16"}, {"PNG:ImageHeight", "0"}}, "/photos/image.png")),
             (Size{16, 0}));  // zero is a size
-  EXPECT_EQ(editorOf({{"EXIF:ImageWidth", "160"}})->imageSize(), std::nullopt);
-  EXPECT_EQ(editorOf({})->imageSize(), std::nullopt);
+  EXPECT_EQ(imageSize(*editorOf({{"EXIF:ImageWidth", "160"}})), std::nullopt);
+  EXPECT_EQ(imageSize(*editorOf({})), std::nullopt);
   // The current value counts: a cleared width is no width.
   auto editor = editorOf({{"EXIF:ImageWidth", "160"}, {"EXIF:ImageHeight", "120"}});
   clearValue(*editor, TagName::exifImageWidth);
-  EXPECT_EQ(editor->imageSize(), std::nullopt);
+  EXPECT_EQ(imageSize(*editor), std::nullopt);
 }
 
 TEST_F(EditorOperations, ThumbnailFactsAndDirectWrites) {
-  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", "0"}})->hasOriginalThumbnail());
-  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", "0"}})->hasCurrentThumbnail());
-  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", ""}})->hasCurrentThumbnail());
+  EXPECT_FALSE(hasOriginalThumbnail(*editorOf({{"EXIF:ThumbnailLength", "0"}})));
+  EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", "0"}})));
+  EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", ""}})));
 
   auto editor = editorOf({{"EXIF:ThumbnailLength", "5120"}});
-  EXPECT_TRUE(editor->hasCurrentThumbnail());
-  EXPECT_FALSE(editor->isExifThumbnailEdited());
+  EXPECT_TRUE(hasCurrentThumbnail(*editor));
+  EXPECT_FALSE(isExifThumbnailEdited(*editor));
   {
     SessionRecorder recorder;
-    editor->removeThumbnail();
+    removeThumbnail(*editor);
     EXPECT_EQ(recorder.onlySession(editor),
               std::set<TagName>(TagName::thumbnailTagNames().begin(), TagName::thumbnailTagNames().end()));
   }
-  EXPECT_FALSE(editor->hasCurrentThumbnail());
-  EXPECT_TRUE(editor->hasOriginalThumbnail());
-  EXPECT_TRUE(editor->isExifThumbnailEdited());
-  editor->restoreThumbnail();
-  EXPECT_FALSE(editor->isExifThumbnailEdited());
+  EXPECT_FALSE(hasCurrentThumbnail(*editor));
+  EXPECT_TRUE(hasOriginalThumbnail(*editor));
+  EXPECT_TRUE(isExifThumbnailEdited(*editor));
+  restoreThumbnail(*editor);
+  EXPECT_FALSE(isExifThumbnailEdited(*editor));
   EXPECT_FALSE(editor->isEdited());
   // Another non-zero length is no edit of the thumbnail.
   editor->setValue(std::string("99"), TagName::exifThumbnailLength);
-  EXPECT_FALSE(editor->isExifThumbnailEdited());
+  EXPECT_FALSE(isExifThumbnailEdited(*editor));
 
   // Direct writes: pending even without the tags, and without the catalogue's say.
   auto bare = editorOf({});
-  bare->removeThumbnail();
+  removeThumbnail(*bare);
   EXPECT_EQ(bare->writtenTagNames().size(), 4u);
   EXPECT_EQ(bare->writtenValue(TagName::exifThumbnailImage), "");
   // Locked: nothing, in an empty session.
-  bare->restoreThumbnail();
+  restoreThumbnail(*bare);
   bare->lockEditor();
   SessionRecorder recorder;
-  bare->removeThumbnail();
+  removeThumbnail(*bare);
   ASSERT_EQ(recorder.sets().size(), 1u);
   EXPECT_TRUE(recorder.sets().front().values.empty());
   EXPECT_FALSE(bare->isEdited());
@@ -736,7 +736,7 @@ TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
   setExifCreateDate(*editor, currentDate());
   setEXIFGPSLocation(*editor, Location{}, false);
   eraseEXIFGPSLocation(*editor);
-  editor->removeThumbnail();
+  removeThumbnail(*editor);
   EXPECT_FALSE(editor->isEdited());
   editor->unlockEditor();
 }
@@ -751,8 +751,8 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   clearValue(*gps, tag("IPTC:Province-State"));
   clearValue(*gps, tag("IPTC:City"));
   EXPECT_EQ(iptcLocationDescription(*gps), ", , United Kingdom");
-  EXPECT_EQ(gps->imageSize(), (MetadataEditor::ImageSize{120, 80}));
-  EXPECT_TRUE(gps->hasOriginalThumbnail());
+  EXPECT_EQ(imageSize(*gps), (ImageSize{120, 80}));
+  EXPECT_TRUE(hasOriginalThumbnail(*gps));
   EXPECT_EQ(exifGPSTimeStamp(*gps), PartialTime(14, 58, 24));
   EXPECT_EQ(exifGPSDateTime(*gps), std::nullopt);  // no date stamp
   const auto position = exifGPSLocation(*gps);
@@ -760,8 +760,8 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   EXPECT_NEAR(position->latitude, 54.98966667, 1e-7);
   EXPECT_NEAR(position->longitude, -1.91416667, 1e-7);  // "W"
   const auto png = reader.readImageFile(testing::copySample("PNG.png", folder.path()));
-  EXPECT_EQ(png->imageSize(), (MetadataEditor::ImageSize{16, 16}));
-  EXPECT_FALSE(png->hasCurrentThumbnail());
+  EXPECT_EQ(imageSize(*png), (ImageSize{16, 16}));
+  EXPECT_FALSE(hasCurrentThumbnail(*png));
   const auto canon = reader.readImageFile(testing::copySample("Canon.jpg", folder.path()));
   EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*canon)), "2003:12:04 06:46:52");
 }
@@ -783,12 +783,12 @@ TEST_F(EditorOperations, ConcurrentOperations) {
         setEXIFGPSCoordinate(*shared, Coordinate(i, -i));
         mergeValue(*shared, "x", tag("IPTC:Headline"));
         (void)exifGPSLocation(*shared);
-        (void)shared->imageSize();
+        (void)imageSize(*shared);
         apply(*own[i], {{tag("EXIF:Make"), PresetEntry::value("Nikon")}, {tag("EXIF:Artist"), PresetEntry::remove()}});
-        own[i]->removeThumbnail();
+        removeThumbnail(*own[i]);
         clearAll(*own[i], TagStream::exif);
         restoreAll(*own[i]);
-        own[i]->restoreThumbnail();
+        restoreThumbnail(*own[i]);
       }
     });
   }

@@ -11,6 +11,7 @@
 #include "commands.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/editor_gps.h"
+#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/editor/metadata_editor.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/values/coordinate_writer.h"
@@ -100,7 +101,7 @@ int printSizes(const FactsOptions& options) {
     const auto& editor = editors[i];
     if (!editor) continue;
     const auto& file = options.files[i];
-    const auto size = editor->imageSize();
+    const auto size = imageSize(*editor);
     if (options.json) {
       all.push_back({{"SourceFile", file},
                      {"width", size ? nlohmann::json(size->width) : nlohmann::json()},

@@ -17,6 +17,7 @@
 #include "orvelin/editor/editor_editions.h"
 #include "orvelin/editor/editor_finder_tags.h"
 #include "orvelin/editor/editor_gps.h"
+#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/editor/metadata_editor.h"
 #include "orvelin/presets/preset.h"
 #include "orvelin/tasks/image_tasks.h"
@@ -268,7 +269,7 @@ void applyIntentEdits(MetadataEditor& editor, const IntentEdits& edits, const Se
     if (refusals.known(source) && refusals.editable(destination)) clone(editor, source, destination);
   for (const auto& [name, text] : edits.merges) merge(editor, name, text, refusals);
   if (edits.preset) apply(editor, edits.preset->entries());
-  if (options.removeThumbnail) editor.removeThumbnail();
+  if (options.removeThumbnail) removeThumbnail(editor);
   if (options.keywordsFromFinderTags && refusals.editable(TagName::iptcKeywords)) copyFinderTagsToIPTCKeywords(editor);
   if (options.finderTagsFromKeywords) copyIPTCKeywordsToFinderTags(editor);
 }

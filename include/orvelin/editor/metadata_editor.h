@@ -21,7 +21,9 @@ namespace orvelin {
 class MetadataEditorCore;
 
 // The object through which a host works on one file or folder: it answers what may be read
-// and edited, takes edits, and is locked while it is saved.
+// and edited, takes edits, and is locked while it is saved. The operations built on these
+// slots are free functions, by theme: editor_values.h, editor_finder_tags.h,
+// editor_editions.h, editor_dates.h, editor_gps.h and editor_image_facts.h.
 //
 // Held by std::shared_ptr (made with create()); copies are not possible. Equality is identity;
 // hashing is by URL (hashURL()), so two editors of one file hash alike and differ.
@@ -121,45 +123,6 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   void prepareInternalSaveChanges(ReadWriteStorage& storage) override;
   void performInternalFlushChanges(ReadWriteStorage& storage) override;
   void concludeInternalSaveChanges(ReadWriteStorage& storage) override;
-
-  // -------------------------------------------------------------------------------------------
-  // Operations built on the slots above: image facts (metadata_editor_image.cc).
-  //
-  // They keep no state and cannot be overridden. Every read and write goes through the public
-  // slots, so the editor's rules hold for each tag they touch: a tag that cannot be edited is
-  // skipped on its own (a group of tags may be half written), and a locked editor refuses
-  // every value write silently. Each slot call takes the editor's lock for itself alone: an
-  // operation made of several reads and writes is not atomic, and a change made by another
-  // thread between two of its steps goes unnoticed (two concurrent merges can lose one).
-  // Operations said to run "in a session" wrap their writes in one session of
-  // EditionsManager::shared(), so that observers hear of them once; sessions group
-  // notifications and exclude nothing. Like the slots, none of them may be called from an
-  // observer of this editor's or the manager's notifications without changing thread first.
-  //
-  // Vocabulary: to clear (or erase) a tag is to set it to the empty text, an edit that deletes
-  // the tag at the next save; to restore it is to set it to absent, withdrawing any edit.
-
-  // Image facts.
-  struct ImageSize {
-    double width = 0.0;
-    double height = 0.0;
-    friend bool operator==(const ImageSize&, const ImageSize&) = default;
-  };
-  // The first of the pairs File:ImageWidth/Height, EXIF:ExifImageWidth/Height,
-  // EXIF:ImageWidth/Height, PNG:ImageWidth/Height whose two current values read as numbers of
-  // at least 0 (zero is a size); absent when none does.
-  std::optional<ImageSize> imageSize() const;
-  // EXIF:ThumbnailLength, current or original, is present, not empty and not "0".
-  bool hasCurrentThumbnail() const;
-  bool hasOriginalThumbnail() const;
-  // The two answers above differ (a change between two non-zero lengths is no edit here).
-  bool isExifThumbnailEdited() const;
-  // Direct writes (unsafeSetValue()) of the empty text, or of absent, to EXIF ThumbnailImage,
-  // ThumbnailLength, PreviewImage and PreviewImageLength, in a session: they skip the edit
-  // checks and comparisons, and only a locked editor refuses them (the session still opens
-  // and closes, empty).
-  void removeThumbnail();
-  void restoreThumbnail();
 
   // The image extensions of ExifToolCLI::arrangedTypes(), as a set and as a list.
   static const std::set<std::string, std::less<>>& supportedImages();
