@@ -6,6 +6,7 @@
 #include "orvelin/version.h"
 
 #include "orvelin/support/atomic.h"
+#include "orvelin/support/clock.h"
 #include "orvelin/support/coded_error.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/executor.h"
@@ -65,6 +66,12 @@
 #include "orvelin/presets/preset.h"
 #include "orvelin/presets/preset_entry.h"
 
+#include "orvelin/editor/editor_dates.h"
+#include "orvelin/editor/editor_editions.h"
+#include "orvelin/editor/editor_finder_tags.h"
+#include "orvelin/editor/editor_gps.h"
+#include "orvelin/editor/editor_image_facts.h"
+#include "orvelin/editor/editor_values.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/editor/metadata_editor.h"
 

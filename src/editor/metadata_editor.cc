@@ -1,120 +1,71 @@
 #include "orvelin/editor/metadata_editor.h"
 
 #include <iostream>
+#include <mutex>
+#include <type_traits>
+#include <utility>
 
-#include "orvelin/catalogue/tags_resources.h"
+#include "editor/metadata_editor_core.h"
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/fatal.h"
 #include "orvelin/support/notification_center.h"
-#include "orvelin/support/string_extensions.h"
-#include "orvelin/values/value_converter.h"
 
 namespace orvelin {
 
 const std::string MetadataEditor::didChangeLockStateNotification = "MetadataEditorDidChangeLockStateNotification";
 
-// ---------------------------------------------------------------------------------------------
-// Core
+namespace {
 
-TagAccess MetadataEditorCore::access(const TagName& name) const {
-  if (storage.isFolder()) return TagAccess::rwc;
-  if (auto byType = TagAccess::access(storage.fileType(), name.stream()); byType && *byType != TagAccess::n)
-    return *byType;
-  if (!storage.g0OriginalStreams().contains(name.stream()) && !storage.g1OriginalStreams().contains(name.stream()))
-    return TagAccess::n;
-  return storage.hasValue(name) ? TagAccess::rw : TagAccess::r;
-}
-
-bool MetadataEditorCore::canEditValue(const TagName& name) const {
-  const auto& type = storage.fileType();
-  if ((type == "icc" || type == "icm") && name.stream() == TagStream::icc) return true;
-  const auto item = TagsResources::shared().tag(name);
-  if (!item || !item->isWritable) return false;
-  return access(name).canBeEdited();
-}
-
-std::optional<std::string> MetadataEditorCore::originalValue(const TagName& name) const {
-  if (access(name) == TagAccess::n) return std::nullopt;
-  return storage.originalValue(name);
-}
-
-std::optional<std::string> MetadataEditorCore::currentValue(const TagName& name) const {
-  if (const auto* written = storage.writtenValuePointer(name)) return *written;
-  return originalValue(name);
-}
-
-void MetadataEditorCore::setValue(const std::optional<std::string>& value, const TagName& name) {
-  if (!canEditValue(name)) return;
-  if (lockCounter > 0) return;
-  if (value == currentValue(name)) return;
-  // A number that is not finite has no JSON form: the save could never send it to exiftool.
-  if (value && !value->empty()) {
-    const auto item = TagsResources::shared().tag(name);
-    if (item && isNonFiniteNumber(*item->converter(), *value)) return;
-  }
-  storage.setValue(value, name);
-  registerEdition(name);
-}
-
-void MetadataEditorCore::unsafeSetValue(const std::optional<std::string>& value, const TagName& name) {
-  if (lockCounter > 0) return;
-  storage.setWrittenValueDirectly(value, name);
-  registerEdition(name);
-}
-
-void MetadataEditorCore::forceValue(const TagName& name) {
-  if (!canEditValue(name) || lockCounter > 0) return;
-  storage.setWrittenValueDirectly(currentValue(name).value_or(std::string()), name);
-  registerEdition(name);
-}
-
-void MetadataEditorCore::setFinderTags(const std::optional<std::vector<std::string>>& tags) {
-  // A folder has no original tags to compare with.
-  const bool shouldOptimizedFinderTags = !storage.isFolder();
-  if (shouldOptimizedFinderTags && (!tags || *tags == storage.originalFinderTags()))
-    storage.setFinderTags(std::nullopt);
-  else
-    storage.setFinderTags(tags);
-  registerEdition(TagName::orvfinderTags);
-}
-
-void MetadataEditorCore::lockEditor() {
-  if (++lockCounter == 1) postDidChangeLockState();
-}
-
-void MetadataEditorCore::unlockEditor() {
-  if (lockCounter-- == 1) postDidChangeLockState();
-}
-
-std::string MetadataEditorCore::debugDescription() const {
-  std::string text;
-  for (const auto& name : storage.currentValuesTagNames()) {
-    text.append(name.stream().rawValue()).append(":").append(name.key().rawValue()).append(":");
-    if (const auto value = currentValue(name)) text.append(*value);
-    text.push_back('\n');
-  }
-  return text;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Editor
-
-MetadataEditor::MetadataEditor(ReadWriteStorage storage, std::optional<std::string> password)
-    : hashURL_(storage.sourceFileURL()), core_(std::move(storage), std::move(password)) {}
-
-void MetadataEditor::announce(const std::vector<MetadataEditorCore::Announcement>& announcements) {
+// Sends what the edits left to announce: each name to the editions manager, each change of
+// the lock state as its notification.
+void announce(MetadataEditor& editor, const std::vector<MetadataEditorCore::Announcement>& announcements) {
   if (announcements.empty()) return;
-  const auto owner = weak_from_this().lock();
+  const auto owner = editor.weak_from_this().lock();
   if (!owner) return;  // an editor still being made, or one going away, announces nothing
   for (const auto& announcement : announcements) {
     if (announcement.edition)
       EditionsManager::shared().registerEdition(owner, *announcement.edition);
     else
-      postDidChangeLockState();
+      owner->postDidChangeLockState();
   }
 }
+
+}  // namespace
+
+template <typename Block>
+auto MetadataEditor::read(Block&& block) const {
+  std::shared_lock lock(coreLock_);
+  return block(std::as_const(*core_));
+}
+
+template <typename Block>
+auto MetadataEditor::write(Block&& block) {
+  std::vector<MetadataEditorCore::Announcement> announcements;
+  std::unique_lock lock(coreLock_);
+  struct Collect {  // takes the announcements out of the core on every way out, lock held
+    MetadataEditorCore& core;
+    std::vector<MetadataEditorCore::Announcement>& into;
+    ~Collect() { into.swap(core.announcements); }
+  };
+  if constexpr (std::is_void_v<std::invoke_result_t<Block, MetadataEditorCore&>>) {
+    { Collect collect{*core_, announcements}; block(*core_); }
+    lock.unlock();
+    announce(*this, announcements);
+  } else {
+    auto result = [&] { Collect collect{*core_, announcements}; return block(*core_); }();
+    lock.unlock();
+    announce(*this, announcements);
+    return result;
+  }
+}
+
+MetadataEditor::MetadataEditor(ReadWriteStorage storage, std::optional<std::string> password)
+    : hashURL_(storage.sourceFileURL()),
+      core_(std::make_unique<MetadataEditorCore>(std::move(storage), std::move(password))) {}
+
+MetadataEditor::~MetadataEditor() = default;
 
 void MetadataEditor::adopt() {
   write([this](MetadataEditorCore& core) {

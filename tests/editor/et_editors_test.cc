@@ -10,6 +10,7 @@
 
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/files.h"
@@ -114,7 +115,7 @@ TEST_F(ETEditorsTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
   ASSERT_EQ(editor->extractThumbnail()->width(), 8);
 
   // So does a thumbnail removed through the editor, until the edit is withdrawn.
-  editor->removeThumbnail();
+  removeThumbnail(*editor);
   {
     CountingRunner runner;
     const auto thumbnail = editor->extractThumbnail();
@@ -122,7 +123,7 @@ TEST_F(ETEditorsTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
     ASSERT_TRUE(thumbnail.has_value());
     EXPECT_EQ(thumbnail->width(), 120);
   }
-  editor->restoreThumbnail();
+  restoreThumbnail(*editor);
   EXPECT_EQ(editor->extractThumbnail()->width(), 8);
 }
 

@@ -16,6 +16,12 @@
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_dates.h"
+#include "orvelin/editor/editor_editions.h"
+#include "orvelin/editor/editor_finder_tags.h"
+#include "orvelin/editor/editor_gps.h"
+#include "orvelin/editor/editor_image_facts.h"
+#include "orvelin/editor/editor_values.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/files.h"
@@ -78,36 +84,36 @@ const DateTimeValueConverter dateText;
 TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
   const auto make = tag("EXIF:Make"), fNumber = tag("EXIF:FNumber"), createDate = tag("EXIF:CreateDate");
   auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:FNumber", "5.6"}});
-  editor->clearValue(make);
+  clearValue(*editor, make);
   EXPECT_EQ(editor->currentValue(make), "");
-  editor->restoreValue(make);
+  restoreValue(*editor, make);
   EXPECT_FALSE(editor->isValueEdited(make));
   EXPECT_EQ(editor->currentValue(make), "Canon");
-  editor->clearValues({make, fNumber});
+  clearValues(*editor, {make, fNumber});
   EXPECT_EQ(editor->writtenTagNames().size(), 2u);
-  editor->restoreValues({make, fNumber});
+  restoreValues(*editor, {make, fNumber});
   EXPECT_FALSE(editor->isEdited());
 
   const auto fNumberItem = TagsResources::shared().tag(fNumber);
   ASSERT_TRUE(fNumberItem);
-  EXPECT_EQ(editor->currentValue(*fNumberItem), "5.6");
-  EXPECT_EQ(editor->currentRawValue(*fNumberItem), Value(5.6));
-  editor->clearValue(fNumber);
-  EXPECT_EQ(editor->currentRawValue(*fNumberItem), std::nullopt);  // "" is no number
-  editor->setRawValue(Value(8), *fNumberItem);
+  EXPECT_EQ(currentValue(*editor, *fNumberItem), "5.6");
+  EXPECT_EQ(currentRawValue(*editor, *fNumberItem), Value(5.6));
+  clearValue(*editor, fNumber);
+  EXPECT_EQ(currentRawValue(*editor, *fNumberItem), std::nullopt);  // "" is no number
+  setRawValue(*editor, Value(8), *fNumberItem);
   EXPECT_EQ(editor->currentValue(fNumber), "8.00000000");
   // A raw value the converter refuses is a restore, not a clear.
-  editor->setRawValue(Value("eight"), *fNumberItem);
+  setRawValue(*editor, Value("eight"), *fNumberItem);
   EXPECT_FALSE(editor->isValueEdited(fNumber));
-  editor->setValue(std::string("2.8"), *fNumberItem);
-  editor->setRawValue(std::nullopt, *fNumberItem);
+  setValue(*editor, std::string("2.8"), *fNumberItem);
+  setRawValue(*editor, std::nullopt, *fNumberItem);
   EXPECT_EQ(editor->currentValue(fNumber), "5.6");
 
   const auto createItem = TagsResources::shared().tag(createDate);
   const auto date = dateText.typedValueFromStringValue("2021:03:04 10:11:12");
-  editor->setRawValue(Value(*date), *createItem);
+  setRawValue(*editor, Value(*date), *createItem);
   EXPECT_EQ(editor->currentValue(createDate), "2021:03:04 10:11:12");
-  EXPECT_EQ(editor->currentRawValue(*createItem), Value(*date));
+  EXPECT_EQ(currentRawValue(*editor, *createItem), Value(*date));
 }
 
 TEST_F(EditorOperations, FinderTagsAndKeywords) {
@@ -122,44 +128,44 @@ TEST_F(EditorOperations, FinderTagsAndKeywords) {
   storage.readFinderTags();
   auto editor = MetadataEditor::create(std::move(storage));
 
-  EXPECT_TRUE(editor->areOriginalFinderTags());
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+  EXPECT_TRUE(areOriginalFinderTags(*editor));
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
   editor->setFinderTags(std::vector<std::string>{"red", "trip"});
-  EXPECT_TRUE(editor->areOriginalFinderTags());
-  editor->copyFinderTagsToIPTCKeywords();
+  EXPECT_TRUE(areOriginalFinderTags(*editor));
+  copyFinderTagsToIPTCKeywords(*editor);
   EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "red,trip");
 
   editor->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
-  editor->copyIPTCKeywordsToFinderTags();
-  EXPECT_FALSE(editor->areOriginalFinderTags());
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"a", "b", "c"}));
-  editor->restoreFinderTags();
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+  copyIPTCKeywordsToFinderTags(*editor);
+  EXPECT_FALSE(areOriginalFinderTags(*editor));
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"a", "b", "c"}));
+  restoreFinderTags(*editor);
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
 
   // Locked: the keywords are refused, the Finder tags are not.
   editor->setFinderTags(std::vector<std::string>{"blue"});
   editor->lockEditor();
-  editor->copyFinderTagsToIPTCKeywords();
+  copyFinderTagsToIPTCKeywords(*editor);
   EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "a, b ,c");
-  editor->copyIPTCKeywordsToFinderTags();
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"a", "b", "c"}));
+  copyIPTCKeywordsToFinderTags(*editor);
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"a", "b", "c"}));
   editor->unlockEditor();
 
   // No keywords at all: pending Finder tags go, those of the file stay.
-  editor->clearValue(TagName::iptcKeywords);
-  editor->copyIPTCKeywordsToFinderTags();
-  EXPECT_TRUE(editor->areOriginalFinderTags());
-  EXPECT_EQ(editor->currentFinderTags(), (std::vector<std::string>{"red", "trip"}));
+  clearValue(*editor, TagName::iptcKeywords);
+  copyIPTCKeywordsToFinderTags(*editor);
+  EXPECT_TRUE(areOriginalFinderTags(*editor));
+  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
   // No Finder tags: the empty list is stored as it converts, a clear.
   editor->setFinderTags(std::vector<std::string>{});
-  editor->restoreValue(TagName::iptcKeywords);
-  editor->copyFinderTagsToIPTCKeywords();
+  restoreValue(*editor, TagName::iptcKeywords);
+  copyFinderTagsToIPTCKeywords(*editor);
   EXPECT_EQ(editor->writtenValue(TagName::iptcKeywords), "");
 
   // A folder keeps even the original tags pending.
   auto folderEditor = editorOf({}, "/photos/folder");
   folderEditor->setFinderTags(std::vector<std::string>{});
-  EXPECT_FALSE(folderEditor->areOriginalFinderTags());
+  EXPECT_FALSE(areOriginalFinderTags(*folderEditor));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -173,24 +179,24 @@ TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
                           {"File:ImageWidth", "8"}});
   {
     SessionRecorder recorder;
-    editor->clearAll(TagStream::iptc);
+    clearAll(*editor, TagStream::iptc);
     EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
   }
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
   {
     SessionRecorder recorder;
-    editor->clearAll(TagStream::xmp);  // a stream the file lacks: an empty session
+    clearAll(*editor, TagStream::xmp);  // a stream the file lacks: an empty session
     ASSERT_EQ(recorder.sets().size(), 1u);
     EXPECT_TRUE(recorder.sets().front().values.empty());
   }
-  editor->clearAll();
+  clearAll(*editor);
   // File:ImageWidth cannot be edited and stays.
   EXPECT_EQ(editor->writtenTagNames().size(), 4u);
   EXPECT_EQ(editor->currentValue(tag("File:ImageWidth")), "8");
-  editor->restoreAll(TagStream::exif);
+  restoreAll(*editor, TagStream::exif);
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
   editor->setFinderTags(std::vector<std::string>{"kept"});
-  editor->restoreAll();
+  restoreAll(*editor);
   EXPECT_TRUE(editor->writtenTagNames().empty());
   EXPECT_EQ(editor->writtenFinderTags(), (std::vector<std::string>{"kept"}));
 }
@@ -205,11 +211,11 @@ TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
   };
   auto folder = editorOf({}, "/photos/folder");
   SessionRecorder recorder;
-  folder->clearAll(TagStream::iptc);
+  clearAll(*folder, TagStream::iptc);
   EXPECT_EQ(folder->writtenTagNames().size(), writable(TagStream::iptc));
   for (const auto& name : folder->writtenTagNames()) EXPECT_EQ(folder->writtenValue(name), "");
 
-  folder->clearAll();
+  clearAll(*folder);
   std::size_t all = 0, keys = 0;
   for (const auto& stream : catalogue->cachedStreams) {
     all += writable(stream);
@@ -232,44 +238,44 @@ TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
                           {"IPTC:Caption-Abstract", "Ends in a blank "},
                           {"EXIF:ISO", "100"},
                           {"IPTC:Urgency", "5"}});
-  editor->mergeValue("at sea", headline);
+  mergeValue(*editor, "at sea", headline);
   EXPECT_EQ(editor->currentValue(headline), "Sunset at sea");
-  editor->mergeValue("sun", keywords);
+  mergeValue(*editor, "sun", keywords);
   EXPECT_EQ(editor->currentValue(keywords), "sea, sun");
-  editor->mergeValue("here", caption);
+  mergeValue(*editor, "here", caption);
   EXPECT_EQ(editor->currentValue(caption), "Ends in a blank here");
-  editor->mergeValue("Paris", city);  // no value: no separator
+  mergeValue(*editor, "Paris", city);  // no value: no separator
   EXPECT_EQ(editor->currentValue(city), "Paris");
-  editor->clearValue(headline);  // an empty value: no separator
-  editor->mergeValue("Dawn", headline);
+  clearValue(*editor, headline);  // an empty value: no separator
+  mergeValue(*editor, "Dawn", headline);
   EXPECT_EQ(editor->currentValue(headline), "Dawn");
-  editor->mergeValue("2", urgency);  // "digits" is text
+  mergeValue(*editor, "2", urgency);  // "digits" is text
   EXPECT_EQ(editor->currentValue(urgency), "5 2");
 
   // No text type: nothing, whatever the text.
-  for (const char* text : {"200", "", "x"}) editor->mergeValue(text, iso);
+  for (const char* text : {"200", "", "x"}) mergeValue(*editor, text, iso);
   EXPECT_FALSE(editor->isValueEdited(iso));
-  editor->mergeValue("x", tag("EXIF:NoSuchTag"));
+  mergeValue(*editor, "x", tag("EXIF:NoSuchTag"));
   EXPECT_EQ(editor->writtenTagNames().size(), 5u);
 }
 
 TEST_F(EditorOperations, CopyGoesThroughTheRawForm) {
   const auto description = TagName::exifImageDescription, fNumber = tag("EXIF:FNumber"), iso = tag("EXIF:ISO");
   auto editor = editorOf({{"EXIF:FNumber", "5,6"}, {"EXIF:ISO", "100"}, {"EXIF:ImageDescription", "Old"}});
-  editor->copy(fNumber, description);
+  copy(*editor, fNumber, description);
   EXPECT_EQ(editor->currentValue(description), "5.6");  // a number, re-expressed as text
-  editor->copy(iso, fNumber);
+  copy(*editor, iso, fNumber);
   EXPECT_EQ(editor->currentValue(fNumber), "100.00000000");
-  editor->copy(description, iso);  // "5.6" is no integer: the ISO is restored
+  copy(*editor, description, iso);  // "5.6" is no integer: the ISO is restored
   EXPECT_FALSE(editor->isValueEdited(iso));
 
   // From a tag without a value: the destination is restored, not cleared.
-  editor->copy(tag("EXIF:Artist"), description);
+  copy(*editor, tag("EXIF:Artist"), description);
   EXPECT_FALSE(editor->isValueEdited(description));
   EXPECT_EQ(editor->currentValue(description), "Old");
   // Names the catalogue does not know: nothing.
-  editor->copy(tag("EXIF:Nothing"), description);
-  editor->copy(iso, tag("EXIF:Nothing"));
+  copy(*editor, tag("EXIF:Nothing"), description);
+  copy(*editor, iso, tag("EXIF:Nothing"));
   EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{fNumber});
 }
 
@@ -277,21 +283,21 @@ TEST_F(EditorOperations, CloneMovesWhatAReaderSees) {
   const auto orientation = tag("EXIF:Orientation"), description = TagName::exifImageDescription,
              headline = tag("IPTC:Headline");
   auto editor = editorOf({{"EXIF:Orientation", "1"}, {"EXIF:Make", "Canon"}});
-  editor->clone(orientation, description);
+  clone(*editor, orientation, description);
   EXPECT_EQ(editor->currentValue(description), "Horizontal (normal)");
-  editor->clone(tag("EXIF:Make"), headline);
+  clone(*editor, tag("EXIF:Make"), headline);
   EXPECT_EQ(editor->currentValue(headline), "Canon");
   // A choice that is not in the list goes as its formatted text.
   editor->setValue(std::string("9"), orientation);
-  editor->clone(orientation, description);
+  clone(*editor, orientation, description);
   EXPECT_EQ(editor->currentValue(description), "9");
   // Into a number tag: the localised text is no number, and the destination is restored.
   editor->setValue(std::string("1"), orientation);
   editor->setValue(std::string("3"), tag("EXIF:ResolutionUnit"));
-  editor->clone(orientation, tag("EXIF:ResolutionUnit"));
+  clone(*editor, orientation, tag("EXIF:ResolutionUnit"));
   EXPECT_FALSE(editor->isValueEdited(tag("EXIF:ResolutionUnit")));
   // From nothing: restored.
-  editor->clone(tag("EXIF:Artist"), headline);
+  clone(*editor, tag("EXIF:Artist"), headline);
   EXPECT_FALSE(editor->isValueEdited(headline));
 }
 
@@ -307,44 +313,46 @@ TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
                           {"EXIF:GPSDateStamp", "2019:05:06"},
                           {"EXIF:GPSTimeStamp", "21:22:23"}});
   // Full onto full, and full onto a part: direct copies.
-  editor->copyDate(original, create);
+  copyDate(*editor, original, create);
   EXPECT_EQ(editor->currentValue(create), "2021:03:04 10:11:12");
-  editor->copyDate(original, gpsTime);
+  copyDate(*editor, original, gpsTime);
   EXPECT_EQ(editor->currentValue(gpsTime), "10:11:12");
-  editor->restoreValue(gpsTime);
+  restoreValue(*editor, gpsTime);
 
   // A date part onto a full date changes the day and keeps the time.
-  editor->copyDate(iptcDate, original);
+  copyDate(*editor, iptcDate, original);
   EXPECT_EQ(editor->currentValue(original), "2020:01:02 10:11:12");
   // A time part onto a full date changes the time and keeps the day.
-  editor->copyDate(gpsTime, original);
+  copyDate(*editor, gpsTime, original);
   EXPECT_EQ(editor->currentValue(original), "2020:01:02 21:22:23");
   // A date part onto a time part: the time part keeps its time (on the source's day).
-  editor->copyDate(gpsDate, gpsTime);
+  copyDate(*editor, gpsDate, gpsTime);
   EXPECT_EQ(editor->currentValue(gpsTime), "21:22:23");
   // "partialdate" onto "digitsdate": the destination keeps its date.
-  editor->copyDate(gpsDate, iptcDate);
+  copyDate(*editor, gpsDate, iptcDate);
   EXPECT_FALSE(editor->isValueEdited(iptcDate));
   EXPECT_EQ(editor->currentValue(iptcDate), "20200102");
   // A time part onto a date part: the day stays.
-  editor->copyDate(gpsTime, iptcDate);
+  copyDate(*editor, gpsTime, iptcDate);
   EXPECT_EQ(editor->currentValue(iptcDate), "20200102");
 
   // A date part onto a full date without a value: a direct copy, at midnight.
-  editor->copyDate(iptcDate, tag("EXIF:ModifyDate"));
+  copyDate(*editor, iptcDate, tag("EXIF:ModifyDate"));
   EXPECT_EQ(editor->currentValue(tag("EXIF:ModifyDate")), "2020:01:02 00:00:00");
   // A source without a date onto a dated destination: the destination is restored.
-  editor->copyDate(tag("IPTC:DateSent"), original);
+  copyDate(*editor, tag("IPTC:DateSent"), original);
   EXPECT_FALSE(editor->isValueEdited(original));
   EXPECT_EQ(editor->currentValue(original), "2021:03:04 10:11:12");
-  editor->copyDate(tag("IPTC:Nothing"), original);
+  copyDate(*editor, tag("IPTC:Nothing"), original);
   EXPECT_FALSE(editor->isValueEdited(original));
 }
 
 TEST_F(EditorOperations, DateEditionsOnATag) {
   const auto original = tag("EXIF:DateTimeOriginal"), iptcDate = TagName::iptcDateCreated;
   auto editor = editorOf({{"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"}, {"IPTC:DateCreated", "20240228"}});
-  auto apply = [&](const char* edition, const TagName& name) { editor->apply(*DateEdition::fromDescription(edition), name); };
+  auto apply = [&](const char* edition, const TagName& name) {
+    orvelin::apply(*editor, *DateEdition::fromDescription(edition), name);
+  };
 
   const struct {
     const char* edition;
@@ -388,14 +396,14 @@ TEST_F(EditorOperations, DateEditionsOnATag) {
 
 TEST_F(EditorOperations, ExifCreateAndModifyDates) {
   auto editor = editorOf({{"EXIF:CreateDate", "2021:03:04 10:11"}, {"EXIF:ModifyDate", "not a date"}});
-  EXPECT_EQ(dateText.stringValueFromTypedValue(editor->exifCreateDate()), "2021:03:04 10:11:00");
-  EXPECT_EQ(editor->exifModifyDate(), std::nullopt);
-  editor->setExifCreateDate(dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*editor)), "2021:03:04 10:11:00");
+  EXPECT_EQ(exifModifyDate(*editor), std::nullopt);
+  setExifCreateDate(*editor, dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
   EXPECT_EQ(editor->currentValue(TagName::exifCreateDate), "2000:01:02 03:04:05");
-  editor->setExifCreateDate(std::nullopt);  // a restore
+  setExifCreateDate(*editor, std::nullopt);  // a restore
   EXPECT_FALSE(editor->isValueEdited(TagName::exifCreateDate));
-  editor->clearValue(TagName::exifCreateDate);
-  EXPECT_EQ(editor->exifCreateDate(), std::nullopt);
+  clearValue(*editor, TagName::exifCreateDate);
+  EXPECT_EQ(exifCreateDate(*editor), std::nullopt);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -409,29 +417,29 @@ TEST_F(EditorOperations, PresetEntriesOnTags) {
                           {"EXIF:Orientation", "1"},
                           {"EXIF:Artist", "Me"}});
   // A value entry on a date tag is a date edition; any other text leaves the tag alone.
-  editor->apply(PresetEntry::value("2022:01:01 00:00:00"), original);
+  apply(*editor, PresetEntry::value("2022:01:01 00:00:00"), original);
   EXPECT_FALSE(editor->isValueEdited(original));
-  editor->apply(PresetEntry::value("SHIFT(hh: 1)"), original);
+  apply(*editor, PresetEntry::value("SHIFT(hh: 1)"), original);
   EXPECT_EQ(editor->currentValue(original), "2021:02:01 00:30:00");
-  editor->apply(PresetEntry::value("A text"), description);
+  apply(*editor, PresetEntry::value("A text"), description);
   EXPECT_EQ(editor->currentValue(description), "A text");
   // A copy onto a date tag is a date copy: the IPTC day with the time of the destination.
-  editor->apply(PresetEntry::copy("IPTC:DateCreated"), tag("EXIF:CreateDate"));
+  apply(*editor, PresetEntry::copy("IPTC:DateCreated"), tag("EXIF:CreateDate"));
   EXPECT_EQ(editor->currentValue(tag("EXIF:CreateDate")), "2020:01:02 07:08:09");
-  editor->apply(PresetEntry::copy(" EXIF : Artist "), tag("IPTC:By-line"));
+  apply(*editor, PresetEntry::copy(" EXIF : Artist "), tag("IPTC:By-line"));
   EXPECT_EQ(editor->currentValue(tag("IPTC:By-line")), "Me");
-  editor->apply(PresetEntry::copy("no colon"), tag("IPTC:Headline"));
-  editor->apply(PresetEntry::clone("EXIF:Orientation"), tag("IPTC:Headline"));
+  apply(*editor, PresetEntry::copy("no colon"), tag("IPTC:Headline"));
+  apply(*editor, PresetEntry::clone("EXIF:Orientation"), tag("IPTC:Headline"));
   EXPECT_EQ(editor->currentValue(tag("IPTC:Headline")), "Horizontal (normal)");
-  editor->apply(PresetEntry::merge("again"), description);
+  apply(*editor, PresetEntry::merge("again"), description);
   EXPECT_EQ(editor->currentValue(description), "A text again");
-  editor->apply(PresetEntry::remove(), tag("EXIF:Artist"));
+  apply(*editor, PresetEntry::remove(), tag("EXIF:Artist"));
   EXPECT_EQ(editor->currentValue(tag("EXIF:Artist")), "");
-  editor->apply(PresetEntry::restore(), description);
+  apply(*editor, PresetEntry::restore(), description);
   EXPECT_FALSE(editor->isValueEdited(description));
   const auto before = editor->writtenTagNames();
-  editor->apply(PresetEntry::none(), tag("EXIF:Artist"));
-  editor->apply(PresetEntry::remove(), tag("EXIF:NoSuchTag"));
+  apply(*editor, PresetEntry::none(), tag("EXIF:Artist"));
+  apply(*editor, PresetEntry::remove(), tag("EXIF:NoSuchTag"));
   EXPECT_EQ(editor->writtenTagNames(), before);
 }
 
@@ -446,7 +454,7 @@ TEST_F(EditorOperations, APresetMapIsOneSession) {
       {tag("EXIF:Make"), PresetEntry::none()},
   };
   SessionRecorder recorder;
-  editor->apply(entries);
+  apply(*editor, entries);
   EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{TagName::exifImageDescription, tag("IPTC:By-line"),
                                                              tag("IPTC:Headline"), tag("EXIF:Software")}));
   EXPECT_EQ(editor->writtenTagNames(),
@@ -463,7 +471,7 @@ TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
   auto latitudeOf = [](const char* number, const char* reference) {
     auto editor = reference ? editorOf({{"EXIF:GPSLatitude", number}, {"EXIF:GPSLatitudeRef", reference}})
                             : editorOf({{"EXIF:GPSLatitude", number}});
-    return editor->exifGPSLatitude();
+    return exifGPSLatitude(*editor);
   };
   EXPECT_EQ(latitudeOf("12.5", nullptr), 12.5);
   EXPECT_EQ(latitudeOf("12.5", "S"), -12.5);
@@ -479,14 +487,14 @@ TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
                           {"EXIF:GPSLongitudeRef", "W"},
                           {"EXIF:GPSAltitude", "35"},
                           {"EXIF:GPSAltitudeRef", "1"}});
-  EXPECT_EQ(editor->exifGPSLongitude(), -2.5);
-  EXPECT_EQ(editor->exifGPSAltitude(), -35.0);
-  EXPECT_EQ(editor->exifGPSCoordinate(), std::nullopt);  // no latitude
-  EXPECT_EQ(editor->exifGPSLocation(), std::nullopt);
+  EXPECT_EQ(exifGPSLongitude(*editor), -2.5);
+  EXPECT_EQ(exifGPSAltitude(*editor), -35.0);
+  EXPECT_EQ(exifGPSCoordinate(*editor), std::nullopt);  // no latitude
+  EXPECT_EQ(exifGPSLocation(*editor), std::nullopt);
   editor->setValue(std::string("w"), TagName::exifGPSLongitudeRef);
-  EXPECT_EQ(editor->exifGPSLongitude(), 2.5);
+  EXPECT_EQ(exifGPSLongitude(*editor), 2.5);
   editor->setValue(std::string("0"), TagName::exifGPSAltitudeRef);
-  EXPECT_EQ(editor->exifGPSAltitude(), 35.0);
+  EXPECT_EQ(exifGPSAltitude(*editor), 35.0);
 }
 
 TEST_F(EditorOperations, GPSWritersStoreMagnitudeAndReference) {
@@ -495,45 +503,45 @@ TEST_F(EditorOperations, GPSWritersStoreMagnitudeAndReference) {
     return std::make_pair(editor->currentValue(number).value_or("absent"), editor->currentValue(reference).value_or("absent"));
   };
   using Pair = std::pair<std::string, std::string>;
-  editor->setEXIFGPSLatitude(-12.5);
+  setEXIFGPSLatitude(*editor, -12.5);
   EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("12.50000000", "S"));
-  editor->setEXIFGPSLatitude(0.0);
+  setEXIFGPSLatitude(*editor, 0.0);
   EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("0.00000000", "N"));
-  editor->setEXIFGPSLongitude(-0.0);
+  setEXIFGPSLongitude(*editor, -0.0);
   EXPECT_EQ(stored(TagName::exifGPSLongitude, TagName::exifGPSLongitudeRef), Pair("0.00000000", "E"));
-  editor->setEXIFGPSLongitude(-151.2);
+  setEXIFGPSLongitude(*editor, -151.2);
   EXPECT_EQ(stored(TagName::exifGPSLongitude, TagName::exifGPSLongitudeRef), Pair("151.20000000", "W"));
-  editor->setEXIFGPSAltitude(-3);
+  setEXIFGPSAltitude(*editor, -3);
   EXPECT_EQ(stored(TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef), Pair("3.00000000", "1"));
-  EXPECT_EQ(editor->exifGPSAltitude(), -3.0);
-  editor->setEXIFGPSAltitude(1.25);
+  EXPECT_EQ(exifGPSAltitude(*editor), -3.0);
+  setEXIFGPSAltitude(*editor, 1.25);
   EXPECT_EQ(stored(TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef), Pair("1.25000000", "0"));
-  editor->setEXIFGPSLatitude(std::nullopt);  // erases the group
+  setEXIFGPSLatitude(*editor, std::nullopt);  // erases the group
   EXPECT_EQ(stored(TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef), Pair("absent", "absent"));
 
   // Stamps are local time; the moment of the two.
   const auto moment = dateText.typedValueFromStringValue("2021:12:31 23:59:58");
-  editor->setEXIFGPSDateTime(moment);
+  setEXIFGPSDateTime(*editor, moment);
   EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2021:12:31");
   EXPECT_EQ(editor->currentValue(TagName::exifGPSTimeStamp), "23:59:58");
-  EXPECT_EQ(editor->exifGPSDateStamp(), PartialDate(2021, 12, 31));
-  EXPECT_EQ(editor->exifGPSTimeStamp(), PartialTime(23, 59, 58));
-  EXPECT_EQ(editor->exifGPSDateTime(), moment);
-  editor->setEXIFGPSTimeStamp(std::nullopt);
-  EXPECT_EQ(editor->exifGPSDateTime(), std::nullopt);
-  editor->setEXIFGPSTimeStamp(PartialTime(1, 2, 3));
-  editor->setEXIFGPSDateStamp(PartialDate(2020, 2, 29));
-  EXPECT_EQ(dateText.stringValueFromTypedValue(editor->exifGPSDateTime()), "2020:02:29 01:02:03");
+  EXPECT_EQ(exifGPSDateStamp(*editor), PartialDate(2021, 12, 31));
+  EXPECT_EQ(exifGPSTimeStamp(*editor), PartialTime(23, 59, 58));
+  EXPECT_EQ(exifGPSDateTime(*editor), moment);
+  setEXIFGPSTimeStamp(*editor, std::nullopt);
+  EXPECT_EQ(exifGPSDateTime(*editor), std::nullopt);
+  setEXIFGPSTimeStamp(*editor, PartialTime(1, 2, 3));
+  setEXIFGPSDateStamp(*editor, PartialDate(2020, 2, 29));
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifGPSDateTime(*editor)), "2020:02:29 01:02:03");
 }
 
 TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
   auto editor = editorOf({{"EXIF:GPSDateStamp", "2002:07:13"}, {"EXIF:GPSTimeStamp", "14:58:24"}});
   SessionRecorder recorder;
-  editor->setEXIFGPSCoordinate(Coordinate(48.8566, -2.3522));
+  setEXIFGPSCoordinate(*editor, Coordinate(48.8566, -2.3522));
   EXPECT_EQ(recorder.sets().size(), 1u);
-  EXPECT_EQ(editor->exifGPSCoordinate(), Coordinate(48.8566, -2.3522));
-  EXPECT_EQ(editor->exifGPSCoordinate2D(), (LocationCoordinate2D{48.8566, -2.3522}));
-  auto location = editor->exifGPSLocation();
+  EXPECT_EQ(exifGPSCoordinate(*editor), Coordinate(48.8566, -2.3522));
+  EXPECT_EQ(exifGPSCoordinate2D(*editor), (LocationCoordinate2D{48.8566, -2.3522}));
+  auto location = exifGPSLocation(*editor);
   ASSERT_TRUE(location);
   EXPECT_EQ(location->altitude, 0.0);
   EXPECT_EQ(location->horizontalAccuracy, 0.0);
@@ -546,17 +554,17 @@ TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
   moved.longitude = 151.2;
   moved.altitude = 12;
   moved.timestamp = *dateText.typedValueFromStringValue("2010:01:01 00:00:00");
-  editor->setEXIFGPSLocation(moved, true);
+  setEXIFGPSLocation(*editor, moved, true);
   EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2002:07:13");
-  EXPECT_EQ(editor->exifGPSAltitude(), 12.0);
-  EXPECT_EQ(editor->exifGPSCoordinate(), Coordinate(-33.8, 151.2));
-  editor->setEXIFGPSLocation(moved, false);
+  EXPECT_EQ(exifGPSAltitude(*editor), 12.0);
+  EXPECT_EQ(exifGPSCoordinate(*editor), Coordinate(-33.8, 151.2));
+  setEXIFGPSLocation(*editor, moved, false);
   EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2010:01:01");
   EXPECT_EQ(editor->currentValue(TagName::exifGPSTimeStamp), "00:00:00");
   EXPECT_EQ(recorder.sets().size(), 3u);
 
   // An absent coordinate erases altitude and stamps too.
-  editor->setEXIFGPSCoordinate(std::nullopt);
+  setEXIFGPSCoordinate(*editor, std::nullopt);
   for (const auto& name : {TagName::exifGPSLatitude, TagName::exifGPSLatitudeRef, TagName::exifGPSLongitude,
                            TagName::exifGPSLongitudeRef, TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef})
     EXPECT_EQ(editor->currentValue(name), std::nullopt) << name;  // never in the file: nothing to delete
@@ -565,15 +573,15 @@ TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
   EXPECT_EQ(recorder.sets().size(), 4u);
 
   // Without stamps the location is of the present moment.
-  editor->setEXIFGPSCoordinate2D(LocationCoordinate2D{1, 2});
+  setEXIFGPSCoordinate2D(*editor, LocationCoordinate2D{1, 2});
   const auto before = currentDate();
-  location = editor->exifGPSLocation();
+  location = exifGPSLocation(*editor);
   const auto after = currentDate();
   ASSERT_TRUE(location);
   EXPECT_TRUE(location->timestamp >= before && location->timestamp <= after);
   EXPECT_EQ(location->verticalAccuracy, 0.0);
-  editor->setEXIFGPSLocation(std::nullopt, true);
-  EXPECT_EQ(editor->exifGPSCoordinate(), std::nullopt);
+  setEXIFGPSLocation(*editor, std::nullopt, true);
+  EXPECT_EQ(exifGPSCoordinate(*editor), std::nullopt);
 }
 
 TEST_F(EditorOperations, GPSGroupsClearAndRestoreInSessions) {
@@ -591,119 +599,117 @@ TEST_F(EditorOperations, GPSGroupsClearAndRestoreInSessions) {
                                       TagName::exifGPSDateStamp,   TagName::exifGPSTimeStamp};
   {
     SessionRecorder recorder;
-    editor->eraseEXIFGPSAltitude();
+    eraseEXIFGPSAltitude(*editor);
     EXPECT_EQ(recorder.onlySession(editor), (std::set<TagName>{TagName::exifGPSAltitude, TagName::exifGPSAltitudeRef}));
   }
   {
     SessionRecorder recorder;
     // The altitude pair is cleared already: a value equal to the current one is not registered.
-    editor->eraseEXIFGPSLocation();
+    eraseEXIFGPSLocation(*editor);
     std::set<TagName> six(eight.begin(), eight.end());
     six.erase(TagName::exifGPSAltitude);
     six.erase(TagName::exifGPSAltitudeRef);
     EXPECT_EQ(recorder.onlySession(editor), six);
   }
   for (const auto& name : eight) EXPECT_EQ(editor->writtenValue(name), "") << name;
-  editor->restoreEXIFGPSDateTime();
-  EXPECT_EQ(editor->exifGPSDateStamp(), PartialDate(2002, 7, 13));
-  editor->clearEXIFGPSLongitude();
-  editor->restoreEXIFGPSLatitude();
-  EXPECT_EQ(editor->exifGPSLatitude(), 1.0);
-  EXPECT_EQ(editor->exifGPSLongitude(), std::nullopt);
+  restoreEXIFGPSDateTime(*editor);
+  EXPECT_EQ(exifGPSDateStamp(*editor), PartialDate(2002, 7, 13));
+  clearEXIFGPSLongitude(*editor);
+  restoreEXIFGPSLatitude(*editor);
+  EXPECT_EQ(exifGPSLatitude(*editor), 1.0);
+  EXPECT_EQ(exifGPSLongitude(*editor), std::nullopt);
   {
     SessionRecorder recorder;
-    editor->restoreEXIFGPSLocation();
+    restoreEXIFGPSLocation(*editor);
     EXPECT_EQ(recorder.sets().size(), 1u);
   }
   for (const auto& name : eight) EXPECT_FALSE(editor->isValueEdited(name)) << name;
-  editor->eraseEXIFGPSDateStamp();
-  editor->eraseEXIFGPSTimeStamp();
+  eraseEXIFGPSDateStamp(*editor);
+  eraseEXIFGPSTimeStamp(*editor);
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{TagName::exifGPSDateStamp, TagName::exifGPSTimeStamp}));
-  editor->restoreEXIFGPSDateStamp();
-  editor->restoreEXIFGPSTimeStamp();
-  editor->restoreEXIFGPSAltitude();
-  editor->restoreEXIFGPSLongitude();
+  restoreEXIFGPSDateStamp(*editor);
+  restoreEXIFGPSTimeStamp(*editor);
+  restoreEXIFGPSAltitude(*editor);
+  restoreEXIFGPSLongitude(*editor);
   EXPECT_FALSE(editor->isEdited());
 }
 
 TEST_F(EditorOperations, IPTCLocationDescription) {
-  EXPECT_EQ(editorOf({{"IPTC:City", "Kingston"}, {"IPTC:Country-PrimaryLocationName", "Canada"}})->iptcLocationDescription(),
+  EXPECT_EQ(iptcLocationDescription(*editorOf({{"IPTC:City", "Kingston"}, {"IPTC:Country-PrimaryLocationName", "Canada"}})),
             "Kingston, Canada");
-  EXPECT_EQ(editorOf({{"IPTC:City", "Kingston"},
-                      {"IPTC:Province-State", ""},
-                      {"IPTC:Country-PrimaryLocationName", "Canada"}})
-                ->iptcLocationDescription(),
+  EXPECT_EQ(iptcLocationDescription(*editorOf({{"IPTC:City", "Kingston"},
+                                               {"IPTC:Province-State", ""},
+                                               {"IPTC:Country-PrimaryLocationName", "Canada"}})),
             "Kingston, , Canada");
-  EXPECT_EQ(editorOf({{"IPTC:Province-State", "Ont"}})->iptcLocationDescription(), "Ont");
-  EXPECT_EQ(editorOf({})->iptcLocationDescription(), "");
+  EXPECT_EQ(iptcLocationDescription(*editorOf({{"IPTC:Province-State", "Ont"}})), "Ont");
+  EXPECT_EQ(iptcLocationDescription(*editorOf({})), "");
 }
 
 // ---------------------------------------------------------------------------------------------
 // Image facts
 
 TEST_F(EditorOperations, ImageSizeTakesTheFirstWholePair) {
-  using Size = MetadataEditor::ImageSize;
-  EXPECT_EQ(editorOf({{"File:ImageWidth", "8"},
-                      {"File:ImageHeight", "6"},
-                      {"EXIF:ExifImageWidth", "100"},
-                      {"EXIF:ExifImageHeight", "80"}})
-                ->imageSize(),
+  using Size = ImageSize;
+  EXPECT_EQ(imageSize(*editorOf({{"File:ImageWidth", "8"},
+                                {"File:ImageHeight", "6"},
+                                {"EXIF:ExifImageWidth", "100"},
+                                {"EXIF:ExifImageHeight", "80"}})),
             (Size{8, 6}));
   // Half a pair, a text and a negative number are skipped.
-  EXPECT_EQ(editorOf({{"File:ImageWidth", "8"}, {"EXIF:ExifImageWidth", "100"}, {"EXIF:ExifImageHeight", "80"}})->imageSize(),
-            (Size{100, 80}));
-  EXPECT_EQ(editorOf({{"File:ImageWidth", "wide"},
-                      {"File:ImageHeight", "6"},
-                      {"EXIF:ExifImageWidth", "-100"},
-                      {"EXIF:ExifImageHeight", "80"},
-                      {"EXIF:ImageWidth", "160"},
-                      {"EXIF:ImageHeight", "120"}})
-                ->imageSize(),
+  EXPECT_EQ(
+      imageSize(*editorOf({{"File:ImageWidth", "8"}, {"EXIF:ExifImageWidth", "100"}, {"EXIF:ExifImageHeight", "80"}})),
+      (Size{100, 80}));
+  EXPECT_EQ(imageSize(*editorOf({{"File:ImageWidth", "wide"},
+                                {"File:ImageHeight", "6"},
+                                {"EXIF:ExifImageWidth", "-100"},
+                                {"EXIF:ExifImageHeight", "80"},
+                                {"EXIF:ImageWidth", "160"},
+                                {"EXIF:ImageHeight", "120"}})),
             (Size{160, 120}));
-  EXPECT_EQ(editorOf({{"PNG:ImageWidth", "16"}, {"PNG:ImageHeight", "0"}}, "/photos/image.png")->imageSize(),
+  EXPECT_EQ(imageSize(*editorOf({{"PNG:ImageWidth", "16"}, {"PNG:ImageHeight", "0"}}, "/photos/image.png")),
             (Size{16, 0}));  // zero is a size
-  EXPECT_EQ(editorOf({{"EXIF:ImageWidth", "160"}})->imageSize(), std::nullopt);
-  EXPECT_EQ(editorOf({})->imageSize(), std::nullopt);
+  EXPECT_EQ(imageSize(*editorOf({{"EXIF:ImageWidth", "160"}})), std::nullopt);
+  EXPECT_EQ(imageSize(*editorOf({})), std::nullopt);
   // The current value counts: a cleared width is no width.
   auto editor = editorOf({{"EXIF:ImageWidth", "160"}, {"EXIF:ImageHeight", "120"}});
-  editor->clearValue(TagName::exifImageWidth);
-  EXPECT_EQ(editor->imageSize(), std::nullopt);
+  clearValue(*editor, TagName::exifImageWidth);
+  EXPECT_EQ(imageSize(*editor), std::nullopt);
 }
 
 TEST_F(EditorOperations, ThumbnailFactsAndDirectWrites) {
-  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", "0"}})->hasOriginalThumbnail());
-  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", "0"}})->hasCurrentThumbnail());
-  EXPECT_FALSE(editorOf({{"EXIF:ThumbnailLength", ""}})->hasCurrentThumbnail());
+  EXPECT_FALSE(hasOriginalThumbnail(*editorOf({{"EXIF:ThumbnailLength", "0"}})));
+  EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", "0"}})));
+  EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", ""}})));
 
   auto editor = editorOf({{"EXIF:ThumbnailLength", "5120"}});
-  EXPECT_TRUE(editor->hasCurrentThumbnail());
-  EXPECT_FALSE(editor->isExifThumbnailEdited());
+  EXPECT_TRUE(hasCurrentThumbnail(*editor));
+  EXPECT_FALSE(isExifThumbnailEdited(*editor));
   {
     SessionRecorder recorder;
-    editor->removeThumbnail();
+    removeThumbnail(*editor);
     EXPECT_EQ(recorder.onlySession(editor),
               std::set<TagName>(TagName::thumbnailTagNames().begin(), TagName::thumbnailTagNames().end()));
   }
-  EXPECT_FALSE(editor->hasCurrentThumbnail());
-  EXPECT_TRUE(editor->hasOriginalThumbnail());
-  EXPECT_TRUE(editor->isExifThumbnailEdited());
-  editor->restoreThumbnail();
-  EXPECT_FALSE(editor->isExifThumbnailEdited());
+  EXPECT_FALSE(hasCurrentThumbnail(*editor));
+  EXPECT_TRUE(hasOriginalThumbnail(*editor));
+  EXPECT_TRUE(isExifThumbnailEdited(*editor));
+  restoreThumbnail(*editor);
+  EXPECT_FALSE(isExifThumbnailEdited(*editor));
   EXPECT_FALSE(editor->isEdited());
   // Another non-zero length is no edit of the thumbnail.
   editor->setValue(std::string("99"), TagName::exifThumbnailLength);
-  EXPECT_FALSE(editor->isExifThumbnailEdited());
+  EXPECT_FALSE(isExifThumbnailEdited(*editor));
 
   // Direct writes: pending even without the tags, and without the catalogue's say.
   auto bare = editorOf({});
-  bare->removeThumbnail();
+  removeThumbnail(*bare);
   EXPECT_EQ(bare->writtenTagNames().size(), 4u);
   EXPECT_EQ(bare->writtenValue(TagName::exifThumbnailImage), "");
   // Locked: nothing, in an empty session.
-  bare->restoreThumbnail();
+  restoreThumbnail(*bare);
   bare->lockEditor();
   SessionRecorder recorder;
-  bare->removeThumbnail();
+  removeThumbnail(*bare);
   ASSERT_EQ(recorder.sets().size(), 1u);
   EXPECT_TRUE(recorder.sets().front().values.empty());
   EXPECT_FALSE(bare->isEdited());
@@ -719,18 +725,18 @@ TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
                           {"IPTC:Headline", "News"},
                           {"EXIF:ThumbnailLength", "10"}});
   editor->lockEditor();
-  editor->clearValue(tag("EXIF:Make"));
-  editor->clearAll();
-  editor->mergeValue("x", tag("IPTC:Headline"));
-  editor->copy(tag("EXIF:Make"), tag("IPTC:Headline"));
-  editor->clone(tag("EXIF:Make"), tag("IPTC:Headline"));
-  editor->copyDate(tag("EXIF:DateTimeOriginal"), tag("EXIF:CreateDate"));
-  editor->apply(*DateEdition::fromDescription("SHIFT(hh: 1)"), tag("EXIF:DateTimeOriginal"));
-  editor->apply({{tag("EXIF:Artist"), PresetEntry::value("x")}});
-  editor->setExifCreateDate(currentDate());
-  editor->setEXIFGPSLocation(Location{}, false);
-  editor->eraseEXIFGPSLocation();
-  editor->removeThumbnail();
+  clearValue(*editor, tag("EXIF:Make"));
+  clearAll(*editor);
+  mergeValue(*editor, "x", tag("IPTC:Headline"));
+  copy(*editor, tag("EXIF:Make"), tag("IPTC:Headline"));
+  clone(*editor, tag("EXIF:Make"), tag("IPTC:Headline"));
+  copyDate(*editor, tag("EXIF:DateTimeOriginal"), tag("EXIF:CreateDate"));
+  apply(*editor, *DateEdition::fromDescription("SHIFT(hh: 1)"), tag("EXIF:DateTimeOriginal"));
+  apply(*editor, {{tag("EXIF:Artist"), PresetEntry::value("x")}});
+  setExifCreateDate(*editor, currentDate());
+  setEXIFGPSLocation(*editor, Location{}, false);
+  eraseEXIFGPSLocation(*editor);
+  removeThumbnail(*editor);
   EXPECT_FALSE(editor->isEdited());
   editor->unlockEditor();
 }
@@ -741,23 +747,23 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   reader.setupDefaultForEditorReading();
   const auto gps = readImageFile(reader, testing::copySample("GPS.jpg", folder.path()));
   // City and Province-State are there, each a blank.
-  EXPECT_EQ(gps->iptcLocationDescription(), " ,  , United Kingdom");
-  gps->clearValue(tag("IPTC:Province-State"));
-  gps->clearValue(tag("IPTC:City"));
-  EXPECT_EQ(gps->iptcLocationDescription(), ", , United Kingdom");
-  EXPECT_EQ(gps->imageSize(), (MetadataEditor::ImageSize{120, 80}));
-  EXPECT_TRUE(gps->hasOriginalThumbnail());
-  EXPECT_EQ(gps->exifGPSTimeStamp(), PartialTime(14, 58, 24));
-  EXPECT_EQ(gps->exifGPSDateTime(), std::nullopt);  // no date stamp
-  const auto position = gps->exifGPSLocation();
+  EXPECT_EQ(iptcLocationDescription(*gps), " ,  , United Kingdom");
+  clearValue(*gps, tag("IPTC:Province-State"));
+  clearValue(*gps, tag("IPTC:City"));
+  EXPECT_EQ(iptcLocationDescription(*gps), ", , United Kingdom");
+  EXPECT_EQ(imageSize(*gps), (ImageSize{120, 80}));
+  EXPECT_TRUE(hasOriginalThumbnail(*gps));
+  EXPECT_EQ(exifGPSTimeStamp(*gps), PartialTime(14, 58, 24));
+  EXPECT_EQ(exifGPSDateTime(*gps), std::nullopt);  // no date stamp
+  const auto position = exifGPSLocation(*gps);
   ASSERT_TRUE(position);
   EXPECT_NEAR(position->latitude, 54.98966667, 1e-7);
   EXPECT_NEAR(position->longitude, -1.91416667, 1e-7);  // "W"
   const auto png = readImageFile(reader, testing::copySample("PNG.png", folder.path()));
-  EXPECT_EQ(png->imageSize(), (MetadataEditor::ImageSize{16, 16}));
-  EXPECT_FALSE(png->hasCurrentThumbnail());
+  EXPECT_EQ(imageSize(*png), (ImageSize{16, 16}));
+  EXPECT_FALSE(hasCurrentThumbnail(*png));
   const auto canon = readImageFile(reader, testing::copySample("Canon.jpg", folder.path()));
-  EXPECT_EQ(dateText.stringValueFromTypedValue(canon->exifCreateDate()), "2003:12:04 06:46:52");
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*canon)), "2003:12:04 06:46:52");
 }
 
 // Operations on shared editors from many threads: each slot call is atomic, and the sessions
@@ -774,21 +780,21 @@ TEST_F(EditorOperations, ConcurrentOperations) {
       ++ready;
       while (ready < 4) std::this_thread::yield();
       for (int round = 0; round < 20; ++round) {
-        shared->setEXIFGPSCoordinate(Coordinate(i, -i));
-        shared->mergeValue("x", tag("IPTC:Headline"));
-        (void)shared->exifGPSLocation();
-        (void)shared->imageSize();
-        own[i]->apply({{tag("EXIF:Make"), PresetEntry::value("Nikon")}, {tag("EXIF:Artist"), PresetEntry::remove()}});
-        own[i]->removeThumbnail();
-        own[i]->clearAll(TagStream::exif);
-        own[i]->restoreAll();
-        own[i]->restoreThumbnail();
+        setEXIFGPSCoordinate(*shared, Coordinate(i, -i));
+        mergeValue(*shared, "x", tag("IPTC:Headline"));
+        (void)exifGPSLocation(*shared);
+        (void)imageSize(*shared);
+        apply(*own[i], {{tag("EXIF:Make"), PresetEntry::value("Nikon")}, {tag("EXIF:Artist"), PresetEntry::remove()}});
+        removeThumbnail(*own[i]);
+        clearAll(*own[i], TagStream::exif);
+        restoreAll(*own[i]);
+        restoreThumbnail(*own[i]);
       }
     });
   }
   for (auto& thread : threads) thread.join();
   // Latitude and longitude are set one after the other: they may come from two threads.
-  const auto coordinate = shared->exifGPSCoordinate();
+  const auto coordinate = exifGPSCoordinate(*shared);
   ASSERT_TRUE(coordinate);
   EXPECT_TRUE(coordinate->latitude.value >= 0 && coordinate->latitude.value <= 3);
   EXPECT_TRUE(coordinate->longitude.value <= 0 && coordinate->longitude.value >= -3);

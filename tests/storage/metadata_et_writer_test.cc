@@ -27,6 +27,7 @@
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/exiftool/one_command_jobs.h"
@@ -896,11 +897,11 @@ TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
   const auto byHand = scratch / "by-hand.jpg";
   fs::copy_file(path, byHand);
   auto editor = readEditor(path);
-  ASSERT_TRUE(editor->hasOriginalThumbnail());
+  ASSERT_TRUE(hasOriginalThumbnail(*editor));
   editor->setValue(std::string("Ada Lovelace"), artist);  // a value
   editor->setValue(std::string(), software);              // a cleared text
   editor->setValue(std::string(), iso);                   // a cleared number
-  editor->removeThumbnail();
+  removeThumbnail(*editor);
 
   RecordingRunner runner;
   MetadataETWriter writer;
@@ -927,7 +928,7 @@ TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
   EXPECT_THAT(after->unsafeGetValue(software), Optional(std::string()));
   EXPECT_EQ(after->unsafeGetValue(iso), std::nullopt);
   EXPECT_EQ(after->unsafeGetValue(TagName::exifThumbnailLength), std::nullopt);
-  EXPECT_FALSE(after->hasOriginalThumbnail());
+  EXPECT_FALSE(hasOriginalThumbnail(*after));
   EXPECT_THAT(after->originalValue(TagName("EXIF", "Make")), Optional(std::string("FUJIFILM")));
 }
 

@@ -10,6 +10,8 @@
 #include "batch.h"
 #include "commands.h"
 #include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editor/editor_gps.h"
+#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/editor/metadata_editor.h"
 #include "orvelin/support/format.h"
 #include "orvelin/values/coordinate_writer.h"
@@ -57,9 +59,9 @@ int printPositions(const FactsOptions& options) {
     const auto& editor = editors[i];
     if (!editor) continue;
     const auto& file = options.files[i];
-    const auto coordinate = editor->exifGPSCoordinate();
-    const auto altitude = editor->exifGPSAltitude();
-    const auto moment = moments.stringValueFromTypedValue(editor->exifGPSDateTime());
+    const auto coordinate = exifGPSCoordinate(*editor);
+    const auto altitude = exifGPSAltitude(*editor);
+    const auto moment = moments.stringValueFromTypedValue(exifGPSDateTime(*editor));
     if (options.json) {
       nlohmann::json entry = {{"SourceFile", file}};
       entry["latitude"] = coordinate ? nlohmann::json(coordinate->latitude.value) : nlohmann::json();
@@ -99,7 +101,7 @@ int printSizes(const FactsOptions& options) {
     const auto& editor = editors[i];
     if (!editor) continue;
     const auto& file = options.files[i];
-    const auto size = editor->imageSize();
+    const auto size = imageSize(*editor);
     if (options.json) {
       all.push_back({{"SourceFile", file},
                      {"width", size ? nlohmann::json(size->width) : nlohmann::json()},

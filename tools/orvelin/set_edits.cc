@@ -6,6 +6,11 @@
 #include <cstdio>
 
 #include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editor/editor_dates.h"
+#include "orvelin/editor/editor_editions.h"
+#include "orvelin/editor/editor_finder_tags.h"
+#include "orvelin/editor/editor_gps.h"
+#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/support/string_extensions.h"
 #include "orvelin/values/coordinate_parser.h"
 #include "orvelin/values/value_converter.h"
@@ -192,7 +197,7 @@ void merge(MetadataEditor& editor, const TagName& name, const std::string& text,
   const auto item = refusals.editable(name);
   if (!item) return;
   const auto before = editor.currentValue(name);
-  editor.mergeValue(text, name);
+  mergeValue(editor, text, name);
   if (!text.empty() && editor.currentValue(name) == before)
     refusals.refuse(name, "a " + std::string(item->type.rawValue()) + " tag takes no text");
 }
@@ -200,23 +205,23 @@ void merge(MetadataEditor& editor, const TagName& name, const std::string& text,
 // Applies the edits with intent to one editor, after the plain ones.
 void applyIntentEdits(MetadataEditor& editor, const IntentEdits& edits, const SetOptions& options,
                       Refusals& refusals) {
-  if (options.eraseGPS) editor.eraseEXIFGPSLocation();
+  if (options.eraseGPS) eraseEXIFGPSLocation(editor);
   if (edits.position && refusals.editable(TagName::exifGPSLatitude) && refusals.editable(TagName::exifGPSLongitude))
-    editor.setEXIFGPSCoordinate(*edits.position);
-  if (edits.altitude && refusals.editable(TagName::exifGPSAltitude)) editor.setEXIFGPSAltitude(*edits.altitude);
+    setEXIFGPSCoordinate(editor, *edits.position);
+  if (edits.altitude && refusals.editable(TagName::exifGPSAltitude)) setEXIFGPSAltitude(editor, *edits.altitude);
   for (const auto& [name, edition] : edits.dates)
-    if (refusals.editable(name)) editor.apply(edition, name);
+    if (refusals.editable(name)) apply(editor, edition, name);
   for (const auto& [source, destination] : edits.copies)
-    if (refusals.known(source) && refusals.editable(destination)) editor.copy(source, destination);
+    if (refusals.known(source) && refusals.editable(destination)) copy(editor, source, destination);
   for (const auto& [source, destination] : edits.copyDates)
-    if (refusals.known(source) && refusals.editable(destination)) editor.copyDate(source, destination);
+    if (refusals.known(source) && refusals.editable(destination)) copyDate(editor, source, destination);
   for (const auto& [source, destination] : edits.clones)
-    if (refusals.known(source) && refusals.editable(destination)) editor.clone(source, destination);
+    if (refusals.known(source) && refusals.editable(destination)) clone(editor, source, destination);
   for (const auto& [name, text] : edits.merges) merge(editor, name, text, refusals);
-  if (edits.preset) editor.apply(edits.preset->entries());
-  if (options.removeThumbnail) editor.removeThumbnail();
-  if (options.keywordsFromFinderTags && refusals.editable(TagName::iptcKeywords)) editor.copyFinderTagsToIPTCKeywords();
-  if (options.finderTagsFromKeywords) editor.copyIPTCKeywordsToFinderTags();
+  if (edits.preset) apply(editor, edits.preset->entries());
+  if (options.removeThumbnail) removeThumbnail(editor);
+  if (options.keywordsFromFinderTags && refusals.editable(TagName::iptcKeywords)) copyFinderTagsToIPTCKeywords(editor);
+  if (options.finderTagsFromKeywords) copyIPTCKeywordsToFinderTags(editor);
 }
 
 // Applies the plain edits to one editor.

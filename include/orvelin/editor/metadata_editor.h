@@ -1,15 +1,13 @@
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <shared_mutex>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -17,73 +15,15 @@
 #include "orvelin/storage/read_write_storage.h"
 #include "orvelin/tags/tag_access.h"
 #include "orvelin/tags/tag_name.h"
-// For the operations built on the slots (the last section of MetadataEditor).
-#include "orvelin/presets/preset_entry.h"
-#include "orvelin/tags/tag_item.h"
-#include "orvelin/values/coordinate.h"
-#include "orvelin/values/date_edition.h"
-#include "orvelin/values/date_values.h"
-#include "orvelin/values/location.h"
-#include "orvelin/values/value.h"
 
 namespace orvelin {
 
-class MetadataEditor;
-
-// The state of one editor: its storage, the file's password, its owner and the lock counter.
-// It decides what may be read and edited. A value without a lock of its own: MetadataEditor
-// guards it.
-class MetadataEditorCore {
- public:
-  MetadataEditorCore(ReadWriteStorage storage, std::optional<std::string> password)
-      : storage(std::move(storage)), filePassword(std::move(password)) {}
-
-  ReadWriteStorage storage;
-  const std::optional<std::string> filePassword;
-  std::weak_ptr<MetadataEditor> editor;
-  std::int64_t lockCounter = 0;
-
-  // What the edits and lock changes have to announce, in order: a name to register with the
-  // editions manager, or the change of the lock state. The editor sends them once it has
-  // released its lock (see MetadataEditor::write()).
-  struct Announcement {
-    std::optional<TagName> edition;  // absent: the lock state changed
-  };
-  std::vector<Announcement> announcements;
-
-  // rwc on a folder; else the file type's entry for the stream when it is not n; else n for a
-  // stream the file did not show; else rw for a tag the file has and r for one it lacks.
-  TagAccess access(const TagName& name) const;
-  bool canReadValue(const TagName& name) const { return access(name).canBeRead(); }
-  // True for a profile file's own "ICC_Profile" tags; else the catalogue must know the tag as
-  // writable and the access allow edits.
-  bool canEditValue(const TagName& name) const;
-  bool isValueEdited(const TagName& name) const { return storage.writtenValuePointer(name) != nullptr; }
-  // Absent when the access is n.
-  std::optional<std::string> originalValue(const TagName& name) const;
-  std::optional<std::string> writtenValue(const TagName& name) const { return storage.writtenValue(name); }
-  // The written value (even empty), else originalValue().
-  std::optional<std::string> currentValue(const TagName& name) const;
-  std::optional<std::string> unsafeGetValue(const TagName& name) const { return storage.originalValue(name); }
-  bool isLocked() const { return lockCounter > 0; }
-
-  // The edits; each announces its name for the editions manager.
-  void setValue(const std::optional<std::string>& value, const TagName& name);
-  void unsafeSetValue(const std::optional<std::string>& value, const TagName& name);
-  void forceValue(const TagName& name);
-  void setFinderTags(const std::optional<std::vector<std::string>>& tags);
-  void lockEditor();
-  void unlockEditor();
-
-  std::string debugDescription() const;
-
- private:
-  void registerEdition(const TagName& name) { announcements.push_back({name}); }
-  void postDidChangeLockState() { announcements.push_back({std::nullopt}); }
-};
+class MetadataEditorCore;
 
 // The object through which a host works on one file or folder: it answers what may be read
-// and edited, takes edits, and is locked while it is saved.
+// and edited, takes edits, and is locked while it is saved. The operations built on these
+// slots are free functions, by theme: editor_values.h, editor_finder_tags.h,
+// editor_editions.h, editor_dates.h, editor_gps.h and editor_image_facts.h.
 //
 // Held by std::shared_ptr (made with create()); copies are not possible. Equality is identity;
 // hashing is by URL (hashURL()), so two editors of one file hash alike and differ.
@@ -110,7 +50,7 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
 
   MetadataEditor(const MetadataEditor&) = delete;
   MetadataEditor& operator=(const MetadataEditor&) = delete;
-  ~MetadataEditor() override = default;
+  ~MetadataEditor() override;
 
   // The URL given at creation, readable without the lock.
   const std::filesystem::path& hashURL() const { return hashURL_; }
@@ -140,12 +80,18 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   // editor goes from unlocked to locked or back.
   virtual void lockEditor();
   virtual void unlockEditor();
+  // rwc on a folder; else the file type's entry for the stream when it is not n; else n for a
+  // stream the file did not show; else rw for a tag the file has and r for one it lacks.
   virtual TagAccess access(const TagName& name) const;
   virtual bool canReadValue(const TagName& name) const;
+  // True for a profile file's own "ICC_Profile" tags; else the catalogue must know the tag as
+  // writable and the access allow edits.
   virtual bool canEditValue(const TagName& name) const;
   virtual bool isValueEdited(const TagName& name) const;
+  // Absent when the access is n.
   virtual std::optional<std::string> originalValue(const TagName& name) const;
   virtual std::optional<std::string> writtenValue(const TagName& name) const;
+  // The written value (even empty), else originalValue().
   virtual std::optional<std::string> currentValue(const TagName& name) const;
   // The read value without the access check.
   virtual std::optional<std::string> unsafeGetValue(const TagName& name) const;
@@ -178,174 +124,6 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
   void performInternalFlushChanges(ReadWriteStorage& storage) override;
   void concludeInternalSaveChanges(ReadWriteStorage& storage) override;
 
-  // -------------------------------------------------------------------------------------------
-  // Operations built on the slots above: typed values, Finder tags, edits with intent, dates,
-  // presets, GPS and image facts (metadata_editor_value.cc, _finder.cc, _edition.cc, _date.cc,
-  // _gps.cc, _image.cc).
-  //
-  // They keep no state and cannot be overridden. Every read and write goes through the public
-  // slots, so the editor's rules hold for each tag they touch: a tag that cannot be edited is
-  // skipped on its own (a group of tags may be half written), and a locked editor refuses
-  // every value write silently. Each slot call takes the editor's lock for itself alone: an
-  // operation made of several reads and writes is not atomic, and a change made by another
-  // thread between two of its steps goes unnoticed (two concurrent merges can lose one).
-  // Operations said to run "in a session" wrap their writes in one session of
-  // EditionsManager::shared(), so that observers hear of them once; sessions group
-  // notifications and exclude nothing. Like the slots, none of them may be called from an
-  // observer of this editor's or the manager's notifications without changing thread first.
-  //
-  // Vocabulary: to clear (or erase) a tag is to set it to the empty text, an edit that deletes
-  // the tag at the next save; to restore it is to set it to absent, withdrawing any edit.
-
-  // Values by name and by catalogue record.
-  void restoreValue(const TagName& name);
-  void restoreValues(const std::vector<TagName>& names);
-  void clearValue(const TagName& name);
-  void clearValues(const std::vector<TagName>& names);
-  std::optional<std::string> currentValue(const TagItem& tag) const;
-  void setValue(const std::optional<std::string>& value, const TagItem& tag);
-  // The current value read by the record's converter; an absent value goes through it as
-  // absent, and a cleared one as the empty text.
-  std::optional<Value> currentRawValue(const TagItem& tag) const;
-  // The value written by the record's converter, then set; a value the converter gives no text
-  // for (absent included) restores the tag rather than clearing it.
-  void setRawValue(const std::optional<Value>& value, const TagItem& tag);
-
-  // Finder tags. The pending tags, else the file's (two separate reads).
-  std::vector<std::string> currentFinderTags() const;
-  // No Finder tags pending.
-  bool areOriginalFinderTags() const;
-  void restoreFinderTags();
-  // IPTC:Keywords set to the current Finder tags joined by ","; refused while locked.
-  void copyFinderTagsToIPTCKeywords();
-  // The Finder tags set to IPTC:Keywords split at ","; no keywords drops pending Finder tags.
-  // Allowed while locked, as setFinderTags() is.
-  void copyIPTCKeywordsToFinderTags();
-
-  // Clears every tag of `stream` (absent: of every stream), in a session. A file clears the
-  // tags it has; a folder, which has no list of tags, every key the catalogue knows for the
-  // stream(s), those that cannot be edited being refused one by one. Finder tags stay.
-  void clearAll(const std::optional<TagStream>& stream = std::nullopt);
-  // Restores every pending value of `stream` (absent: of every stream), in a session. Finder
-  // tags stay.
-  void restoreAll(const std::optional<TagStream>& stream = std::nullopt);
-  // Appends `text` to the current value, after ", " for a list tag and " " for another one,
-  // unless the value is empty or ends in a blank. Only text tags take it: on any other type,
-  // and for a tag the catalogue does not know, nothing happens.
-  void mergeValue(const std::string& text, const TagName& name);
-  // Sets `destination` to the value of `source` read by the source's converter and written by
-  // the destination's, so that numbers and dates take the destination's form. A source without
-  // value normally restores the destination. Both tags must be in the catalogue, else nothing
-  // happens.
-  void copy(const TagName& source, const TagName& destination);
-  // copy() between date tags, but a date-only source sets only the day of a destination with a
-  // time, and a time-only source only its time; a destination without date gets a plain copy,
-  // and a source without date (onto a dated destination) restores the destination.
-  void copyDate(const TagName& source, const TagName& destination);
-  // Sets `destination` to the value of `source` as a reader sees it: the localised text of a
-  // choice from the source's list, else the source's formatted text, each read by the
-  // destination's converter.
-  void clone(const TagName& source, const TagName& destination);
-  // A date edition on one tag: restore and remove set absent and the empty text; select,
-  // update and shift work on the tag's date (read in any of the date formats) and write the
-  // result in the tag's own form, keeping the value when the result has none. These three do
-  // nothing for a tag the catalogue does not know.
-  void apply(const DateEdition& edition, const TagName& name);
-  // A preset entry on one tag: a value entry on a date tag is a date edition's text (nothing
-  // happens when it is none), on another tag a text to set; copy and clone name their source
-  // "stream:key" (copy between date tags is copyDate()); merge, remove, restore and none as
-  // their names say. Nothing happens for a tag the catalogue does not know.
-  void apply(const PresetEntry& entry, const TagName& name);
-  // Every entry in the map's order, in a session. One entry must not rely on another's result.
-  void apply(const std::map<TagName, PresetEntry>& entries);
-  // EXIF:CreateDate and EXIF:ModifyDate read in any of the date formats; absent when empty or
-  // unreadable.
-  std::optional<Date> exifCreateDate() const;
-  std::optional<Date> exifModifyDate() const;
-  // EXIF:CreateDate written "yyyy:MM:dd HH:mm:ss" in local time; absent restores it.
-  void setExifCreateDate(const std::optional<Date>& date);
-
-  // GPS, over the EXIF tags GPSLatitude, GPSLongitude, GPSAltitude (unsigned numbers), their
-  // references GPSLatitudeRef ("N"/"S"), GPSLongitudeRef ("E"/"W"), GPSAltitudeRef ("0" above
-  // and "1" below sea level), GPSDateStamp and GPSTimeStamp (local time, as the writers
-  // below store them).
-  //
-  // Signed numbers: the stored number must read as a number of at least 0 (a stored negative
-  // number reads as absent), and the reference alone gives the sign; a missing reference
-  // counts as "N", "E" or "0", and any text but "S", "W" or "1" (a lower-case "s" included)
-  // as positive.
-  std::optional<double> exifGPSLatitude() const;
-  std::optional<double> exifGPSLongitude() const;
-  std::optional<double> exifGPSAltitude() const;
-  std::optional<PartialDate> exifGPSDateStamp() const;
-  std::optional<PartialTime> exifGPSTimeStamp() const;
-  // The two stamps together; absent unless both are there.
-  std::optional<Date> exifGPSDateTime() const;
-  // Latitude and longitude; absent unless both are there.
-  std::optional<Coordinate> exifGPSCoordinate() const;
-  std::optional<LocationCoordinate2D> exifGPSCoordinate2D() const;
-  // Latitude and longitude (both needed), the altitude (0 without one), both accuracies 0,
-  // and the stamps' moment, or the present moment without them.
-  std::optional<Location> exifGPSLocation() const;
-  // The present values among IPTC City, Province-State and Country-PrimaryLocationName, in
-  // this order and empty ones included, joined by ", ". Empty when none is present.
-  std::string iptcLocationDescription() const;
-  // A number is stored as the "%.8f" text of its magnitude and its sign as the reference (-0
-  // counts as positive). Absent erases the group. No session of their own.
-  void setEXIFGPSLatitude(const std::optional<double>& latitude);
-  void setEXIFGPSLongitude(const std::optional<double>& longitude);
-  void setEXIFGPSAltitude(const std::optional<double>& altitude);
-  // The stamps as "yyyy:MM:dd" and "HH:mm:ss"; absent erases the stamp. No session of their
-  // own.
-  void setEXIFGPSDateStamp(const std::optional<PartialDate>& date);
-  void setEXIFGPSTimeStamp(const std::optional<PartialTime>& time);
-  void setEXIFGPSDateTime(const std::optional<Date>& date);
-  // Latitude and longitude in a session; absent erases the whole location, altitude and stamps
-  // included.
-  void setEXIFGPSCoordinate(const std::optional<Coordinate>& coordinate);
-  void setEXIFGPSCoordinate2D(const std::optional<LocationCoordinate2D>& coordinate);
-  // Latitude, longitude, altitude and, unless `keepDate`, the stamps from the timestamp, in a
-  // session; absent erases the whole location whatever `keepDate` says.
-  void setEXIFGPSLocation(const std::optional<Location>& location, bool keepDate);
-  // Clear (erase) and restore of each group, each in a session: a number with its reference,
-  // a stamp, both stamps, or the whole location (latitude, longitude, altitude, stamps).
-  void clearEXIFGPSLatitude();
-  void restoreEXIFGPSLatitude();
-  void clearEXIFGPSLongitude();
-  void restoreEXIFGPSLongitude();
-  void eraseEXIFGPSAltitude();
-  void restoreEXIFGPSAltitude();
-  void eraseEXIFGPSDateStamp();
-  void restoreEXIFGPSDateStamp();
-  void eraseEXIFGPSTimeStamp();
-  void restoreEXIFGPSTimeStamp();
-  void eraseEXIFGPSDateTime();
-  void restoreEXIFGPSDateTime();
-  void eraseEXIFGPSLocation();
-  void restoreEXIFGPSLocation();
-
-  // Image facts.
-  struct ImageSize {
-    double width = 0.0;
-    double height = 0.0;
-    friend bool operator==(const ImageSize&, const ImageSize&) = default;
-  };
-  // The first of the pairs File:ImageWidth/Height, EXIF:ExifImageWidth/Height,
-  // EXIF:ImageWidth/Height, PNG:ImageWidth/Height whose two current values read as numbers of
-  // at least 0 (zero is a size); absent when none does.
-  std::optional<ImageSize> imageSize() const;
-  // EXIF:ThumbnailLength, current or original, is present, not empty and not "0".
-  bool hasCurrentThumbnail() const;
-  bool hasOriginalThumbnail() const;
-  // The two answers above differ (a change between two non-zero lengths is no edit here).
-  bool isExifThumbnailEdited() const;
-  // Direct writes (unsafeSetValue()) of the empty text, or of absent, to EXIF ThumbnailImage,
-  // ThumbnailLength, PreviewImage and PreviewImageLength, in a session: they skip the edit
-  // checks and comparisons, and only a locked editor refuses them (the session still opens
-  // and closes, empty).
-  void removeThumbnail();
-  void restoreThumbnail();
-
   // The image extensions of ExifToolCLI::arrangedTypes(), as a set and as a list.
   static const std::set<std::string, std::less<>>& supportedImages();
   static const std::vector<std::string>& supportedImagesList();
@@ -355,42 +133,19 @@ class MetadataEditor : public ReadWriteStorageOwner, public std::enable_shared_f
  protected:
   MetadataEditor(ReadWriteStorage storage, std::optional<std::string> password);
 
-  // Runs `block` on the core under the shared lock.
-  template <typename Block>
-  auto read(Block&& block) const {
-    std::shared_lock lock(coreLock_);
-    return block(core_);
-  }
-  // Runs `block` on the core under the exclusive lock, then, with the lock released, sends what
-  // the block left to announce.
-  template <typename Block>
-  auto write(Block&& block) {
-    std::vector<MetadataEditorCore::Announcement> announcements;
-    std::unique_lock lock(coreLock_);
-    struct Collect {  // takes the announcements out of the core on every way out, lock held
-      MetadataEditorCore& core;
-      std::vector<MetadataEditorCore::Announcement>& into;
-      ~Collect() { into.swap(core.announcements); }
-    };
-    if constexpr (std::is_void_v<std::invoke_result_t<Block, MetadataEditorCore&>>) {
-      { Collect collect{core_, announcements}; block(core_); }
-      lock.unlock();
-      announce(announcements);
-    } else {
-      auto result = [&] { Collect collect{core_, announcements}; return block(core_); }();
-      lock.unlock();
-      announce(announcements);
-      return result;
-    }
-  }
-
  private:
+  // Run `block` on the core under the shared lock, or under the exclusive lock; write() then
+  // sends, with the lock released, what the block left to announce.
+  template <typename Block>
+  auto read(Block&& block) const;
+  template <typename Block>
+  auto write(Block&& block);
+
   void adopt();
-  void announce(const std::vector<MetadataEditorCore::Announcement>& announcements);
 
   const std::filesystem::path hashURL_;
-  mutable std::shared_mutex coreLock_;  // guards core_
-  MetadataEditorCore core_;
+  mutable std::shared_mutex coreLock_;       // guards *core_
+  std::unique_ptr<MetadataEditorCore> core_;  // never null
 };
 
 }  // namespace orvelin

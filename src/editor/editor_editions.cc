@@ -1,9 +1,8 @@
-// Edits with intent: clear and restore of whole streams, merge, copy, clone and presets, built
-// on the editor's slots.
+#include "orvelin/editor/editor_editions.h"
 
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
-#include "orvelin/editor/metadata_editor.h"
+#include "orvelin/editor/editor_dates.h"
 #include "orvelin/support/string_extensions.h"
 #include "orvelin/values/date_edition.h"
 #include "orvelin/values/value_converter.h"
@@ -23,11 +22,11 @@ std::optional<TagName> sourceName(const std::string& text) {
 
 }  // namespace
 
-void MetadataEditor::clearAll(const std::optional<TagStream>& stream) {
+void clearAll(MetadataEditor& editor, const std::optional<TagStream>& stream) {
   EditionsManager::shared().session([&] {
-    if (!isFolder()) {
-      for (const auto& name : currentTagNames())
-        if (inStream(stream, name)) setValue(std::string(), name);
+    if (!editor.isFolder()) {
+      for (const auto& name : editor.currentTagNames())
+        if (inStream(stream, name)) editor.setValue(std::string(), name);
       return;
     }
     // A folder has no list of its tags: the catalogue stands in for it.
@@ -36,90 +35,90 @@ void MetadataEditor::clearAll(const std::optional<TagStream>& stream) {
     for (const auto& each : streams) {
       const auto keys = catalogue->cachedKeys.find(each);
       if (keys == catalogue->cachedKeys.end()) continue;
-      for (const auto& key : keys->second) setValue(std::string(), TagName(each, key));
+      for (const auto& key : keys->second) editor.setValue(std::string(), TagName(each, key));
     }
   });
 }
 
-void MetadataEditor::restoreAll(const std::optional<TagStream>& stream) {
+void restoreAll(MetadataEditor& editor, const std::optional<TagStream>& stream) {
   EditionsManager::shared().session([&] {
-    for (const auto& name : writtenTagNames())
-      if (inStream(stream, name)) setValue(std::nullopt, name);
+    for (const auto& name : editor.writtenTagNames())
+      if (inStream(stream, name)) editor.setValue(std::nullopt, name);
   });
 }
 
-void MetadataEditor::mergeValue(const std::string& text, const TagName& name) {
+void mergeValue(MetadataEditor& editor, const std::string& text, const TagName& name) {
   const auto item = TagsResources::shared().tag(name);
   if (!item) return;
-  auto value = currentValue(name).value_or(std::string());
+  auto value = editor.currentValue(name).value_or(std::string());
   if (!value.empty() && value.back() != ' ') value += item->isInArray() ? ", " : " ";
   // Only text can take more text.
   if (!item->type.isShortString() && item->type.rawValue() != "longstring") return;
   value += text;
-  setValue(value, name);
+  editor.setValue(value, name);
 }
 
-void MetadataEditor::copy(const TagName& source, const TagName& destination) {
+void copy(MetadataEditor& editor, const TagName& source, const TagName& destination) {
   const auto catalogue = TagsResources::shared().catalogue();
   const auto sourceItem = catalogue->tag(source);
   const auto destinationItem = catalogue->tag(destination);
   if (!sourceItem || !destinationItem) return;
-  const auto raw = sourceItem->converter()->rawValueFromStringValue(currentValue(source));
-  setValue(destinationItem->converter()->stringValueFromRawValue(raw ? *raw : Value()), destination);
+  const auto raw = sourceItem->converter()->rawValueFromStringValue(editor.currentValue(source));
+  editor.setValue(destinationItem->converter()->stringValueFromRawValue(raw ? *raw : Value()), destination);
 }
 
-void MetadataEditor::clone(const TagName& source, const TagName& destination) {
+void clone(MetadataEditor& editor, const TagName& source, const TagName& destination) {
   const auto catalogue = TagsResources::shared().catalogue();
   const auto sourceItem = catalogue->tag(source);
   const auto destinationItem = catalogue->tag(destination);
   if (!sourceItem || !destinationItem) return;
-  const auto value = currentValue(source);
+  const auto value = editor.currentValue(source);
   // A choice from a list moves as the text a reader sees for it.
   if (!sourceItem->values.empty() && !sourceItem->isInArray() && value) {
     if (const auto index = sourceItem->indexOf(*value)) {
       const auto& localized = sourceItem->localizedValues().at(*index);
-      setValue(destinationItem->converter()->stringValueFromStringValue(localized), destination);
+      editor.setValue(destinationItem->converter()->stringValueFromStringValue(localized), destination);
       return;
     }
   }
   const auto formatted = sourceItem->converter()->formattedValueFromStringValue(value);
-  setValue(formatted ? destinationItem->converter()->stringValueFromRawValue(Value(*formatted)) : std::nullopt,
-           destination);
+  editor.setValue(formatted ? destinationItem->converter()->stringValueFromRawValue(Value(*formatted)) : std::nullopt,
+                  destination);
 }
 
-void MetadataEditor::apply(const PresetEntry& entry, const TagName& name) {
+void apply(MetadataEditor& editor, const PresetEntry& entry, const TagName& name) {
   const auto item = TagsResources::shared().tag(name);
   if (!item) return;
   const bool dated = item->type.isDateConvertible();
   switch (entry.kind()) {
     case PresetEntry::Case::value:
       if (!dated) {
-        setValue(entry.payload(), name);
+        editor.setValue(entry.payload(), name);
       } else if (const auto edition = DateEdition::fromDescription(entry.payload())) {
-        apply(*edition, name);
+        apply(editor, *edition, name);
       }
       return;
     case PresetEntry::Case::copy:
       if (const auto source = sourceName(entry.payload())) {
         if (dated)
-          copyDate(*source, name);
+          copyDate(editor, *source, name);
         else
-          copy(*source, name);
+          copy(editor, *source, name);
       }
       return;
-    case PresetEntry::Case::merge: mergeValue(entry.payload(), name); return;
+    case PresetEntry::Case::merge: mergeValue(editor, entry.payload(), name); return;
     case PresetEntry::Case::clone:
-      if (const auto source = sourceName(entry.payload())) clone(*source, name);
+      if (const auto source = sourceName(entry.payload())) clone(editor, *source, name);
       return;
     case PresetEntry::Case::none: return;
-    case PresetEntry::Case::remove: setValue(std::string(), name); return;
-    case PresetEntry::Case::restore: setValue(std::nullopt, name); return;
+    case PresetEntry::Case::remove: editor.setValue(std::string(), name); return;
+    case PresetEntry::Case::restore: editor.setValue(std::nullopt, name); return;
   }
 }
 
-void MetadataEditor::apply(const std::map<TagName, PresetEntry>& entries) {
+void apply(MetadataEditor& editor, const std::map<TagName, PresetEntry>& entries) {
   EditionsManager::shared().session([&] {
-    for (const auto& [name, entry] : entries) apply(entry, name);
+    for (const auto& [name, entry] : entries) apply(editor, entry, name);
   });
 }
 

@@ -1,10 +1,10 @@
-// Image facts: the pixel size and the embedded thumbnail, built on the editor's slots.
+#include "orvelin/editor/editor_image_facts.h"
 
 #include <array>
+#include <string>
 #include <utility>
 
 #include "orvelin/editions/editions_manager.h"
-#include "orvelin/editor/metadata_editor.h"
 #include "orvelin/values/value_converter.h"
 
 namespace orvelin {
@@ -13,8 +13,7 @@ namespace {
 
 // The size of one pair of width and height tags; a value that is no number of at least 0
 // counts as none.
-std::optional<MetadataEditor::ImageSize> imageSize(const MetadataEditor& editor, const TagName& widthName,
-                                                   const TagName& heightName) {
+std::optional<ImageSize> pairSize(const MetadataEditor& editor, const TagName& widthName, const TagName& heightName) {
   const auto widthText = editor.currentValue(widthName);
   const auto heightText = editor.currentValue(heightName);
   if (!widthText || !heightText) return std::nullopt;
@@ -22,7 +21,7 @@ std::optional<MetadataEditor::ImageSize> imageSize(const MetadataEditor& editor,
   const auto width = converter.typedValueFromStringValue(*widthText);
   const auto height = converter.typedValueFromStringValue(*heightText);
   if (!width || !(*width >= 0.0) || !height || !(*height >= 0.0)) return std::nullopt;
-  return MetadataEditor::ImageSize{*width, *height};
+  return ImageSize{*width, *height};
 }
 
 bool isThumbnailLength(const std::optional<std::string>& length) { return length && !length->empty() && *length != "0"; }
@@ -38,7 +37,7 @@ void setThumbnail(MetadataEditor& editor, const std::optional<std::string>& valu
 
 }  // namespace
 
-std::optional<MetadataEditor::ImageSize> MetadataEditor::imageSize() const {
+std::optional<ImageSize> imageSize(const MetadataEditor& editor) {
   const std::array<std::pair<const TagName*, const TagName*>, 4> pairs = {{
       {&TagName::fileImageWidth, &TagName::fileImageHeight},
       {&TagName::exifExifImageWidth, &TagName::exifExifImageHeight},
@@ -46,20 +45,24 @@ std::optional<MetadataEditor::ImageSize> MetadataEditor::imageSize() const {
       {&TagName::pngImageWidth, &TagName::pngImageHeight},
   }};
   for (const auto& [width, height] : pairs)
-    if (auto size = orvelin::imageSize(*this, *width, *height)) return size;
+    if (auto size = pairSize(editor, *width, *height)) return size;
   return std::nullopt;
 }
 
-bool MetadataEditor::hasCurrentThumbnail() const { return isThumbnailLength(currentValue(TagName::exifThumbnailLength)); }
-
-bool MetadataEditor::hasOriginalThumbnail() const {
-  return isThumbnailLength(originalValue(TagName::exifThumbnailLength));
+bool hasCurrentThumbnail(const MetadataEditor& editor) {
+  return isThumbnailLength(editor.currentValue(TagName::exifThumbnailLength));
 }
 
-bool MetadataEditor::isExifThumbnailEdited() const { return hasCurrentThumbnail() != hasOriginalThumbnail(); }
+bool hasOriginalThumbnail(const MetadataEditor& editor) {
+  return isThumbnailLength(editor.originalValue(TagName::exifThumbnailLength));
+}
 
-void MetadataEditor::removeThumbnail() { setThumbnail(*this, std::string()); }
+bool isExifThumbnailEdited(const MetadataEditor& editor) {
+  return hasCurrentThumbnail(editor) != hasOriginalThumbnail(editor);
+}
 
-void MetadataEditor::restoreThumbnail() { setThumbnail(*this, std::nullopt); }
+void removeThumbnail(MetadataEditor& editor) { setThumbnail(editor, std::string()); }
+
+void restoreThumbnail(MetadataEditor& editor) { setThumbnail(editor, std::nullopt); }
 
 }  // namespace orvelin

@@ -1,8 +1,6 @@
-// Dates: copies between date tags, date editions, and the EXIF creation and modification
-// dates, built on the editor's slots.
+#include "orvelin/editor/editor_dates.h"
 
 #include "orvelin/catalogue/tags_resources.h"
-#include "orvelin/editor/metadata_editor.h"
 #include "orvelin/values/date_time_value_converter.h"
 
 namespace orvelin {
@@ -22,7 +20,7 @@ std::optional<Date> dateOf(const std::optional<Value>& raw) {
 
 }  // namespace
 
-void MetadataEditor::copyDate(const TagName& source, const TagName& destination) {
+void copyDate(MetadataEditor& editor, const TagName& source, const TagName& destination) {
   const auto catalogue = TagsResources::shared().catalogue();
   const auto sourceItem = catalogue->tag(source);
   const auto destinationItem = catalogue->tag(destination);
@@ -33,16 +31,16 @@ void MetadataEditor::copyDate(const TagName& source, const TagName& destination)
   const TagType destinationType = destinationItem->type;
 
   auto directCopy = [&] {
-    const auto raw = sourceConverter.rawValueFromStringValue(currentValue(source));
-    setValue(destinationConverter.stringValueFromRawValue(raw ? *raw : Value()), destination);
+    const auto raw = sourceConverter.rawValueFromStringValue(editor.currentValue(source));
+    editor.setValue(destinationConverter.stringValueFromRawValue(raw ? *raw : Value()), destination);
   };
   if (sourceType == destinationType || sourceType.isDateTime()) return directCopy();
 
-  const auto destinationDate = dateOf(destinationConverter.rawValueFromStringValue(currentValue(destination)));
+  const auto destinationDate = dateOf(destinationConverter.rawValueFromStringValue(editor.currentValue(destination)));
   if (!destinationDate) return directCopy();
-  const auto sourceDate = dateOf(sourceConverter.rawValueFromStringValue(currentValue(source)));
+  const auto sourceDate = dateOf(sourceConverter.rawValueFromStringValue(editor.currentValue(source)));
   if (!sourceDate) {
-    setValue(destinationConverter.stringValueFromRawValue(Value()), destination);
+    editor.setValue(destinationConverter.stringValueFromRawValue(Value()), destination);
     return;
   }
 
@@ -54,18 +52,18 @@ void MetadataEditor::copyDate(const TagName& source, const TagName& destination)
     result = combined(PartialDate(*sourceDate), PartialTime(*destinationDate));
   else if (sourceType.isTime() && (destinationType.isDate() || destinationType.isDateTime()))
     result = combined(PartialDate(*destinationDate), PartialTime(*sourceDate));
-  setValue(destinationConverter.stringValueFromRawValue(Value(result)), destination);
+  editor.setValue(destinationConverter.stringValueFromRawValue(Value(result)), destination);
 }
 
-void MetadataEditor::apply(const DateEdition& edition, const TagName& name) {
+void apply(MetadataEditor& editor, const DateEdition& edition, const TagName& name) {
   switch (edition.kind()) {
-    case DateEdition::Case::restore: setValue(std::nullopt, name); return;
-    case DateEdition::Case::remove: setValue(std::string(), name); return;
+    case DateEdition::Case::restore: editor.setValue(std::nullopt, name); return;
+    case DateEdition::Case::remove: editor.setValue(std::string(), name); return;
     default: break;
   }
   const auto item = TagsResources::shared().tag(name);
   if (!item) return;
-  const auto value = currentValue(name);
+  const auto value = editor.currentValue(name);
   const auto date = value && !value->empty() ? dateFromText(value) : std::nullopt;
   std::optional<Date> newDate;
   switch (edition.kind()) {
@@ -74,19 +72,24 @@ void MetadataEditor::apply(const DateEdition& edition, const TagName& name) {
     default: newDate = edition.values().date(); break;  // select: the old date does not count
   }
   auto text = item->converter()->stringValueFromRawValue(newDate ? Value(*newDate) : Value());
-  setValue(text ? text : value, name);
+  editor.setValue(text ? text : value, name);
 }
 
-std::optional<Date> MetadataEditor::exifCreateDate() const { return dateFromText(currentValue(TagName::exifCreateDate)); }
+std::optional<Date> exifCreateDate(const MetadataEditor& editor) {
+  return dateFromText(editor.currentValue(TagName::exifCreateDate));
+}
 
-std::optional<Date> MetadataEditor::exifModifyDate() const { return dateFromText(currentValue(TagName::exifModifyDate)); }
+std::optional<Date> exifModifyDate(const MetadataEditor& editor) {
+  return dateFromText(editor.currentValue(TagName::exifModifyDate));
+}
 
-void MetadataEditor::setExifCreateDate(const std::optional<Date>& date) {
+void setExifCreateDate(MetadataEditor& editor, const std::optional<Date>& date) {
   if (!date) {
-    setValue(std::nullopt, TagName::exifCreateDate);
+    editor.setValue(std::nullopt, TagName::exifCreateDate);
     return;
   }
-  setValue(DateTimeValueConverter("yyyy:MM:dd HH:mm:ss").stringValueFromTypedValue(date), TagName::exifCreateDate);
+  editor.setValue(DateTimeValueConverter("yyyy:MM:dd HH:mm:ss").stringValueFromTypedValue(date),
+                  TagName::exifCreateDate);
 }
 
 }  // namespace orvelin
