@@ -13,6 +13,7 @@
 #include <mutex>
 #include <thread>
 
+#include "common/editors.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
@@ -32,44 +33,9 @@ namespace {
 
 using testing::ScratchFolder;
 
-TagName tag(const char* raw) { return *TagName::fromRawValue(raw); }
-
-// An editor of `file` (not read: the values are the given ones).
-std::shared_ptr<MetadataEditor> editorOf(std::initializer_list<std::pair<const char*, const char*>> values,
-                                         const char* file = "/photos/image.jpg") {
-  ReadWriteStorage storage{std::filesystem::path(file)};
-  for (const auto& [name, value] : values) storage.store(value, tag(name));
-  return MetadataEditor::create(std::move(storage));
-}
-
-// The sets of the sessions that end while it lives.
-class SessionRecorder {
- public:
-  SessionRecorder() {
-    token_ = NotificationCenter::defaultCenter().addObserver(
-        EditionsManager::didEndSessionNotification, &EditionsManager::shared(), nullptr, [this](const Notification& note) {
-          std::lock_guard lock(mutex_);
-          sets_.push_back(EditionsManager::editionsSet(note).value_or(EditionsSet()));
-        });
-  }
-  ~SessionRecorder() { NotificationCenter::defaultCenter().removeObserver(token_); }
-
-  std::vector<EditionsSet> sets() const {
-    std::lock_guard lock(mutex_);
-    return sets_;
-  }
-  // The names of the one session that ended, for `editor`.
-  std::set<TagName> onlySession(const std::shared_ptr<MetadataEditor>& editor) const {
-    const auto all = sets();
-    EXPECT_EQ(all.size(), 1u);
-    return all.empty() ? std::set<TagName>{} : all.front().tagNames({editor});
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<EditionsSet> sets_;
-  NotificationObserverToken token_;
-};
+using testing::editorOf;
+using testing::tag;
+using SessionRecorder = testing::EventRecorder;
 
 class EditorOperations : public ::testing::Test {
  protected:

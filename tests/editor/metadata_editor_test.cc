@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "common/test_support.h"
-#include "editor/editor_recorders.h"
+#include "common/editors.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/editor/et_editors.h"

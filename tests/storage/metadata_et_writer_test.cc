@@ -24,6 +24,7 @@
 
 #include "common/failing_file_system.h"
 #include "common/instant_clock.h"
+#include "common/editors.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
@@ -48,6 +49,7 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Optional;
+using testing::save;
 using testing::copySample;
 using testing::readFile;
 using testing::ScratchFolder;
@@ -78,18 +80,6 @@ std::vector<std::string> finderTagsOf(const fs::path& path) {
   auto tags = readFinderTags(path, error);
   EXPECT_FALSE(error) << path << ": " << error.message();
   return tags;
-}
-
-// Saves as the save tasks do: the editor locked around the writer's call.
-void save(MetadataETWriter& writer, const std::shared_ptr<ETImageMetadataEditor>& editor) {
-  editor->lockEditor();
-  try {
-    writeImageFileEditor(writer, *editor);
-  } catch (...) {
-    editor->unlockEditor();
-    throw;
-  }
-  editor->unlockEditor();
 }
 
 // Records what the owner of a storage is told, in order.
@@ -331,7 +321,7 @@ TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
   MetadataETWriter writer;
   const auto sent = writer.jsonValues(editor->storage());
   runByHand(sent.dump(), byHand, saveCase.extraArguments);
-  save(writer, editor);
+  save(writer, *editor);
 
   // The file is what exiftool makes of the same command, byte for byte.
   EXPECT_EQ(readFile(edited), readFile(byHand));
@@ -785,7 +775,7 @@ TEST_F(MetadataETWriterTest, EachFileOperationFailingInTurnLeavesTheFileWhole) {
     fileSystem.fails = std::move(fails);
     bool threw = false;
     try {
-      save(writer, editor);
+      save(writer, *editor);
     } catch (const std::exception&) {
       threw = true;
     }
@@ -857,7 +847,7 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   RecordingRunner runner;
   FailingFileSystem fileSystem;  // fails nothing: records the moves
   MetadataETWriter writer;
-  save(writer, editor);
+  save(writer, *editor);
 
   ASSERT_EQ(runner.runs(), 1u);
   const auto& arguments = runner.requests[0];
@@ -905,7 +895,7 @@ TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
 
   RecordingRunner runner;
   MetadataETWriter writer;
-  save(writer, editor);
+  save(writer, *editor);
   ASSERT_EQ(runner.jsonBodies.size(), 1u);
   const std::string body = R"({
   "EXIF:Artist": "Ada Lovelace",
@@ -940,7 +930,7 @@ TEST_F(MetadataETWriterTest, FilesThatCannotBeRemovedLeaveTheSaveDone) {
   FailingFileSystem fileSystem;
   fileSystem.failRemovals = true;
   MetadataETWriter writer;
-  EXPECT_NO_THROW(save(writer, editor));
+  EXPECT_NO_THROW(save(writer, *editor));
 
   EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Ada Lovelace")));
   EXPECT_FALSE(editor->isEdited());
@@ -955,7 +945,7 @@ TEST_F(MetadataETWriterTest, FilesThatCannotBeRemovedLeaveTheSaveDone) {
   // A failed save keeps its own error.
   editor->setValue(std::string("99999999"), iso);
   try {
-    save(writer, editor);
+    save(writer, *editor);
     ADD_FAILURE() << "exiftool refused the value";
   } catch (const MetadataETWriterError& error) {
     EXPECT_EQ(error.code(), MetadataETWriterError::Code::exifToolRefused);
@@ -971,7 +961,7 @@ TEST_F(MetadataETWriterTest, DebugLogOfASave) {
 
   // Off: nothing is printed.
   ::testing::internal::CaptureStdout();
-  save(writer, editor);
+  save(writer, *editor);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 
   // On: the steps, the JSON sent and what exiftool printed.
@@ -979,7 +969,7 @@ TEST_F(MetadataETWriterTest, DebugLogOfASave) {
   editor->setValue(std::string("Bob"), artist);
   ::testing::internal::CaptureStdout();
   ORVEnableDebugLog(log);
-  save(writer, editor);
+  save(writer, *editor);
   ORVDisableDebugLog();
   const auto printed = ::testing::internal::GetCapturedStdout();
   const auto text = readFile(log);
@@ -1004,7 +994,7 @@ TEST_F(MetadataETWriterTest, UntouchedStorageStillRunsExiftool) {
   fs::copy_file(path, byHand);
   runByHand(R"({"SourceFile": "*"})", byHand);
   const auto runsBefore = runner.runs();
-  save(writer, editor);
+  save(writer, *editor);
   EXPECT_EQ(runner.runs(), runsBefore + 1);
   // Nothing of the storage is written; "-IPTC:CodedCharacterSet=UTF8" still is.
   EXPECT_EQ(readFile(path), readFile(byHand));
@@ -1036,21 +1026,21 @@ TEST_F(MetadataETWriterTest, FinderTagsAreSetByTheWriterNotSentToExiftool) {
   const auto arguments = writer.buildArguments("/tmp/x.json");
   EXPECT_THAT(arguments, ElementsAre("-G", "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
                                      "-json=/tmp/x.json"));
-  save(writer, editor);
+  save(writer, *editor);
   EXPECT_EQ(finderTagsOf(path), (std::vector<std::string>{"Red", "Été"}));
   EXPECT_EQ(editor->originalFinderTags(), (std::vector<std::string>{"Red", "Été"}));
   EXPECT_EQ(editor->writtenFinderTags(), std::nullopt);
 
   // Nothing pending: the attribute stays as it is, and "-use MWG" is still asked for.
   EXPECT_FALSE(writer.jsonValues(editor->storage()).contains("macOS:MDItemUserTags"));
-  save(writer, editor);
+  save(writer, *editor);
   EXPECT_EQ(finderTagsOf(path), (std::vector<std::string>{"Red", "Été"}));
 
   // Through the source's URL attributes alone, an empty list removes them.
   MetadataETWriter sourceWriter;
   sourceWriter.shouldUpdateSourceFinderTags = true;
   editor->setFinderTags(std::vector<std::string>{});
-  save(sourceWriter, editor);
+  save(sourceWriter, *editor);
   EXPECT_THAT(finderTagsOf(path), IsEmpty());
 }
 
@@ -1066,7 +1056,7 @@ TEST_F(MetadataETWriterTest, FileDatesFromTheExifDates) {
   const auto json = writer.jsonValues(editor->storage());
   EXPECT_EQ(json["File:FileModifyDate"], "2003:12:04 06:46:52") << "the original value when none is written";
   EXPECT_FALSE(json.contains("File:FileCreateDate")) << "a creation date cannot be set here";
-  save(writer, editor);
+  save(writer, *editor);
   const auto expected = *DateTimeValueConverter().typedValueFromStringValue(std::string("2003:12:04 06:46:52"));
   const auto modified = [&] {
     struct stat info {};
@@ -1080,7 +1070,7 @@ TEST_F(MetadataETWriterTest, FileDatesFromTheExifDates) {
   sourceWriter.shouldUpdateSourceSystemCreateDate = true;
   sourceWriter.shouldUpdateSourceSystemModifyDate = true;
   editor->setValue(std::string("2011:05:06 07:08:09"), modifyDate);
-  save(sourceWriter, editor);
+  save(sourceWriter, *editor);
   EXPECT_EQ(modified(), *DateTimeValueConverter().typedValueFromStringValue(std::string("2011:05:06 07:08:09")));
 
   // A text that no date format reads gives no date, and nothing is thrown.

@@ -1,19 +1,50 @@
 #pragma once
 
-// Observers shared by the editor tests: they record, in one list and in order, the lock
-// notifications of one editor and the session notifications of the shared editions manager.
+// Editors for tests: made from a list of values without reading a file, saved as the save
+// tasks save them, and observed through the lock and session notifications.
 
+#include <filesystem>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/et_editors.h"
 #include "orvelin/editor/metadata_editor.h"
 #include "orvelin/support/notification_center.h"
 
 namespace orvelin::testing {
+
+// "STREAM:KEY" as a tag name (the test's own text: a bad one is a fault of the test).
+inline TagName tag(const char* raw) { return *TagName::fromRawValue(raw); }
+
+// An editor of `file` (not read: its original values are the given ones).
+inline std::shared_ptr<MetadataEditor> editorOf(std::initializer_list<std::pair<const char*, const char*>> values,
+                                                const std::filesystem::path& file = "/photos/image.jpg") {
+  ReadWriteStorage storage{file};
+  for (const auto& [name, value] : values) storage.store(value, tag(name));
+  return MetadataEditor::create(std::move(storage));
+}
+
+// Saves as the save tasks do: the editor locked around the writer's call, unlocked again
+// whatever the call does. Returns the values exiftool refused.
+inline std::vector<RefusedValue> save(MetadataETWriter& writer, ETImageMetadataEditor& editor) {
+  struct Unlock {
+    MetadataEditor& editor;
+    ~Unlock() { editor.unlockEditor(); }
+  };
+  editor.lockEditor();
+  Unlock unlock{editor};
+  writeImageFileEditor(writer, editor);
+  return writer.refusedValues();
+}
 
 class EventRecorder {
  public:
@@ -59,6 +90,12 @@ class EventRecorder {
   std::vector<EditionsSet> sets() const {
     std::lock_guard lock(mutex_);
     return sets_;
+  }
+  // The names of the one session that ended, for `editor` (a failure when not exactly one).
+  std::set<TagName> onlySession(const std::shared_ptr<MetadataEditor>& editor) const {
+    const auto all = sets();
+    if (all.size() != 1) ADD_FAILURE() << all.size() << " sessions ended, not one";
+    return all.empty() ? std::set<TagName>{} : all.front().tagNames({editor});
   }
   // The names of `editor` in the set of each did-end notification so far (absent: no entry).
   std::vector<std::optional<std::set<TagName>>> namesOf(const std::shared_ptr<MetadataEditor>& editor) const {
