@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "exiftool_pool.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/fatal.h"
 #include "orvelin/support/resources.h"
@@ -132,7 +133,9 @@ void ExifToolCLI::run(const std::vector<std::string>& args) {
     return line;
   }());
 
-  auto result = ORVGetProcessRunner()->run(request);
+  std::optional<ProcessResult> pooled;
+  if (ORVGetPersistentExifTool()) pooled = exiftool_pool::run(request);
+  auto result = pooled ? std::move(*pooled) : ORVGetProcessRunner()->run(request);
   if (!result.launched) {
     result.standardOutput.clear();
     if (result.launchError == ENOENT || result.launchError == ENOTDIR)

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@ namespace {
 class PosixProcessRunner final : public ProcessRunner {
  public:
   ProcessResult run(const ProcessRequest& request) override;
+  std::unique_ptr<ChildProcess> start(const ProcessRequest& request, ProcessResult& failure) override;
 };
 
 // Owns posix_spawn's attribute objects.
@@ -46,6 +48,15 @@ ProcessResult launchFailure(const std::string& message, int cause) {
   return result;
 }
 
+// A descriptor moved above the standard streams (see makePipe()), close-on-exec.
+bool liftAboveStandardStreams(UniqueFd& fd) {
+  if (fd.get() > STDERR_FILENO) return true;
+  const int moved = ::fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (moved < 0) return false;
+  fd.reset(moved);
+  return true;
+}
+
 // A pipe made with both ends close-on-exec and above the standard streams: when this process
 // runs with descriptor 0, 1 or 2 closed, a pipe end could take that number, and the child's
 // file actions, which set up 0 to 2, would then close or overwrite it. Invalid ends on failure,
@@ -54,12 +65,8 @@ bool makePipe(UniqueFd& readEnd, UniqueFd& writeEnd) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return false;
   UniqueFd pair[2] = {UniqueFd(ends[0]), UniqueFd(ends[1])};
-  for (auto& end : pair) {
-    if (end.get() > STDERR_FILENO) continue;
-    const int moved = ::fcntl(end.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (moved < 0) return false;
-    end.reset(moved);
-  }
+  for (auto& end : pair)
+    if (!liftAboveStandardStreams(end)) return false;
   readEnd = std::move(pair[0]);
   writeEnd = std::move(pair[1]);
   return true;
@@ -106,18 +113,20 @@ void drain(UniqueFd& out, UniqueFd& err, std::string& outData, std::string& errD
   }
 }
 
-ProcessResult PosixProcessRunner::run(const ProcessRequest& request) {
+// Spawns the request's process with the given descriptors as its standard streams (input
+// absent: /dev/null). The child's pid, or -1 with `failure` filled in.
+pid_t spawn(const ProcessRequest& request, int input, int output, int error, ProcessResult& failure) {
   if (::access(request.executable.c_str(), X_OK) != 0) {
-    return launchFailure("cannot run " + request.executable.string(), errno);
+    failure = launchFailure("cannot run " + request.executable.string(), errno);
+    return -1;
   }
-  UniqueFd outRead, outWrite, errRead, errWrite;
-  if (!makePipe(outRead, outWrite) || !makePipe(errRead, errWrite))
-    return launchFailure("pipe", errno);
-
   SpawnActions actions;
-  posix_spawn_file_actions_addopen(&actions.actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions.actions, outWrite.get(), STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions.actions, errWrite.get(), STDERR_FILENO);
+  if (input >= 0)
+    posix_spawn_file_actions_adddup2(&actions.actions, input, STDIN_FILENO);
+  else
+    posix_spawn_file_actions_addopen(&actions.actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_adddup2(&actions.actions, output, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions.actions, error, STDERR_FILENO);
   // Whatever another thread opened without close-on-exec stays out of the child.
   posix_spawn_file_actions_addclosefrom_np(&actions.actions, STDERR_FILENO + 1);
 
@@ -125,6 +134,8 @@ ProcessResult PosixProcessRunner::run(const ProcessRequest& request) {
   sigset_t defaults;
   sigemptyset(&defaults);
   sigaddset(&defaults, SIGPIPE);
+  sigaddset(&defaults, SIGINT);
+  sigaddset(&defaults, SIGTERM);
   posix_spawnattr_setsigdefault(&attributes.attributes, &defaults);
   sigset_t none;
   sigemptyset(&none);
@@ -146,13 +157,29 @@ ProcessResult PosixProcessRunner::run(const ProcessRequest& request) {
   pid_t pid = -1;
   const int spawnError =
       ::posix_spawn(&pid, request.executable.c_str(), &actions.actions, &attributes.attributes, argv.data(), envp.data());
+  if (spawnError != 0) {
+    failure = launchFailure("cannot run " + request.executable.string(), spawnError);
+    return -1;
+  }
+  return pid;
+}
+
+int exitStatusOf(int status) {
+  if (WIFEXITED(status)) return WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+  return -1;
+}
+
+ProcessResult PosixProcessRunner::run(const ProcessRequest& request) {
+  UniqueFd outRead, outWrite, errRead, errWrite;
+  if (!makePipe(outRead, outWrite) || !makePipe(errRead, errWrite))
+    return launchFailure("pipe", errno);
+  ProcessResult result;
+  const pid_t pid = spawn(request, -1, outWrite.get(), errWrite.get(), result);
   outWrite.reset();
   errWrite.reset();
-  if (spawnError != 0) {
-    return launchFailure("cannot run " + request.executable.string(), spawnError);
-  }
+  if (pid < 0) return result;
 
-  ProcessResult result;
   result.launched = true;
   drain(outRead, errRead, result.standardOutput, result.standardError);
   int status = 0;
@@ -162,11 +189,29 @@ ProcessResult PosixProcessRunner::run(const ProcessRequest& request) {
       break;
     }
   }
-  if (status >= 0 && WIFEXITED(status))
-    result.exitStatus = WEXITSTATUS(status);
-  else if (status >= 0 && WIFSIGNALED(status))
-    result.exitStatus = 128 + WTERMSIG(status);
+  if (status >= 0) result.exitStatus = exitStatusOf(status);
   return result;
+}
+
+std::unique_ptr<ChildProcess> PosixProcessRunner::start(const ProcessRequest& request, ProcessResult& failure) {
+  UniqueFd outRead, outWrite, errRead, errWrite;
+  int ends[2];
+  if (!makePipe(outRead, outWrite) || !makePipe(errRead, errWrite) ||
+      ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+    failure = launchFailure("pipe", errno);
+    return nullptr;
+  }
+  UniqueFd inParent(ends[0]), inChild(ends[1]);
+  if (!liftAboveStandardStreams(inParent) || !liftAboveStandardStreams(inChild)) {
+    failure = launchFailure("pipe", errno);
+    return nullptr;
+  }
+  const pid_t pid = spawn(request, inChild.get(), outWrite.get(), errWrite.get(), failure);
+  if (pid < 0) return nullptr;
+  ::shutdown(inParent.get(), SHUT_RD);
+  for (const int fd : {inParent.get(), outRead.get(), errRead.get()})
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+  return std::make_unique<ChildProcess>(pid, std::move(inParent), std::move(outRead), std::move(errRead));
 }
 
 std::atomic<ProcessRunner*>& installedRunner() {
@@ -175,6 +220,57 @@ std::atomic<ProcessRunner*>& installedRunner() {
 }
 
 }  // namespace
+
+ChildProcess::ChildProcess(pid_t pid, UniqueFd input, UniqueFd output, UniqueFd error)
+    : pid_(pid), input_(std::move(input)), output_(std::move(output)), error_(std::move(error)) {}
+
+ChildProcess::~ChildProcess() {
+  input_.reset();
+  output_.reset();
+  error_.reset();
+  kill();
+}
+
+ssize_t ChildProcess::send(std::string_view data) {
+  if (!input_.valid()) {
+    errno = EPIPE;
+    return -1;
+  }
+  ssize_t written;
+  do {
+    written = ::send(input_.get(), data.data(), data.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  } while (written < 0 && errno == EINTR);
+  return written;
+}
+
+std::optional<int> ChildProcess::waitFor(std::chrono::milliseconds limit) {
+  if (reaped_) return std::nullopt;
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  for (;;) {
+    int status = 0;
+    const pid_t done = ::waitpid(pid_, &status, WNOHANG);
+    if (done == pid_ || (done < 0 && errno != EINTR)) {
+      reaped_ = true;
+      return done == pid_ ? exitStatusOf(status) : -1;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) return std::nullopt;
+    ::usleep(2000);
+  }
+}
+
+void ChildProcess::kill() {
+  if (reaped_) return;
+  ::kill(pid_, SIGKILL);
+  int status = 0;
+  while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+  }
+  reaped_ = true;
+}
+
+std::unique_ptr<ChildProcess> ProcessRunner::start(const ProcessRequest& request, ProcessResult& failure) {
+  failure = launchFailure("this runner does not start " + request.executable.string() + " alongside", ENOSYS);
+  return nullptr;
+}
 
 ProcessRunner* ProcessRunner::Default() {
   static auto* runner = new PosixProcessRunner;

@@ -1,10 +1,12 @@
 // orvelin: the command-line host of the library.
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdio>
 
 #include "commands.h"
+#include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/version.h"
@@ -17,6 +19,13 @@ void takeOneValuePerOccurrence(CLI::App& app) {
   for (auto* option : app.get_options())
     if (!option->get_positional() && option->get_items_expected_max() > 1) option->allow_extra_args(false);
   for (auto* command : app.get_subcommands({})) takeOneValuePerOccurrence(*command);
+}
+
+// An interrupted run takes its exiftool processes with it, then ends as the signal says.
+void endOnSignal(int signalNumber) {
+  orvelin::ORVKillPersistentExifToolsFromSignalHandler();
+  ::signal(signalNumber, SIG_DFL);
+  ::raise(signalNumber);
 }
 
 }  // namespace
@@ -41,6 +50,10 @@ int main(int argc, char** argv) {
   tool::addReadCommands(app, outcome);
   tool::addSetCommand(app, outcome);
   tool::addGPSCommands(app, outcome);
+  bool spawn = false;
+  app.add_flag("--spawn", spawn,
+               "Run each exiftool command as a process of its own instead of keeping exiftool running");
+  app.fallthrough();
   takeOneValuePerOccurrence(app);
   try {
     app.parse(argc, argv);
@@ -48,7 +61,10 @@ int main(int argc, char** argv) {
     const int status = app.exit(error);
     return status == 0 ? 0 : 2;
   }
+  ORVSetPersistentExifTool(!spawn);
+  for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) ::signal(signalNumber, endOnSignal);
   const int status = outcome.run ? outcome.run() : 2;
   std::fflush(stdout);
+  ORVSetPersistentExifTool(false);
   return status;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <set>
@@ -11,12 +12,14 @@
 
 namespace orvelin {
 
-// Runs one exiftool command as a child process and keeps what it printed.
+// Runs one exiftool command and keeps what it printed.
 //
 // Create one instance per command, set its options, call run() with the command's arguments,
-// then read the two output fields. Each command is one short-lived process, started and
-// awaited on the calling thread, with no time-out. An instance must not be shared between
-// threads; any number of instances may run at once on different threads.
+// then read the two output fields. By default each command is one short-lived process, started
+// and awaited on the calling thread, with no time-out. With ORVSetPersistentExifTool(true), it
+// goes to a pool of long-lived exiftool processes instead, with the same arguments and the same
+// results (see there). An instance must not be shared between threads; any number of instances
+// may run at once on different threads.
 class ExifToolCLI {
  public:
   explicit ExifToolCLI(std::optional<Language> language = std::nullopt) : language(language) {}
@@ -74,6 +77,26 @@ class ExifToolCLI {
 // library's extra-arguments lock; set at start-up or between commands.
 std::vector<std::string> ORVGetExtraArguments();
 void ORVSetExtraArguments(std::vector<std::string> arguments);
+
+// The persistent transport. When on, commands go to a pool of long-lived
+// "exiftool -stay_open True -@ -" processes (as many as the cores, at most 8; started when
+// first needed, then reused), one command per process at a time, with the arguments and
+// environment a spawned process would get; each command's options end with it. The answer is
+// what a spawned process gives: both output streams, apart and complete, and the exit status.
+// A command whose arguments cannot travel through exiftool's argument file (a line break
+// together with '$' or '@', or an option that steers the argument file) is spawned. A process
+// that dies, or does not answer within the time limit (default 5 minutes), is replaced and the
+// command retried once on a fresh one, then spawned. Off by default. Turning it off stops the
+// idle processes at once and the busy ones when their command ends; the processes are stopped
+// when the program exits. Guarded by the pool's lock: may be changed at any time.
+bool ORVGetPersistentExifTool();
+void ORVSetPersistentExifTool(bool persistent);
+void ORVSetPersistentExifToolTimeLimit(std::chrono::milliseconds limit);
+// The process ids of the pool's processes, busy or idle.
+std::vector<int> ORVPersistentExifToolProcessIDs();
+// Kills every pooled process at once (SIGKILL). Async-signal-safe: for a host's handlers of
+// SIGINT or SIGTERM, which then let the signal end the program.
+void ORVKillPersistentExifToolsFromSignalHandler();
 
 // Forces the in-process image service path instead of exiftool where both exist.
 bool ORVGetForceUseCoreImage();

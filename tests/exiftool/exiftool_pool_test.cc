@@ -1,0 +1,148 @@
+// The persistent transport gives what a spawned exiftool gives, survives the loss of a process,
+// and keeps no option of one command for the next.
+
+#include <signal.h>
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "common/test_support.h"
+#include "exiftool/exiftool_pool.h"
+#include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/exiftool/exiftool_cli.h"
+#include "orvelin/storage/metadata_et_reader.h"
+
+namespace orvelin {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Keeps the requests it runs, spawned as usual.
+class KeepingRunner : public ProcessRunnerWrapper {
+ public:
+  KeepingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
+  ~KeepingRunner() override { ORVSetProcessRunner(nullptr); }
+  ProcessResult run(const ProcessRequest& request) override {
+    std::lock_guard lock(mutex);
+    requests.push_back(request);
+    return ProcessRunnerWrapper::run(request);
+  }
+  std::mutex mutex;
+  std::vector<ProcessRequest> requests;
+};
+
+class Pool : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { TagsResources::shared().reload(); }
+  void SetUp() override { ORVSetPersistentExifTool(true); }
+  void TearDown() override {
+    ORVSetPersistentExifTool(false);
+    ORVSetPersistentExifToolTimeLimit(std::chrono::minutes(5));
+  }
+};
+
+std::string describe(const ProcessResult& result) {
+  return "status " + std::to_string(result.exitStatus) + "\nout: " + result.standardOutput.substr(0, 300) +
+         "\nerr: " + result.standardError;
+}
+
+TEST_F(Pool, EveryCommandGivesWhatASpawnedExifToolGives) {
+  testing::ScratchFolder scratch;
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(testing::dataDirectory())) files.push_back(entry.path());
+  std::sort(files.begin(), files.end());
+
+  // The commands as the library builds them for a spawned process.
+  KeepingRunner keeping;
+  ORVSetPersistentExifTool(false);
+  MetadataETReader reader;
+  reader.setupDefaultForEditorReading();
+  for (const auto& file : files) {
+    try {
+      reader.readReadWriteStorage(file);
+    } catch (const std::exception&) {
+      // a file exiftool cannot read still makes its command
+    }
+    ExifToolCLI thumbnail;
+    thumbnail.run({"-b", "-EXIF:ThumbnailImage", file.string()});
+  }
+  const auto canon = testing::copySample("Canon.jpg", scratch.path());
+  ExifToolCLI write;
+  write.run({"-o", (scratch / "%f-out.%e").string(), "-EXIF:Artist=A = $b @c\\d", "-EXIF:ISO=99999999",
+             "-XMP-dc:Title= leading", "-XMP-dc:Description=two\nlines", canon.string()});
+  ExifToolCLI listx;
+  listx.run({"-listx", "-EXIF:All"});
+  ExifToolCLI failing;
+  failing.run({"-j", (scratch / "missing.jpg").string()});
+  ASSERT_EQ(keeping.requests.size(), 2 * files.size() + 3);
+
+  ORVSetPersistentExifTool(true);
+  fs::remove(scratch / "Canon-out.jpg");
+  for (const auto& request : keeping.requests) {
+    SCOPED_TRACE(request.arguments.back());
+    const auto& spawned = ProcessRunner::Default()->run(request);
+    fs::remove(scratch / "Canon-out.jpg");
+    const auto pooled = exiftool_pool::run(request);
+    ASSERT_TRUE(pooled.has_value());
+    EXPECT_EQ(pooled->exitStatus, spawned.exitStatus) << describe(*pooled) << describe(spawned);
+    EXPECT_EQ(pooled->standardOutput, spawned.standardOutput);
+    EXPECT_EQ(pooled->standardError, spawned.standardError);
+  }
+  EXPECT_FALSE(ORVPersistentExifToolProcessIDs().empty());
+}
+
+TEST_F(Pool, NoOptionOfOneCommandReachesTheNext) {
+  const auto file = (testing::dataDirectory() / "Canon.jpg").string();
+  ExifToolCLI german(Language::german);
+  german.password = "secret";
+  german.run({"-EXIF:Make", "-d", "%Y", "-DateTimeOriginal", file});
+  ExifToolCLI plain;
+  plain.run({"-EXIF:Make", "-DateTimeOriginal", file});
+  EXPECT_NE(german.stdOutData(), plain.stdOutData());
+  EXPECT_EQ(plain.stdOutData(), "Make                            : Canon\n"
+                                "Date/Time Original              : 2003:12:04 06:46:52\n");
+}
+
+TEST_F(Pool, ALostOrSilentProcessCostsItsCommandARetry) {
+  const auto file = (testing::dataDirectory() / "Canon.jpg").string();
+  const auto read = [&] {
+    ExifToolCLI cli;
+    cli.run({"-s3", "-EXIF:Make", file});
+    return cli.stdOutData().value_or("") + std::to_string(cli.exitStatus().value_or(-1));
+  };
+  ASSERT_EQ(read(), "Canon\n0");
+  ORVSetPersistentExifToolTimeLimit(std::chrono::seconds(2));
+  for (const int signal : {SIGKILL, SIGSTOP}) {
+    SCOPED_TRACE(signal);
+    std::atomic<int> good{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t)
+      threads.emplace_back([&] {
+        for (int i = 0; i < 4; ++i) good += read() == "Canon\n0";
+      });
+    const auto pids = ORVPersistentExifToolProcessIDs();
+    ASSERT_FALSE(pids.empty());
+    ::kill(pids.front(), signal);
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(good, 12);
+  }
+}
+
+TEST_F(Pool, ArgumentsThatCannotTravelAreSpawned) {
+  KeepingRunner keeping;
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"-ver", "-execute"}, {"-EXIF:Artist=$a\nb", "x.jpg"}, {"-ver", "-@"}}) {
+    ExifToolCLI cli;
+    cli.run(arguments);
+  }
+  EXPECT_EQ(keeping.requests.size(), 3u);
+  ExifToolCLI cli;
+  cli.run({"-ver"});
+  EXPECT_EQ(keeping.requests.size(), 3u);
+}
+
+}  // namespace
+}  // namespace orvelin

@@ -1,0 +1,78 @@
+// An interrupted tool leaves no exiftool process behind.
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "common/test_support.h"
+#include "orvelin/support/process_runner.h"
+
+namespace orvelin {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The processes whose parent is `parent`.
+std::vector<pid_t> childrenOf(pid_t parent) {
+  std::vector<pid_t> children;
+  for (const auto& entry : fs::directory_iterator("/proc")) {
+    const auto name = entry.path().filename().string();
+    if (name.find_first_not_of("0123456789") != std::string::npos) continue;
+    std::ifstream stat(entry.path() / "stat");
+    std::string line;
+    if (!std::getline(stat, line)) continue;
+    // "pid (command) state ppid ...": the command may hold spaces and parentheses.
+    std::istringstream rest(line.substr(line.rfind(')') + 1));
+    std::string state;
+    pid_t ppid = 0;
+    rest >> state >> ppid;
+    if (ppid == parent) children.push_back(std::stoi(name));
+  }
+  return children;
+}
+
+// Waits (without sleeping) at most `milliseconds` for `pid` to end; true when it has.
+bool ends(pid_t pid, int milliseconds) {
+  const int fd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+  if (fd < 0) return errno == ESRCH;
+  pollfd entry{fd, POLLIN, 0};
+  const bool ended = ::poll(&entry, 1, milliseconds) == 1;
+  ::close(fd);
+  return ended;
+}
+
+TEST(Interrupt, SIGINTTakesThePoolWithIt) {
+  testing::ScratchFolder scratch;
+  ProcessRequest request;
+  request.executable = fs::read_symlink("/proc/self/exe").parent_path() / "orvelin";
+  request.arguments = {"read"};
+  for (int i = 0; i < 400; ++i) request.arguments.push_back((testing::dataDirectory() / "Canon.jpg").string());
+  request.environment = {"HOME=" + scratch.path().string(), "TMPDIR=" + scratch.path().string()};
+  for (const char* name : {"PATH", "ORVELIN_RESOURCES"})
+    if (const char* value = std::getenv(name)) request.environment.push_back(std::string(name) + "=" + value);
+  ProcessResult failure;
+  auto tool = ProcessRunner::Default()->start(request, failure);
+  ASSERT_TRUE(tool) << failure.standardError;
+
+  // The first file's listing shows that exiftool runs.
+  pollfd output{tool->output(), POLLIN, 0};
+  ASSERT_EQ(::poll(&output, 1, 60000), 1);
+  const auto exiftools = childrenOf(tool->pid());
+  ASSERT_FALSE(exiftools.empty());
+
+  ::kill(tool->pid(), SIGINT);
+  tool->closeInput();
+  const auto status = tool->waitFor(std::chrono::seconds(30));
+  ASSERT_TRUE(status.has_value());
+  EXPECT_EQ(*status, 128 + SIGINT);
+  for (const pid_t pid : exiftools) EXPECT_TRUE(ends(pid, 10000)) << pid;
+}
+
+}  // namespace
+}  // namespace orvelin
