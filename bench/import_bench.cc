@@ -1,13 +1,12 @@
-// Importing a batch of 500 files through import tasks (eight exiftool processes at a time),
-// in files per second, against exiftool's own single-process read of the same files in the
-// same run. The batch cycles through every sample file whose format the import takes.
+// Importing a batch of 500 files through import tasks, in files per second, with one exiftool
+// process per file and with the persistent exiftool pool, against exiftool's own
+// single-process read of the same files in the same run. The batch cycles through every sample
+// file whose format the import takes.
 
-#include <benchmark/benchmark.h>
+#include <benchmark/benchmark.h>  // DoNotOptimize
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdio>
-#include <mutex>
 #include <set>
 
 #include "bench_support.h"
@@ -56,30 +55,7 @@ std::vector<fs::path> makeBatch(const std::vector<fs::path>& samples, const fs::
 }
 
 // Imports the batch as one group and returns the number of tasks that failed.
-std::size_t importAll() {
-  TasksManager manager;
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool removed = false;
-  std::size_t failed = 0;
-  auto token = NotificationCenter::defaultCenter().addObserver(
-      TasksManager::didRemoveGroupNotification, &manager, nullptr, [&](const Notification& note) {
-        const auto group = note.userInfoValue<std::shared_ptr<TasksGroup>>(TasksManager::groupKey);
-        std::lock_guard lock(mutex);
-        failed = group ? (*group)->tasksCount(TaskStatus::failed) : 0;
-        removed = true;
-        changed.notify_all();
-      });
-  ImportImageTasksGenerator generator(batch, std::nullopt);
-  const auto group = generator.addGeneratedGroupToPendingList(manager);
-  if (!group->tasks.empty()) {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return removed; });
-  }
-  manager.waitAllGroups();
-  NotificationCenter::defaultCenter().removeObserver(token);
-  return failed;
-}
+std::size_t importAll() { return bench::runGroup(ImportImageTasksGenerator(batch, std::nullopt)); }
 
 // The same files read by one exiftool process, with the reader's arguments.
 void exifToolBatch() {
@@ -91,22 +67,12 @@ void exifToolBatch() {
   benchmark::DoNotOptimize(cli.stdOutData());
 }
 
-void BM_ImportTasks500(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(importAll());
-  state.counters["files/s"] = benchmark::Counter(static_cast<double>(kBatch), benchmark::Counter::kIsIterationInvariantRate);
-}
-
-void BM_ExifToolSingleProcess500(benchmark::State& state) {
-  for (auto _ : state) exifToolBatch();
-  state.counters["files/s"] = benchmark::Counter(static_cast<double>(kBatch), benchmark::Counter::kIsIterationInvariantRate);
-}
-
 // Files per second, or 0 when the time measured is none.
 double rate(double seconds) { return seconds > 0 ? static_cast<double>(kBatch) / seconds : 0; }
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main() {
   const auto samples = importableSamples();
   if (samples.empty()) {
     std::printf("No sample file that the import takes was found under %s or the shared corpus: nothing to measure.\n",
@@ -127,25 +93,23 @@ int main(int argc, char** argv) {
   exifToolBatch();  // warm the page cache
 
   std::size_t failed = 0;
-  const double tasks = bench::secondsOf([&] { failed = importAll(); });
+  ORVSetPersistentExifTool(false);
+  const double spawned = bench::secondsOf([&] { failed += importAll(); });
+  ORVSetPersistentExifTool(true);
+  const double pooled = bench::secondsOf([&] { failed += importAll(); });
   const double reference = bench::secondsOf(exifToolBatch);
-  std::printf("\n%zu files (%zu failed to import): import tasks %.1f files/s; exiftool single process %.1f files/s",
-              kBatch, failed, rate(tasks), rate(reference));
-  if (tasks > 0 && reference > 0) std::printf("; import speed / exiftool speed %.2f", reference / tasks);
-  std::printf("\n");
+  char human[400];
+  std::snprintf(human, sizeof human,
+                "%zu files (%zu failed): spawn %.1f files/s, pool %.1f files/s, exiftool single process %.1f "
+                "files/s; pool/spawn %.2fx, pool/exiftool %.2fx",
+                kBatch, failed, rate(spawned), rate(pooled), rate(reference), spawned / pooled, reference / pooled);
+  bench::report("import", human,
+                {{"spawn_files_per_s", rate(spawned)},
+                 {"pool_files_per_s", rate(pooled)},
+                 {"exiftool_files_per_s", rate(reference)},
+                 {"pool_over_spawn", spawned / pooled},
+                 {"pool_over_exiftool", reference / pooled}});
 
-  // Wall-clock time: the work is in child processes, which the CPU time of this one misses.
-  benchmark::RegisterBenchmark("BM_ImportTasks500", BM_ImportTasks500)
-      ->Unit(benchmark::kMillisecond)
-      ->Iterations(1)
-      ->UseRealTime();
-  benchmark::RegisterBenchmark("BM_ExifToolSingleProcess500", BM_ExifToolSingleProcess500)
-      ->Unit(benchmark::kMillisecond)
-      ->Iterations(1)
-      ->UseRealTime();
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
   std::error_code ignored;
   fs::remove_all(folder, ignored);
   return 0;

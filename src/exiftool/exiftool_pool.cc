@@ -43,8 +43,7 @@ std::string lowercase(std::string text) {
 bool steersTheArgumentFile(const std::string& argument) {
   if (argument.empty() || argument[0] != '-') return false;
   const auto name = lowercase(argument);
-  if (name == "-" || name == "-stay_open" || name == "-@" || name == "-common_args" || name == "-config" ||
-      name == "-use")
+  if (name == "-" || name == "-stay_open" || name == "-@" || name == "-common_args" || name == "-config")
     return true;
   if (name.rfind("-execute", 0) != 0) return false;
   return std::all_of(name.begin() + 8, name.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); });
@@ -95,19 +94,27 @@ std::optional<std::string> argumentLine(const std::string& argument) {
   return line + '\n';
 }
 
-// The argument-file form of the command's arguments (those behind the script's path), or
-// absent when one of them cannot travel that way.
-std::optional<std::string> commandLines(const std::vector<std::string>& arguments) {
-  std::string lines;
+// A command in the argument file's form.
+struct Command {
+  std::string lines;    // the arguments behind the script's path
+  std::string modules;  // the plug-ins it loads with -use, which stay loaded in its process
+};
+
+// The argument-file form of the command's arguments, or absent when one of them cannot travel
+// that way.
+std::optional<Command> commandLines(const std::vector<std::string>& arguments) {
+  Command command;
+  auto& lines = command.lines;
   for (std::size_t i = 1; i < arguments.size(); ++i) {
     if (steersTheArgumentFile(arguments[i])) return std::nullopt;
+    if (lowercase(arguments[i]) == "-use" && i + 1 < arguments.size()) command.modules += arguments[i + 1] + '\n';
     auto line = argumentLine(arguments[i]);
     if (!line) return std::nullopt;
     lines += *line;
   }
   // An option left without its value would take the end marker's option as its value.
   if (arguments.size() > 1 && takesAValue(arguments.back())) return std::nullopt;
-  return lines;
+  return command;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -270,8 +277,12 @@ void stopAtExit() {
   ORVKillPersistentExifToolsFromSignalHandler();
 }
 
-std::string keyOf(const ProcessRequest& request) {
-  std::string key = request.executable.string();
+// The processes a command may go to: same launcher, script and environment, and the same
+// plug-ins loaded (a process that loaded one keeps it).
+std::string keyOf(const ProcessRequest& request, const std::string& modules) {
+  std::string key = modules;
+  key.push_back('\0');
+  key += request.executable.string();
   key.push_back('\0');
   if (!request.arguments.empty()) key += request.arguments.front();
   for (const auto& entry : request.environment) {
@@ -345,9 +356,9 @@ void release(std::unique_ptr<Worker> worker, bool healthy) {
 }  // namespace
 
 std::optional<ProcessResult> exiftool_pool::run(const ProcessRequest& request) {
-  const auto lines = commandLines(request.arguments);
-  if (!lines) return std::nullopt;
-  const auto key = keyOf(request);
+  const auto command = commandLines(request.arguments);
+  if (!command) return std::nullopt;
+  const auto key = keyOf(request, command->modules);
   std::chrono::milliseconds limit;
   {
     auto& state = pool();
@@ -357,7 +368,7 @@ std::optional<ProcessResult> exiftool_pool::run(const ProcessRequest& request) {
   for (int attempt = 0; attempt < 2; ++attempt) {
     auto worker = acquire(request, key);
     if (!worker) return std::nullopt;
-    auto result = worker->exchange(*lines, limit);
+    auto result = worker->exchange(command->lines, limit);
     if (result) {
       release(std::move(worker), true);
       return result;

@@ -51,6 +51,9 @@ std::string describe(const ProcessResult& result) {
 
 TEST_F(Pool, EveryCommandGivesWhatASpawnedExifToolGives) {
   testing::ScratchFolder scratch;
+  const auto canon = testing::copySample("Canon.jpg", scratch.path());
+  const auto withArtist = (scratch / "artist.jpg").string();
+  ExifToolCLI().run({"-EXIF:Artist=Me", "-o", withArtist, canon.string()});
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(testing::dataDirectory())) files.push_back(entry.path());
   std::sort(files.begin(), files.end());
@@ -69,15 +72,17 @@ TEST_F(Pool, EveryCommandGivesWhatASpawnedExifToolGives) {
     ExifToolCLI thumbnail;
     thumbnail.run({"-b", "-EXIF:ThumbnailImage", file.string()});
   }
-  const auto canon = testing::copySample("Canon.jpg", scratch.path());
+  // A plug-in loaded by one command stays loaded in its process: it must not serve the next.
   ExifToolCLI write;
-  write.run({"-o", (scratch / "%f-out.%e").string(), "-EXIF:Artist=A = $b @c\\d", "-EXIF:ISO=99999999",
-             "-XMP-dc:Title= leading", "-XMP-dc:Description=two\nlines", canon.string()});
+  write.run({"-use", "MWG", "-o", (scratch / "%f-out.%e").string(), "-EXIF:Artist=A = $b @c\\d",
+             "-EXIF:ISO=99999999", "-XMP-dc:Title= leading", "-XMP-dc:Description=two\nlines", canon.string()});
+  ExifToolCLI withoutPlugIn;
+  withoutPlugIn.run({"-s", "-Creator", withArtist});
   ExifToolCLI listx;
   listx.run({"-listx", "-EXIF:All"});
   ExifToolCLI failing;
   failing.run({"-j", (scratch / "missing.jpg").string()});
-  ASSERT_EQ(keeping.requests.size(), 2 * files.size() + 3);
+  ASSERT_EQ(keeping.requests.size(), 2 * files.size() + 4);
 
   ORVSetPersistentExifTool(true);
   fs::remove(scratch / "Canon-out.jpg");
