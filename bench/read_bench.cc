@@ -101,6 +101,21 @@ void BM_LibraryReadPerFile(benchmark::State& state) {
   state.counters["files"] = static_cast<double>(files.size());
 }
 
+// The library's own work on one read of a camera JPEG: exiftool's output, read into a storage.
+void BM_OwnWorkCameraJPEG(benchmark::State& state) {
+  const auto reader = editorReader();
+  const std::filesystem::path file = ORVELIN_TEST_DATA_DIR "/Canon.jpg";
+  ExifToolCLI cli;
+  cli.enableRawValues = cli.enableShortTags = cli.disableComposite = true;
+  cli.run({"-g0:1", "-m", "-j", file.string()});
+  const auto output = cli.stdOutData().value_or("");
+  for (auto _ : state) {
+    ReadWriteStorage storage(file);
+    reader.fillStorage(storage, output);
+    benchmark::DoNotOptimize(storage);
+  }
+}
+
 // `part` as a share of `whole`, or "n/a" when the whole took no measurable time.
 std::string ratioText(double part, double whole, const char* format) {
   if (whole <= 0) return "n/a";
@@ -163,6 +178,7 @@ int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("BM_ExifToolSingleProcessBatch", BM_ExifToolSingleProcessBatch)
       ->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark("BM_LibraryReadPerFile", BM_LibraryReadPerFile)->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("BM_OwnWorkCameraJPEG", BM_OwnWorkCameraJPEG)->Unit(benchmark::kMicrosecond);
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
