@@ -25,8 +25,15 @@ class RecordingRunner : public ProcessRunnerWrapper {
     {
       std::lock_guard lock(mutex_);
       commands_.push_back(request.arguments);
+      requests_.push_back(request);
     }
     return ProcessRunnerWrapper::run(request);
+  }
+
+  // The whole requests of the runs so far, in order.
+  std::vector<ProcessRequest> requests() const {
+    std::lock_guard lock(mutex_);
+    return requests_;
   }
 
   // The argument lists of the runs so far, in order.
@@ -50,12 +57,14 @@ class RecordingRunner : public ProcessRunnerWrapper {
       if (std::any_of(arguments.begin(), arguments.end(), [](const auto& a) { return a.rfind("-json=", 0) == 0; }))
         writes.push_back(std::move(arguments));
     commands_.clear();
+    requests_.clear();
     return writes;
   }
 
  private:
-  mutable std::mutex mutex_;  // guards commands_
+  mutable std::mutex mutex_;  // guards commands_ and requests_
   std::vector<std::vector<std::string>> commands_;
+  std::vector<ProcessRequest> requests_;
 };
 
 }  // namespace orvelin::testing

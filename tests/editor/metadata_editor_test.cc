@@ -288,18 +288,6 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   EXPECT_EQ(folder->writtenFinderTags(), std::nullopt);
 }
 
-TEST_F(MetadataEditorTest, DebugDescriptionListsCurrentValues) {
-  auto editor = editorOver("/photos/a.jpg", {{make, "Canon"}, {model, "EOS"}, {iptcCity, "Paris"}},
-                           {{"EXIF", "IFD0"}, {"IPTC", "IPTC"}});
-  editor->setValue(std::string(), model);
-  editor->setValue(std::string("Ada"), artist);
-  EXPECT_EQ(editor->debugDescription(), "EXIF:Artist:Ada\nEXIF:Make:Canon\nEXIF:Model:\nIPTC:City:Paris\n");
-
-  ::testing::internal::CaptureStdout();
-  editor->debugPrint();
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), editor->debugDescription());
-}
-
 TEST_F(MetadataEditorTest, PropertiesOfTheFile) {
   auto editor = MetadataEditor::create(ReadWriteStorage("/photos/holiday.2024.JPG"), std::string("secret"));
   EXPECT_EQ(editor->url(), fs::path("/photos/holiday.2024.JPG"));

@@ -88,34 +88,6 @@ TEST(ExifToolCLIArguments, EveryOptionInItsPlace) {
                                      "-r", "-ext", "jpg", "x"));
 }
 
-TEST(ExifToolCLIArguments, EachOptionAlone) {
-  struct Case {
-    std::function<void(ExifToolCLI&)> set;
-    std::vector<std::string> expected;
-  };
-  const std::vector<Case> cases = {
-      {[](ExifToolCLI& c) { c.enableShortTags = true; }, {"-s"}},
-      {[](ExifToolCLI& c) { c.enableRawValues = true; }, {"-n"}},
-      {[](ExifToolCLI& c) { c.disableComposite = true; }, {"-e"}},
-      {[](ExifToolCLI& c) { c.enableCorrection = true; }, {"-F"}},
-      {[](ExifToolCLI& c) { c.password = "secret word"; }, {"-password", "secret word"}},
-      {[](ExifToolCLI& c) { c.overwriteInPlace = true; }, {"-overwrite_original_in_place"}},
-      {[](ExifToolCLI& c) { c.forceRawLocation = true; }, {"-c", "%.6f"}},
-      {[](ExifToolCLI& c) { c.recurseSubfolders = true; }, {"-r"}},
-      {[](ExifToolCLI& c) { c.filterPathExtension = "CR2"; }, {"-ext", "CR2"}},
-      {[](ExifToolCLI& c) { c.language = Language::german; }, {"-lang", "de"}},
-      {[](ExifToolCLI& c) { c.language = Language::chineseTW; }, {"-lang", "zh-tw"}},
-  };
-  for (const auto& c : cases) {
-    ExifToolCLI cli;
-    c.set(cli);
-    auto expected = std::vector<std::string>{ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8"};
-    expected.insert(expected.end(), c.expected.begin(), c.expected.end());
-    expected.push_back("file.jpg");
-    EXPECT_THAT(argumentsFor(cli, {"file.jpg"}), ElementsAreArray(expected));
-  }
-}
-
 // For one test, a user defaults object of its own whose stored choice is `language`; the
 // process's object comes back afterwards.
 class UserLanguageScope {
@@ -179,15 +151,6 @@ TEST(ExifToolCLIArguments, TheCommandGoesToTheDebugLogWithoutThePassword) {
   EXPECT_THAT(text, ::testing::Not(HasSubstr("s3cret")));
 }
 
-TEST(ExifToolCLIOutput, NothingBeforeTheFirstRun) {
-  ExifToolCLI cli;
-  EXPECT_FALSE(cli.exitStatus());
-  EXPECT_FALSE(cli.stdOutData());
-  EXPECT_FALSE(cli.stdErrData());
-  EXPECT_FALSE(cli.buildStdOutString());
-  EXPECT_FALSE(cli.buildStdErrString());
-}
-
 TEST(ExifToolCLIOutput, InvalidUTF8IsReadAsMacRoman) {
   RecordingRunner runner;
   runner.answer.standardOutput = "Caf\x8E \xA5";  // "Café •" in Mac OS Roman
@@ -239,30 +202,6 @@ TEST(ExifToolCLIOutput, AMissingOrUnusableLauncherGivesEmptyOutputAndAClearError
                                       " cannot be run ("));
     EXPECT_THAT(*cli.buildStdErrString(), HasSubstr("Permission denied"));
   }
-}
-
-TEST(ExifToolCLISettings, ForceUseCoreImageIsOffUntilSet) {
-  EXPECT_FALSE(ORVGetForceUseCoreImage());
-  ORVSetForceUseCoreImage(true);
-  EXPECT_TRUE(ORVGetForceUseCoreImage());
-  // Set from other threads while commands are being built: each read sees a whole value.
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([t] {
-      for (int i = 0; i < 200; ++i) {
-        ORVSetForceUseCoreImage((i + t) % 2 == 0);
-        (void)ORVGetForceUseCoreImage();
-      }
-    });
-  for (auto& thread : threads) thread.join();
-  ORVSetForceUseCoreImage(false);
-  EXPECT_FALSE(ORVGetForceUseCoreImage());
-  // The flag does not change the command line.
-  ORVSetForceUseCoreImage(true);
-  ExifToolCLI cli;
-  EXPECT_THAT(argumentsFor(cli, {"-ver"}),
-              ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-ver"));
-  ORVSetForceUseCoreImage(false);
 }
 
 TEST(ExifToolCLIRun, ReportsTheToolsVersion) {
@@ -358,18 +297,6 @@ TEST(ExifToolCLIRun, LargeOutputOnBothStreamsIsReadToTheEnd) {
   EXPECT_THAT(result.standardOutput, HasSubstr("out19999\n"));
   EXPECT_THAT(result.standardError, HasSubstr("err19999\n"));
   EXPECT_EQ(std::count(result.standardOutput.begin(), result.standardOutput.end(), '\n'), 20000);
-}
-
-TEST(MediaKinds, ArrangedAndSupportedTypes) {
-  const auto& arranged = ExifToolCLI::arrangedTypes();
-  EXPECT_EQ(arranged.at(MediaKind::audio).size(), 23u);
-  EXPECT_EQ(arranged.at(MediaKind::movie).size(), 37u);
-  EXPECT_EQ(arranged.at(MediaKind::image).size(), 100u);
-  EXPECT_EQ(arranged.at(MediaKind::other).size(), 103u);  // "xlt" is listed twice
-  EXPECT_TRUE(arranged.at(MediaKind::movie).contains("heif"));
-  EXPECT_TRUE(arranged.at(MediaKind::image).contains("heif"));
-  EXPECT_EQ(ExifToolCLI::supportedTypes().count("heif"), 1u);
-  EXPECT_TRUE(ExifToolCLI::supportedTypes().contains("xlt"));
 }
 
 TEST(MediaKinds, FromFileExtensions) {

@@ -4,11 +4,11 @@
 #include <signal.h>
 
 #include <atomic>
-#include <mutex>
 #include <thread>
 
 #include <gtest/gtest.h>
 
+#include "common/recording_runner.h"
 #include "common/test_support.h"
 #include "exiftool/exiftool_pool.h"
 #include "orvelin/catalogue/tags_resources.h"
@@ -20,19 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Keeps the requests it runs, spawned as usual.
-class KeepingRunner : public ProcessRunnerWrapper {
- public:
-  KeepingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
-  ~KeepingRunner() override { ORVSetProcessRunner(nullptr); }
-  ProcessResult run(const ProcessRequest& request) override {
-    std::lock_guard lock(mutex);
-    requests.push_back(request);
-    return ProcessRunnerWrapper::run(request);
-  }
-  std::mutex mutex;
-  std::vector<ProcessRequest> requests;
-};
+using testing::RecordingRunner;
 
 class Pool : public ::testing::Test {
  protected:
@@ -59,7 +47,7 @@ TEST_F(Pool, EveryCommandGivesWhatASpawnedExifToolGives) {
   std::sort(files.begin(), files.end());
 
   // The commands as the library builds them for a spawned process.
-  KeepingRunner keeping;
+  RecordingRunner keeping;
   ORVSetPersistentExifTool(false);
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
@@ -82,11 +70,11 @@ TEST_F(Pool, EveryCommandGivesWhatASpawnedExifToolGives) {
   listx.run({"-listx", "-EXIF:All"});
   ExifToolCLI failing;
   failing.run({"-j", (scratch / "missing.jpg").string()});
-  ASSERT_EQ(keeping.requests.size(), 2 * files.size() + 4);
+  ASSERT_EQ(keeping.requests().size(), 2 * files.size() + 4);
 
   ORVSetPersistentExifTool(true);
   fs::remove(scratch / "Canon-out.jpg");
-  for (const auto& request : keeping.requests) {
+  for (const auto& request : keeping.requests()) {
     SCOPED_TRACE(request.arguments.back());
     const auto& spawned = ProcessRunner::Default()->run(request);
     fs::remove(scratch / "Canon-out.jpg");
@@ -137,16 +125,16 @@ TEST_F(Pool, ALostOrSilentProcessCostsItsCommandARetry) {
 }
 
 TEST_F(Pool, ArgumentsThatCannotTravelAreSpawned) {
-  KeepingRunner keeping;
+  RecordingRunner keeping;
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"-ver", "-execute"}, {"-EXIF:Artist=$a\nb", "x.jpg"}, {"-ver", "-@"}}) {
     ExifToolCLI cli;
     cli.run(arguments);
   }
-  EXPECT_EQ(keeping.requests.size(), 3u);
+  EXPECT_EQ(keeping.requests().size(), 3u);
   ExifToolCLI cli;
   cli.run({"-ver"});
-  EXPECT_EQ(keeping.requests.size(), 3u);
+  EXPECT_EQ(keeping.requests().size(), 3u);
 }
 
 }  // namespace

@@ -171,14 +171,6 @@ TEST_F(OneCommandJobs, NoThumbnailIsAbsentWithoutError) {
   EXPECT_FALSE(reader.read(folder() / "missing.jpg"));
 }
 
-TEST_F(OneCommandJobs, ThePreviewReaderNamesItsTagInLowerCase) {
-  const auto raw = sample("CanonRaw.cr2");
-  const Read command({"-previewimage", "-b", raw.string()}, "absent");
-  EXPECT_EQ(readWith(PreviewImageReader(), raw), command);  // the sample's preview is no JPEG
-  embed(raw, "PreviewImage", sampleThumbnailJPEG());
-  EXPECT_EQ(readWith(PreviewImageReader(), raw), Read(command.first, "45x60"));
-}
-
 TEST_F(OneCommandJobs, TheJPGFromRawReaderReadsTheRawFilesJPEG) {
   const auto raw = sample("DNG.dng");
   const Read command({"-JpgFromRaw", "-b", raw.string()}, "absent");
@@ -202,13 +194,6 @@ TEST_F(OneCommandJobs, TheThumbnailWriterRemovesThumbnailsAndKeepsBackups) {
   EXPECT_FALSE(ThumbnailReader().read(file));
   EXPECT_THAT(namesIn(folder()), ElementsAre("Canon.jpg", "Canon.jpg_original"));
   EXPECT_TRUE(ThumbnailReader().read(folder() / "Canon.jpg_original"));
-}
-
-TEST_F(OneCommandJobs, RemovingFromNoFileStillRunsTheOneArgument) {
-  RecordingRunner runner;
-  ThumbnailWriter().write(std::vector<fs::path>{});
-  EXPECT_THAT(runner.onlyCommand(), ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset",
-                                                "filename=UTF8", "-ThumbnailImage="));
 }
 
 // A replacement puts the new picture into every file, where it reads back as that picture; the

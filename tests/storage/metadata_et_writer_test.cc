@@ -634,34 +634,6 @@ class FailedSaveTest : public MetadataETWriterTest {
   std::shared_ptr<ETImageMetadataEditor> editor;
 };
 
-TEST_F(FailedSaveTest, BackupFolderThatCannotBeCreated) {
-  writeFile(scratch / "plain", "a file, not a folder");
-  ORVSetBackupFolderURL(scratch / "plain" / "backup");
-  MetadataETWriter writer;
-  std::vector<std::string> events;
-  const auto error = failingSave<fs::filesystem_error>(writer, events);
-  ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->code(), std::errc::not_a_directory);
-  EXPECT_EQ(readFile(source), original);
-  EXPECT_THAT(finderTagsOf(source), IsEmpty());
-  expectEditsPendingAndUnlocked(events);
-}
-
-TEST_F(FailedSaveTest, SourceThatCannotBeMoved) {
-  FailingFileSystem fileSystem;
-  fileSystem.failFrom = source;
-  RecordingRunner runner;
-  MetadataETWriter writer;
-  std::vector<std::string> events;
-  const auto error = failingSave<fs::filesystem_error>(writer, events);
-  ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->code(), std::errc::permission_denied);
-  EXPECT_EQ(runner.runs(), 0u);
-  EXPECT_EQ(readFile(source), original);
-  EXPECT_THAT(filesIn(backup()), IsEmpty());
-  expectEditsPendingAndUnlocked(events);
-}
-
 TEST_F(FailedSaveTest, FileRemovedDuringTheSave) {
   RecordingRunner runner;
   runner.removeWorkFile = true;
@@ -951,37 +923,6 @@ TEST_F(MetadataETWriterTest, FilesThatCannotBeRemovedLeaveTheSaveDone) {
     EXPECT_EQ(error.code(), MetadataETWriterError::Code::exifToolRefused);
   }
   EXPECT_THAT(editor->writtenValue(iso), Optional(std::string("99999999")));
-}
-
-TEST_F(MetadataETWriterTest, DebugLogOfASave) {
-  const auto path = copySample("Canon.jpg", scratch.path());
-  auto editor = readEditor(path);
-  editor->setValue(std::string("Ada Lovelace"), artist);
-  MetadataETWriter writer;
-
-  // Off: nothing is printed.
-  ::testing::internal::CaptureStdout();
-  save(writer, *editor);
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
-
-  // On: the steps, the JSON sent and what exiftool printed.
-  const auto log = scratch / "debug.log";
-  editor->setValue(std::string("Bob"), artist);
-  ::testing::internal::CaptureStdout();
-  ORVEnableDebugLog(log);
-  save(writer, *editor);
-  ORVDisableDebugLog();
-  const auto printed = ::testing::internal::GetCapturedStdout();
-  const auto text = readFile(log);
-  const std::vector<std::string> entries{"Start writing source at " + path.string() + "\n",
-                                         "Creation of JSON at: " + temporary().string(),
-                                         "JSON Content:\n{\n  \"EXIF:Artist\": \"Bob\",\n  \"SourceFile\": \"*\"\n}\n",
-                                         "1 image files created", "Saving changes\n",
-                                         "End writing source at " + path.string() + "\n"};
-  for (const auto& entry : entries) {
-    EXPECT_NE(text.find(entry), std::string::npos) << entry;
-    EXPECT_NE(printed.find(entry), std::string::npos) << entry;
-  }
 }
 
 TEST_F(MetadataETWriterTest, UntouchedStorageStillRunsExiftool) {

@@ -92,30 +92,6 @@ TEST(DebugLog, DisabledLogEvaluatesNothingAndWritesNothing) {
   EXPECT_THAT(std::vector<std::string>(lines.end() - 2, lines.end()), ElementsAre("text", "file only"));
 }
 
-TEST(DebugLog, HeaderListsThePropertiesThatExist) {
-  ORVSetApplicationInfo({{"CFBundleName", "host"}, {"CFBundleVersion", "7.1"}, {"Unlisted", "x"}});
-  const auto header = ORVBuildHeader();
-  ORVSetApplicationInfo({});
-  const auto lines = linesOf(header);
-  ASSERT_GE(lines.size(), 4u);
-  // "Date: 2024-05-01 12:00:00 +0000"
-  const std::string shape = "Date: dddd-dd-dd dd:dd:dd +0000";
-  ASSERT_EQ(lines[0].size(), shape.size()) << lines[0];
-  for (std::size_t i = 0; i < shape.size(); ++i)
-    EXPECT_TRUE(shape[i] == 'd' ? std::isdigit(static_cast<unsigned char>(lines[0][i])) != 0 : lines[0][i] == shape[i])
-        << lines[0];
-  EXPECT_EQ(lines[1], "");
-  EXPECT_EQ(lines[2], "Information about the framework:");
-  EXPECT_EQ(lines[3], "CFBundleName: Orvelin");
-  EXPECT_THAT(header, HasSubstr("CFBundleIdentifier: org.orvelin.Orvelin\n"));
-  EXPECT_THAT(header, Not(HasSubstr("CFBundleLongVersionString")));  // the library has none: no line
-  EXPECT_THAT(header, HasSubstr("\n\nInformation about the application:\nCFBundleName: host\nCFBundleVersion: 7.1\n"));
-  EXPECT_THAT(header, Not(HasSubstr("Unlisted")));
-
-  // Without information from the host, the running program's name stands for it.
-  EXPECT_THAT(ORVBuildHeader(), HasSubstr("Information about the application:\nCFBundleName: orvelin_support_tests\n"));
-}
-
 TEST(DebugLog, FileThatCannotBeMadeLeavesStandardOutputOnly) {
   testing::ScratchFolder folder;
   DebugLogScope scope;

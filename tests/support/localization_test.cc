@@ -175,12 +175,5 @@ TEST(ORVTLDeathTest, FiveArgumentsAreFatal) {
   EXPECT_DEATH(ORVTL("%@%@%@%@%@", {1, 2, 3, 4, 5}), "ORVTL doesn't support more than 4 arguments");
 }
 
-TEST(Bundle, LabelAndResources) {
-  EXPECT_EQ(ORVBundleLabel("TagsResourcesReader", "operationQueue"),
-            "Optional(\"org.orvelin.Orvelin\").TagsResourcesReader.operationQueue");
-  EXPECT_TRUE(ORVResourceURL("ExifTool/orvperl.sh").has_value());
-  EXPECT_FALSE(ORVResourceURL("no such resource").has_value());
-}
-
 }  // namespace
 }  // namespace orvelin

@@ -140,13 +140,6 @@ TEST(ParallelMap, CompactMapDropsAbsentResultsAndKeepsOrder) {
   EXPECT_TRUE(std::is_sorted(odd.begin(), odd.end()));
 }
 
-TEST(ParallelMap, MapToSet) {
-  const std::vector<int> input{1, 2, 3, 4, 5, 6};
-  EXPECT_EQ(pMapToSet(input, [](int) { return std::string("same"); }).size(), 1u);
-  EXPECT_THAT(pMapToSet(input, [](int value) { return value % 3; }), UnorderedElementsAre(0, 1, 2));
-  EXPECT_TRUE(pMapToSet(std::vector<int>{}, [](int value) { return value; }).empty());
-}
-
 TEST(ArrayHelpers, RemoveAtIndexes) {
   std::vector<std::string> letters{"a", "b", "c"};
   remove(letters, {0, 2});

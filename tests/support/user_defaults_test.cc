@@ -25,16 +25,6 @@ std::vector<std::string> entriesOf(const fs::path& folder) {
 // scratch folder (namespace-scope objects are made before main).
 const std::filesystem::path initialBackupFolder = ORVGetBackupFolderURL();
 
-TEST(BackupFolder, TheTemporaryFolderUntilAHostSetsAnother) {
-  const char* tmpdir = std::getenv("TMPDIR");
-  EXPECT_EQ(initialBackupFolder, fs::path(tmpdir && *tmpdir ? tmpdir : "/tmp"));
-  const auto saved = ORVGetBackupFolderURL();
-  ORVSetBackupFolderURL("/some/where/else");
-  EXPECT_EQ(ORVGetBackupFolderURL(), "/some/where/else");
-  ORVSetBackupFolderURL(saved);
-  EXPECT_EQ(ORVGetBackupFolderURL(), saved);
-}
-
 TEST(UserDefaults, ChangeCountMovesWithEveryChange) {
   testing::ScratchFolder folder;
   auto defaults = std::make_shared<UserDefaults>(folder / "defaults.json");

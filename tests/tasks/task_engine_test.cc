@@ -515,37 +515,5 @@ TEST_F(TaskEngine, ProgressNotifiesEveryTime) {
   EXPECT_EQ(task->progress(), 0.5);
 }
 
-TEST_F(TaskEngine, AFailureWritesFourLinesToTheDebugLog) {
-  testing::ScratchFolder folder;
-  const auto log = folder / "debug.log";
-  ORVEnableDebugLog(log);
-  auto failing = std::make_shared<ScriptedTask>("Failing", /*fails=*/true);
-  failing->performFromBackground();
-  auto quiet = std::make_shared<ScriptedTask>("Quiet");
-  quiet->debugLog();
-  ORVDisableDebugLog();
-  const auto text = testing::readFile(log);
-  EXPECT_THAT(text, ::testing::EndsWith("\nTask failed:\nTitle Failing\nSubtitle ~/Failing\nboom\n"
-                                        "Task failed:\nTitle Quiet\nSubtitle ~/Quiet\nNo error\n"));
-  // Off, the log gets nothing.
-  failing->debugLog();
-  EXPECT_EQ(testing::readFile(log), text);
-}
-
-TEST(TaskStatus, TitlesAndFinishedStates) {
-  EXPECT_EQ(TaskStatus(TaskStatus::cancelled).localizedDescription(), "Cancelled");
-  EXPECT_EQ(TaskStatus(TaskStatus::pending).localizedDescription(), "Pending");
-  EXPECT_FALSE(TaskStatus(TaskStatus::processing).isFinished());
-  EXPECT_TRUE(TaskStatus(TaskStatus::failed).isFinished());
-}
-
-TEST(TaskItemDeathTest, AbstractMembersStop) {
-  class Bare : public TaskItem {};
-  Bare bare;
-  EXPECT_DEATH(bare.internalProcess(), "SHOULD BE IMPLEMENTED BY SUBCLASS internalProcess\\(\\)");
-  EXPECT_DEATH((void)bare.title(), "SHOULD BE IMPLEMENTED BY SUBCLASS title");
-  EXPECT_DEATH((void)bare.subtitle(), "SHOULD BE IMPLEMENTED BY SUBCLASS subtitle");
-}
-
 }  // namespace
 }  // namespace orvelin
