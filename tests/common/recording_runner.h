@@ -1,10 +1,13 @@
 #pragma once
 
-// A process runner for tests: runs every process with the real runner and keeps the argument
-// list of each run. It is the library's runner for the object's life.
+// A process runner for tests: runs every process with the real runner, or answers with a canned
+// result when it holds one, and keeps each request. It is the library's runner for the
+// object's life.
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +20,7 @@ namespace orvelin::testing {
 class RecordingRunner : public ProcessRunnerWrapper {
  public:
   RecordingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
+  explicit RecordingRunner(ProcessResult canned) : RecordingRunner() { answer = std::move(canned); }
   ~RecordingRunner() override { ORVSetProcessRunner(nullptr); }
   RecordingRunner(const RecordingRunner&) = delete;
   RecordingRunner& operator=(const RecordingRunner&) = delete;
@@ -27,7 +31,8 @@ class RecordingRunner : public ProcessRunnerWrapper {
       commands_.push_back(request.arguments);
       requests_.push_back(request);
     }
-    return ProcessRunnerWrapper::run(request);
+    if (beforeRun) beforeRun(request);
+    return answer ? *answer : ProcessRunnerWrapper::run(request);
   }
 
   // The whole requests of the runs so far, in order.
@@ -35,6 +40,11 @@ class RecordingRunner : public ProcessRunnerWrapper {
     std::lock_guard lock(mutex_);
     return requests_;
   }
+
+  // What every run answers instead of starting the process; absent: the process runs.
+  std::optional<ProcessResult> answer;
+  // Called with each request before it runs (on the running thread).
+  std::function<void(const ProcessRequest&)> beforeRun;
 
   // The argument lists of the runs so far, in order.
   std::vector<std::vector<std::string>> commands() const {

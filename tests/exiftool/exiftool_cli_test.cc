@@ -12,6 +12,7 @@
 #include <mutex>
 #include <thread>
 
+#include "common/recording_runner.h"
 #include "common/test_support.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/process_runner.h"
@@ -24,18 +25,10 @@ using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
-// Records the requests and answers with a fixed result instead of starting a process.
-class RecordingRunner : public ProcessRunner {
- public:
-  ProcessResult run(const ProcessRequest& request) override {
-    std::lock_guard lock(mutex);
-    requests.push_back(request);
-    return answer;
-  }
-  std::mutex mutex;
-  std::vector<ProcessRequest> requests;
-  ProcessResult answer{true, 0, "", ""};
-};
+// Records the requests and answers `result` instead of starting a process.
+ProcessResult canned(std::string output = "", std::string error = "") {
+  return {true, 0, std::move(output), std::move(error)};
+}
 
 // Installs a runner for the life of a test.
 class RunnerScope {
@@ -51,19 +44,17 @@ class ExtraArgumentsScope {
 };
 
 std::vector<std::string> argumentsFor(ExifToolCLI& cli, const std::vector<std::string>& args) {
-  RecordingRunner runner;
-  RunnerScope scope(&runner);
+  testing::RecordingRunner runner(canned());
   cli.run(args);
-  return runner.requests.at(0).arguments;
+  return runner.onlyCommand();
 }
 
 TEST(ExifToolCLIArguments, PlainCommandIsToolCharsetAndArguments) {
-  RecordingRunner runner;
-  RunnerScope scope(&runner);
+  testing::RecordingRunner runner(canned());
   ExifToolCLI cli;
   cli.run({"-ver"});
-  ASSERT_EQ(runner.requests.size(), 1u);
-  const auto& request = runner.requests[0];
+  ASSERT_EQ(runner.requests().size(), 1u);
+  const auto request = runner.requests()[0];
   EXPECT_EQ(request.executable, ExifToolCLI::orvPerlExecutableURL());
   EXPECT_EQ(request.executable.filename(), "orvperl.sh");
   EXPECT_THAT(request.arguments,
@@ -152,10 +143,7 @@ TEST(ExifToolCLIArguments, TheCommandGoesToTheDebugLogWithoutThePassword) {
 }
 
 TEST(ExifToolCLIOutput, InvalidUTF8IsReadAsMacRoman) {
-  RecordingRunner runner;
-  runner.answer.standardOutput = "Caf\x8E \xA5";  // "Café •" in Mac OS Roman
-  runner.answer.standardError = "ok";
-  RunnerScope scope(&runner);
+  testing::RecordingRunner runner(canned("Caf\x8E \xA5", "ok"));  // "Café •" in Mac OS Roman
   ExifToolCLI cli;
   cli.run({});
   EXPECT_EQ(cli.buildStdOutString(), "Café •");

@@ -10,6 +10,7 @@
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/exiftool/exiftool_cli.h"
+#include "common/recording_runner.h"
 #include "orvelin/support/process_runner.h"
 
 namespace orvelin {
@@ -19,25 +20,8 @@ using ::testing::ElementsAre;
 using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
 
-// Answers every command with fixed output instead of running exiftool.
-class CannedRunner : public ProcessRunner {
- public:
-  explicit CannedRunner(std::string output) : output_(std::move(output)) {}
-  ProcessResult run(const ProcessRequest& request) override {
-    arguments = request.arguments;
-    return {true, 0, output_, "canned error"};
-  }
-  std::vector<std::string> arguments;
-
- private:
-  std::string output_;
-};
-
-class RunnerScope {
- public:
-  explicit RunnerScope(ProcessRunner* runner) { ORVSetProcessRunner(runner); }
-  ~RunnerScope() { ORVSetProcessRunner(nullptr); }
-};
+// Answers every command with `output` instead of running exiftool.
+ProcessResult canned(std::string output) { return {true, 0, std::move(output), "canned error"}; }
 
 // Records every call of a reader, in order.
 class RecordingStorage : public GenericStorage {
@@ -95,8 +79,7 @@ TEST_F(MetadataETReaderTest, ErrorTextsAreFixed) {
 }
 
 TEST_F(MetadataETReaderTest, ZeroBytesOfOutputIsAnError) {
-  CannedRunner runner("");
-  RunnerScope scope(&runner);
+  testing::RecordingRunner runner(canned(""));
   MetadataETReader reader;
   try {
     reader.readReadWriteStorage("/a/b.jpg");
@@ -108,16 +91,15 @@ TEST_F(MetadataETReaderTest, ZeroBytesOfOutputIsAnError) {
 }
 
 TEST_F(MetadataETReaderTest, TheCommandOfAFreshAndOfAnEditorsReader) {
-  CannedRunner runner("[]");
-  RunnerScope scope(&runner);
+  testing::RecordingRunner runner(canned("[]"));
   MetadataETReader reader;
   reader.readReadOnlyStorage("/a/b.jpg");
-  EXPECT_THAT(runner.arguments, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8",
-                                            "-e", "-g0:1", "-m", "-j", "/a/b.jpg"));
+  EXPECT_THAT(runner.onlyCommand(), ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset",
+                                                "filename=UTF8", "-e", "-g0:1", "-m", "-j", "/a/b.jpg"));
   reader.setupDefaultForEditorReading();
   reader.language = Language::german;
   reader.readReadOnlyStorage("/a/b.jpg");
-  EXPECT_THAT(runner.arguments,
+  EXPECT_THAT(runner.commands().back(),
               ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-lang", "de",
                           "-s", "-n", "-e", "-g0:1", "-m", "-j", "/a/b.jpg"));
 }

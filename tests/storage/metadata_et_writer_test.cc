@@ -23,6 +23,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/failing_file_system.h"
+#include "common/recording_runner.h"
 #include "common/instant_clock.h"
 #include "common/editors.h"
 #include "common/test_support.h"
@@ -91,59 +92,15 @@ class RecordingOwner : public ReadWriteStorageOwner {
   std::vector<std::string> calls;
 };
 
-// A file system whose moves and removals fail on demand; it records them.
-class FailingFileSystem : public FileSystemWrapper {
- public:
-  FailingFileSystem() : FileSystemWrapper(FileSystem::Default()) { ORVSetFileSystem(this); }
-  ~FailingFileSystem() override { ORVSetFileSystem(nullptr); }
-  void moveItem(const fs::path& from, const fs::path& to, std::error_code& error) override {
-    moves.emplace_back(from, to);
-    if (from == failFrom || to == failTo) {
-      error = std::make_error_code(std::errc::permission_denied);
-      return;
-    }
-    FileSystemWrapper::moveItem(from, to, error);
-  }
-  void removeItem(const fs::path& url, std::error_code& error) override {
-    removals.push_back(url);
-    if (failRemovals) {
-      error = std::make_error_code(std::errc::device_or_resource_busy);
-      return;
-    }
-    FileSystemWrapper::removeItem(url, error);
-  }
-  fs::path failFrom;
-  fs::path failTo;
-  bool failRemovals = false;
-  std::vector<std::pair<fs::path, fs::path>> moves;
-  std::vector<fs::path> removals;
-};
+using testing::FailingFileSystem;
+using testing::RecordingRunner;
 
-// Runs the real exiftool, records the arguments of each run, and can remove the file that a
-// run is about to write (its last argument) before starting it.
-class RecordingRunner : public ProcessRunnerWrapper {
- public:
-  RecordingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
-  ~RecordingRunner() override { ORVSetProcessRunner(nullptr); }
-  ProcessResult run(const ProcessRequest& request) override {
-    {
-      std::lock_guard lock(mutex);
-      requests.push_back(request.arguments);
-      for (const auto& argument : request.arguments)
-        if (argument.rfind("-json=", 0) == 0) jsonBodies.push_back(readFile(argument.substr(6)));
-    }
-    if (removeWorkFile && !request.arguments.empty()) fs::remove(request.arguments.back());
-    return ProcessRunnerWrapper::run(request);
-  }
-  std::size_t runs() {
-    std::lock_guard lock(mutex);
-    return requests.size();
-  }
-  std::mutex mutex;
-  std::vector<std::vector<std::string>> requests;
-  std::vector<std::string> jsonBodies;  // the JSON file of each run that had one, as it was then
-  bool removeWorkFile = false;
-};
+// The moves the file system was asked for, as (from, to).
+std::vector<std::pair<fs::path, fs::path>> movesOf(const FailingFileSystem& fileSystem) {
+  std::vector<std::pair<fs::path, fs::path>> moves;
+  for (const auto& move : fileSystem.operations("moveItem")) moves.emplace_back(move.path, move.to);
+  return moves;
+}
 
 class MetadataETWriterTest : public ::testing::Test {
  protected:
@@ -507,8 +464,8 @@ TEST_F(FolderSaveTest, FollowsTheEditorsRecursionAndExtensionFilter) {
   folder->unlockEditor();
 
   EXPECT_FALSE(writer.overwriteInPlace);
-  ASSERT_EQ(runner.runs(), 1u);
-  const auto& arguments = runner.requests[0];
+  ASSERT_EQ(runner.commands().size(), 1u);
+  const auto arguments = runner.commands()[0];
   EXPECT_NE(std::find(arguments.begin(), arguments.end(), "-overwrite_original_in_place"), arguments.end())
       << "the run overwrites in place whatever the option says";
   EXPECT_EQ(arguments.back(), album.string());
@@ -636,14 +593,14 @@ class FailedSaveTest : public MetadataETWriterTest {
 
 TEST_F(FailedSaveTest, FileRemovedDuringTheSave) {
   RecordingRunner runner;
-  runner.removeWorkFile = true;
+  runner.beforeRun = [](const ProcessRequest& request) { fs::remove(request.arguments.back()); };
   MetadataETWriter writer;
   std::vector<std::string> events;
   const auto error = failingSave<fs::filesystem_error>(writer, events);
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->code(), std::errc::no_such_file_or_directory);
-  ASSERT_EQ(runner.runs(), 1u);
-  EXPECT_EQ(fs::path(runner.requests[0].back()).parent_path(), backup()) << "the work file was in the backup folder";
+  ASSERT_EQ(runner.commands().size(), 1u);
+  EXPECT_EQ(fs::path(runner.commands()[0].back()).parent_path(), backup()) << "the work file was in the backup folder";
   EXPECT_FALSE(fs::exists(source));
   EXPECT_THAT(filesIn(backup()), IsEmpty());
   expectEditsPendingAndUnlocked(events);
@@ -653,7 +610,8 @@ TEST_F(FailedSaveTest, FileRemovedDuringTheSave) {
 // backup folder as it was, and the written one is gone.
 TEST_F(FailedSaveTest, LastMovesThatFail) {
   FailingFileSystem fileSystem;
-  fileSystem.failTo = source;
+  fileSystem.fails = [&](const auto& operation) { return operation.name == "moveItem" && operation.to == source; };
+  fileSystem.failure = std::errc::permission_denied;
   MetadataETWriter writer;
   std::vector<std::string> events;
   const auto error = failingSave<fs::filesystem_error>(writer, events);
@@ -663,8 +621,9 @@ TEST_F(FailedSaveTest, LastMovesThatFail) {
   const auto left = filesIn(backup());
   ASSERT_EQ(left.size(), 1u);
   EXPECT_EQ(readFile(left[0]), original);
-  ASSERT_EQ(fileSystem.moves.size(), 3u);
-  EXPECT_EQ(fileSystem.moves[2], std::make_pair(left[0], source));
+  const auto moves = movesOf(fileSystem);
+  ASSERT_EQ(moves.size(), 3u);
+  EXPECT_EQ(moves[2], std::make_pair(left[0], source));
   expectEditsPendingAndUnlocked(events);
 }
 
@@ -702,7 +661,7 @@ TEST_F(FailedSaveTest, JSONThatCannotBeEncodedStartsNoProcess) {
     ASSERT_TRUE(error.has_value()) << value;
     EXPECT_EQ(error->code(), MetadataETWriterError::Code::jsonEncodingFailed);
     EXPECT_STREQ(error->what(), "JSON encoding failed");
-    EXPECT_EQ(runner.runs(), 0u);
+    EXPECT_EQ(runner.commands().size(), 0u);
     EXPECT_EQ(readFile(source), original);
     expectEditsPendingAndUnlocked(events);
     editor->unsafeSetValue(std::nullopt, name);
@@ -719,7 +678,7 @@ TEST_F(FailedSaveTest, JSONFileThatCannotBeWrittenStartsNoProcess) {
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->code(), MetadataETWriterError::Code::jsonFileCreationFailed);
   EXPECT_STREQ(error->what(), "JSON file creation failed");
-  EXPECT_EQ(runner.runs(), 0u);
+  EXPECT_EQ(runner.commands().size(), 0u);
   EXPECT_EQ(readFile(source), original);
   expectEditsPendingAndUnlocked(events);
   EXPECT_STREQ(MetadataETWriterError(MetadataETWriterError::Code::copySourceImageFailed).what(),
@@ -821,8 +780,8 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   MetadataETWriter writer;
   save(writer, *editor);
 
-  ASSERT_EQ(runner.runs(), 1u);
-  const auto& arguments = runner.requests[0];
+  ASSERT_EQ(runner.commands().size(), 1u);
+  const auto arguments = runner.commands()[0];
   ASSERT_EQ(arguments.size(), 13u + ORVGetExtraArguments().size());
   const auto work = fs::path(arguments.back());
   const auto output = fs::path(arguments[arguments.size() - 2]);
@@ -836,7 +795,7 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   const std::vector<std::string> tail(arguments.end() - 10, arguments.end() - 4);
   EXPECT_THAT(tail, ElementsAre("-G", "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8"));
   EXPECT_EQ(arguments[arguments.size() - 3], "-o");
-  EXPECT_THAT(fileSystem.moves, ElementsAre(std::make_pair(path, work), std::make_pair(output, path)));
+  EXPECT_THAT(movesOf(fileSystem), ElementsAre(std::make_pair(path, work), std::make_pair(output, path)));
   EXPECT_THAT(filesIn(backup()), IsEmpty());
 
   // The value exiftool refused is reported and no longer pending; the file keeps its own.
@@ -866,9 +825,14 @@ TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
   removeThumbnail(*editor);
 
   RecordingRunner runner;
+  std::vector<std::string> jsonBodies;  // the JSON file of each run, as it was then
+  runner.beforeRun = [&](const ProcessRequest& request) {
+    for (const auto& argument : request.arguments)
+      if (argument.rfind("-json=", 0) == 0) jsonBodies.push_back(readFile(argument.substr(6)));
+  };
   MetadataETWriter writer;
   save(writer, *editor);
-  ASSERT_EQ(runner.jsonBodies.size(), 1u);
+  ASSERT_EQ(jsonBodies.size(), 1u);
   const std::string body = R"({
   "EXIF:Artist": "Ada Lovelace",
   "EXIF:ISO": "-",
@@ -879,7 +843,7 @@ TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
   "EXIF:ThumbnailLength": "-",
   "SourceFile": "*"
 })";
-  EXPECT_EQ(runner.jsonBodies[0], body);
+  EXPECT_EQ(jsonBodies[0], body);
 
   // exiftool given that body by hand makes the same file: the text emptied, the number and the
   // thumbnail deleted, the rest as it was.
@@ -900,7 +864,7 @@ TEST_F(MetadataETWriterTest, FilesThatCannotBeRemovedLeaveTheSaveDone) {
   auto editor = readEditor(path);
   editor->setValue(std::string("Ada Lovelace"), artist);
   FailingFileSystem fileSystem;
-  fileSystem.failRemovals = true;
+  fileSystem.fails = [](const auto& operation) { return operation.name == "removeItem"; };
   MetadataETWriter writer;
   EXPECT_NO_THROW(save(writer, *editor));
 
@@ -912,7 +876,10 @@ TEST_F(MetadataETWriterTest, FilesThatCannotBeRemovedLeaveTheSaveDone) {
   const auto former = filesIn(backup());
   ASSERT_EQ(former.size(), 1u);
   EXPECT_EQ(readFile(former[0]), readFile(testing::dataDirectory() / "Canon.jpg"));
-  EXPECT_THAT(fileSystem.removals, ElementsAre(former[0], json[0])) << "removed through the file system";
+  const auto removals = fileSystem.operations("removeItem");
+  ASSERT_EQ(removals.size(), 2u);
+  EXPECT_EQ(removals[0].path, former[0]);
+  EXPECT_EQ(removals[1].path, json[0]) << "removed through the file system";
 
   // A failed save keeps its own error.
   editor->setValue(std::string("99999999"), iso);
@@ -934,9 +901,9 @@ TEST_F(MetadataETWriterTest, UntouchedStorageStillRunsExiftool) {
   const auto byHand = scratch / "by-hand.jpg";
   fs::copy_file(path, byHand);
   runByHand(R"({"SourceFile": "*"})", byHand);
-  const auto runsBefore = runner.runs();
+  const auto runsBefore = runner.commands().size();
   save(writer, *editor);
-  EXPECT_EQ(runner.runs(), runsBefore + 1);
+  EXPECT_EQ(runner.commands().size(), runsBefore + 1);
   // Nothing of the storage is written; "-IPTC:CodedCharacterSet=UTF8" still is.
   EXPECT_EQ(readFile(path), readFile(byHand));
   EXPECT_EQ(readEditor(path)->originalValue(TagName("EXIF", "Make")), std::optional<std::string>("Canon"));
@@ -950,8 +917,8 @@ TEST_F(MetadataETWriterTest, WithoutMovingTheSourceTheFileIsWrittenWhereItIs) {
   RecordingRunner runner;
   MetadataETWriter writer;
   writer.writeStorage(storage);
-  EXPECT_THAT(fileSystem.moves, IsEmpty());
-  EXPECT_EQ(runner.requests.at(0).back(), path.string());
+  EXPECT_THAT(movesOf(fileSystem), IsEmpty());
+  EXPECT_EQ(runner.commands().at(0).back(), path.string());
   EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Ada Lovelace")));
 }
 
@@ -1030,8 +997,8 @@ TEST_F(MetadataETWriterTest, ExportSidecar) {
   MetadataETWriter writer;
   const auto sidecar = scratch / "Canon.xmp";
   writer.exportSidecar(editor->storage(), sidecar);
-  ASSERT_EQ(runner.runs(), 1u);
-  const auto& arguments = runner.requests[0];
+  ASSERT_EQ(runner.commands().size(), 1u);
+  const auto arguments = runner.commands()[0];
   const auto tagsFromFile = std::find(arguments.begin(), arguments.end(), "-tagsfromfile");
   ASSERT_NE(tagsFromFile, arguments.end());
   EXPECT_EQ(*(tagsFromFile + 1), path.string());
@@ -1042,8 +1009,9 @@ TEST_F(MetadataETWriterTest, ExportSidecar) {
   ReadWriteStorage folder(scratch / "album");
   folder.setValue(std::string("Red"), xmpLabel);
   writer.exportSidecar(folder, scratch / "Album.xmp");
-  ASSERT_EQ(runner.runs(), 2u);
-  EXPECT_EQ(std::find(runner.requests[1].begin(), runner.requests[1].end(), "-tagsfromfile"), runner.requests[1].end());
+  ASSERT_EQ(runner.commands().size(), 2u);
+  const auto second = runner.commands()[1];
+  EXPECT_EQ(std::find(second.begin(), second.end(), "-tagsfromfile"), second.end());
   EXPECT_THAT(readEditor(sidecar)->originalValue(xmpLabel), Optional(std::string("Red")));
   EXPECT_THAT(readEditor(scratch / "Album.xmp")->originalValue(xmpLabel), Optional(std::string("Red")));
 }
