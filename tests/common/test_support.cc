@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -45,6 +46,28 @@ std::string readFile(const fs::path& path) {
   std::ostringstream buffer;
   buffer << in.rdbuf();
   return buffer.str();
+}
+
+void EnvironmentScope::set(const char* name, const std::optional<std::string>& value) {
+  bool seen = false;
+  for (const auto& [savedName, savedValue] : saved_) seen = seen || savedName == name;
+  if (!seen) {
+    const char* old = std::getenv(name);
+    saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
+  }
+  if (value)
+    ::setenv(name, value->c_str(), 1);
+  else
+    ::unsetenv(name);
+}
+
+EnvironmentScope::~EnvironmentScope() {
+  for (auto it = saved_.rbegin(); it != saved_.rend(); ++it) {
+    if (it->second)
+      ::setenv(it->first.c_str(), it->second->c_str(), 1);
+    else
+      ::unsetenv(it->first.c_str());
+  }
 }
 
 namespace {

@@ -4,7 +4,10 @@
 // process-wide set-up that points user defaults and the backup folder at a scratch folder.
 
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace orvelin::testing {
 
@@ -32,5 +35,20 @@ std::filesystem::path copySample(const std::string& name, const std::filesystem:
 // Writes `contents` to `path`.
 void writeFile(const std::filesystem::path& path, const std::string& contents);
 std::string readFile(const std::filesystem::path& path);
+
+// Environment variables set (or, when absent, unset) for the life of the scope, then restored.
+class EnvironmentScope {
+ public:
+  EnvironmentScope() = default;
+  EnvironmentScope(const char* name, const std::optional<std::string>& value) { set(name, value); }
+  EnvironmentScope(const EnvironmentScope&) = delete;
+  EnvironmentScope& operator=(const EnvironmentScope&) = delete;
+  ~EnvironmentScope();
+
+  void set(const char* name, const std::optional<std::string>& value);
+
+ private:
+  std::vector<std::pair<std::string, std::optional<std::string>>> saved_;  // first value of each
+};
 
 }  // namespace orvelin::testing

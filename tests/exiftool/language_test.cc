@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "common/test_support.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/user_defaults.h"
@@ -33,27 +34,6 @@ class StoredLanguageScope {
   std::optional<nlohmann::json> saved_;
 };
 
-TEST(Language, CasesAndNames) {
-  StoredLanguageScope scope;
-  Language::setUserLanguage(Language::english);  // the localised names below are English
-  EXPECT_EQ(Language::all().size(), 16u);
-  EXPECT_EQ(Language::all().front(), Language::local);
-  const auto& basic = Language::allBasic();
-  EXPECT_EQ(basic.size(), 15u);
-  EXPECT_EQ(std::count(basic.begin(), basic.end(), Language::local), 0);
-  EXPECT_TRUE(std::is_sorted(basic.begin(), basic.end(),
-                             [](Language a, Language b) { return a.localizedName() < b.localizedName(); }));
-  EXPECT_EQ(Language(Language::chineseCN).rawValue(), "ChineseCN");
-  EXPECT_EQ(Language::fromRawValue("Swedish"), Language::swedish);
-  EXPECT_EQ(Language::fromRawValue("swedish"), std::nullopt);
-  EXPECT_EQ(Language(Language::german).name(), "Deutsch");
-  EXPECT_EQ(Language(Language::german).localizedName(), "German");
-  EXPECT_EQ(Language(Language::german).title(), "German (Deutsch)");
-  EXPECT_EQ(Language(Language::local).localizedName(), "Local");
-  EXPECT_EQ(Language::equivalentNames(Language::local), nullptr);
-  EXPECT_THAT(*Language::equivalentNames(Language::chineseTW), ::testing::ElementsAre("繁體中文", "zh-tw", "zh-Hant"));
-}
-
 // A set of languages keeps finding its members when the user's language changes.
 TEST(Language, OrderDoesNotChangeWithTheUsersLanguage) {
   StoredLanguageScope scope;
@@ -64,40 +44,22 @@ TEST(Language, OrderDoesNotChangeWithTheUsersLanguage) {
   for (const Language language : Language::all()) EXPECT_EQ(languages.count(language), 1u) << language.rawValue();
 }
 
-// Sets the locale's environment variables for one test, restores them afterwards, and makes
-// the localisation read them again each time.
+// Sets LC_ALL, LC_MESSAGES and LANG (absent: unset) for one test, and makes the localisation
+// read them again each time.
 class LocaleEnvironmentScope {
  public:
-  LocaleEnvironmentScope() {
-    for (const char* name : kNames) {
-      const char* value = std::getenv(name);
-      saved_.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
-    }
-  }
-  ~LocaleEnvironmentScope() {
-    for (const auto& [name, value] : saved_) {
-      if (value)
-        ::setenv(name, value->c_str(), 1);
-      else
-        ::unsetenv(name);
-    }
-    ORVResetLocalizationCache();
-  }
-  // LC_ALL, LC_MESSAGES and LANG in this order; absent ones are unset.
   void set(std::optional<std::string> all, std::optional<std::string> messages, std::optional<std::string> lang) {
-    const std::optional<std::string>* values[] = {&all, &messages, &lang};
-    for (std::size_t i = 0; i < 3; ++i) {
-      if (*values[i])
-        ::setenv(kNames[i], (*values[i])->c_str(), 1);
-      else
-        ::unsetenv(kNames[i]);
-    }
+    environment_.set("LC_ALL", all);
+    environment_.set("LC_MESSAGES", messages);
+    environment_.set("LANG", lang);
     ORVResetLocalizationCache();
   }
 
  private:
-  static constexpr const char* kNames[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
-  std::vector<std::pair<const char*, std::optional<std::string>>> saved_;
+  struct ResetCache {
+    ~ResetCache() { ORVResetLocalizationCache(); }
+  } reset_;  // after the variables are restored
+  testing::EnvironmentScope environment_;
 };
 
 TEST(Language, LocalStandsForTheLanguageOfTheProcessLocale) {
@@ -161,23 +123,6 @@ TEST(Language, UserLanguageIsStoredAndAnnounced) {
   // Stored on disk as well.
   UserDefaults reread(defaults->path());
   EXPECT_EQ(reread.string("ORVUserLanguage"), "Italian");
-}
-
-TEST(Language, TextsFollowTheUserLanguage) {
-  StoredLanguageScope scope;
-  LocaleEnvironmentScope locale;
-  locale.set("it_IT.UTF-8", std::nullopt, std::nullopt);
-  Language::setUserLanguage(Language::german);
-  // The German tables know their own language; texts they lack come from English.
-  EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::german);
-  EXPECT_EQ(Language(Language::local).name(), "Deutsch");
-  EXPECT_EQ(Language(Language::english).localizedName(), "Englisch");
-  EXPECT_EQ(MediaKind(MediaKind::movie).localizedName(), "Movie");
-  Language::setUserLanguage(Language::local);
-  EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::italian);
-  // A change written straight into the defaults is seen as well.
-  ORVGetUserDefaults()->set(Language::userLanguageKey(), "Polish");
-  EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::polish);
 }
 
 }  // namespace

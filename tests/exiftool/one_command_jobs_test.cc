@@ -34,27 +34,6 @@ std::vector<std::string> tail(const std::vector<std::string>& arguments, std::si
   return std::vector<std::string>(arguments.end() - static_cast<std::ptrdiff_t>(count), arguments.end());
 }
 
-// Points $TMPDIR at a scratch folder for the life of a test, so that what a job leaves there
-// can be seen.
-class TemporaryFolderScope {
- public:
-  explicit TemporaryFolderScope(const fs::path& folder) {
-    if (const char* old = std::getenv("TMPDIR")) old_ = old;
-    ::setenv("TMPDIR", folder.c_str(), 1);
-  }
-  TemporaryFolderScope(const TemporaryFolderScope&) = delete;
-  TemporaryFolderScope& operator=(const TemporaryFolderScope&) = delete;
-  ~TemporaryFolderScope() {
-    if (old_)
-      ::setenv("TMPDIR", old_->c_str(), 1);
-    else
-      ::unsetenv("TMPDIR");
-  }
-
- private:
-  std::optional<std::string> old_;
-};
-
 std::vector<std::string> namesIn(const fs::path& folder) {
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
@@ -103,7 +82,7 @@ class OneCommandJobs : public ::testing::Test {
  private:
   testing::ScratchFolder files_;
   testing::ScratchFolder temporary_;
-  TemporaryFolderScope temporaryScope_{temporary_.path()};
+  testing::EnvironmentScope temporaryScope_{"TMPDIR", temporary_.path().string()};
 };
 
 TEST_F(OneCommandJobs, TheCleanerRemovesAllMetadataInPlace) {
@@ -218,7 +197,7 @@ TEST_F(OneCommandJobs, TheReplacementPutsTheNewThumbnailIntoEveryFile) {
 
 TEST_F(OneCommandJobs, AThumbnailThatCannotBeWrittenRunsNothing) {
   const auto file = sample("ExifTool.jpg");
-  TemporaryFolderScope missing(folder() / "no such folder");
+  testing::EnvironmentScope missing("TMPDIR", (folder() / "no such folder").string());
   ThumbnailWriter writer;
   writer.thumbnail = Image::decodeFile(testing::dataDirectory() / "PNG.png");
   RecordingRunner runner;

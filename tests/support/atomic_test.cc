@@ -24,30 +24,6 @@ TEST(Atomic, ReadModifyWriteFromManyThreadsLosesNothing) {
   EXPECT_EQ(counter.value(), -1);
 }
 
-TEST(Atomic, CopiesKeepTheirOwnValueButShareTheSemaphore) {
-  Atomic<std::string> original("a");
-  Atomic<std::string> copy = original;
-  copy.setValue("b");
-  EXPECT_EQ(original.value(), "a");
-  EXPECT_EQ(copy.value(), "b");
-
-  // While the original's semaphore is held, the copy cannot be read.
-  std::atomic<bool> copyRead{false};
-  std::thread reader;
-  original.update([&](std::string& value) {
-    reader = std::thread([&] {
-      (void)copy.value();
-      copyRead = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(copyRead.load());
-    value = "c";
-  });
-  reader.join();
-  EXPECT_TRUE(copyRead.load());
-  EXPECT_EQ(original.value(), "c");
-}
-
 TEST(Atomic, AssignmentWhileOtherThreadsUseTheTarget) {
   const std::string longA(100, 'a'), longB(200, 'b');
   Atomic<std::string> target(longA);

@@ -41,18 +41,6 @@ TEST(StringsTable, EntriesEscapesAndComments) {
                                           Pair("spaced", "out")));
 }
 
-TEST(StringsTable, KeysAndTextsWithEscapedQuotesAndBackslashes) {
-  // What the catalogue generator writes for tag names and values holding " and \.
-  const auto table = parseStringsTable(
-      "\"Lens \\\"Pro\\\"\" = \"Objectif \\\"Pro\\\"\";\n"
-      "\"C:\\\\Photos\\\\\" = \"dossier \\\\\";\n"
-      "\"\\\\\\\"\" = \"\\\"\\\\\";\n"
-      "\"after\" = \"kept\";");
-  EXPECT_THAT(table, UnorderedElementsAre(Pair("Lens \"Pro\"", "Objectif \"Pro\""),
-                                          Pair("C:\\Photos\\", "dossier \\"), Pair("\\\"", "\"\\"),
-                                          Pair("after", "kept")));
-}
-
 TEST(StringsTable, StopsAtTheFirstMalformedEntryKeepingWhatCameBefore) {
   EXPECT_THAT(parseStringsTable("\"a\" = \"1\";\n\"b\" = \"2\"\n\"c\" = \"3\";"), UnorderedElementsAre(Pair("a", "1")));
   EXPECT_THAT(parseStringsTable("\"a\" = \"1\";\n\"b\" = \"unterminated;"), UnorderedElementsAre(Pair("a", "1")));
@@ -168,11 +156,6 @@ TEST(ORVTL, FormatsWithUpToFourArguments) {
   EXPECT_EQ(ORVTL(std::nullopt, "%d%d%d%d", {1, 2, 3, 4}), "1234");
   EXPECT_EQ(ORVTL("100%%"), "100%%");  // without arguments the text is not formatted
   EXPECT_EQ(ORVTL("100%%", {1}), "100%");
-}
-
-TEST(ORVTLDeathTest, FiveArgumentsAreFatal) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(ORVTL("%@%@%@%@%@", {1, 2, 3, 4, 5}), "ORVTL doesn't support more than 4 arguments");
 }
 
 }  // namespace

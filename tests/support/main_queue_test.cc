@@ -189,35 +189,5 @@ TEST(MainQueue, AHostPumpWaitsForABlockThatSyncRunsElsewhere) {
   EXPECT_FALSE(pumpedDuringBlock.load());
 }
 
-TEST(MainQueueDeathTest, AnExceptionLeavingAnAsyncBlockIsFatal) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(
-      {
-        MainQueue queue;
-        queue.async([] { throw std::runtime_error("lost in a block"); });
-        queue.drain();
-      },
-      "Fatal error: .*lost in a block");
-  EXPECT_DEATH(
-      {
-        MainQueue queue;
-        queue.startOnOwnThread();
-        queue.async([] { throw std::runtime_error("lost on its own thread"); });
-        queue.waitUntilIdle();
-      },
-      "Fatal error: .*lost on its own thread");
-}
-
-TEST(MainQueueDeathTest, SecondPumpingThreadIsAFault) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(
-      {
-        MainQueue queue;
-        queue.startOnOwnThread();
-        queue.drain();
-      },
-      "MainQueue is already pumped by another thread");
-}
-
 }  // namespace
 }  // namespace orvelin

@@ -65,26 +65,5 @@ TEST(NoteSubscriber, FiltersOnItsObjectAndDeliversOnItsQueue) {
   EXPECT_TRUE(onQueue);
 }
 
-TEST(NoteSubscriberDeathTest, SubscribingTwiceOrWithoutANameIsAFault) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  auto owner = std::make_shared<Owner>();
-  EXPECT_DEATH(
-      {
-        NotificationCenter center;
-        NoteSubscriber subscriber(center);
-        subscriber.name = "Ping";
-        subscriber.subscribe(owner, [](Owner&, const Notification&) {});
-        subscriber.subscribe(owner, [](Owner&, const Notification&) {});
-      },
-      "Subcriber is already observing\\.");
-  EXPECT_DEATH(
-      {
-        NotificationCenter center;
-        NoteSubscriber subscriber(center);
-        subscriber.subscribe(owner, [](Owner&, const Notification&) {});
-      },
-      "Notification name has not been set\\.");
-}
-
 }  // namespace
 }  // namespace orvelin

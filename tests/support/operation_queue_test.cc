@@ -181,16 +181,5 @@ TEST(OperationQueue, DestructionWaitsForRunningAndDropsWaiting) {
   EXPECT_EQ(started.load(), 1);
 }
 
-TEST(OperationQueueDeathTest, WaitingForItselfIsAFault) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(
-      {
-        OperationQueue queue(2);
-        queue.addOperation([&] { queue.waitUntilAllOperationsAreFinished(); });
-        std::this_thread::sleep_for(10s);
-      },
-      "waits for itself");
-}
-
 }  // namespace
 }  // namespace orvelin

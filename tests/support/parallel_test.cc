@@ -57,22 +57,6 @@ TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidth) {
   EXPECT_EQ(calls, 0);
 }
 
-TEST(ConcurrentPerform, IterationsOverlapWhenThereAreSeveralCores) {
-  if (WorkerPool::shared().width() < 2) GTEST_SKIP() << "one core: the iterations run one after the other";
-  // Each of the two iterations waits (for at most ten seconds) until the other has started.
-  std::mutex mutex;
-  std::condition_variable changed;
-  int started = 0;
-  std::atomic<int> overlapped{0};
-  concurrentPerform(2, [&](std::size_t) {
-    std::unique_lock lock(mutex);
-    ++started;
-    changed.notify_all();
-    if (changed.wait_for(lock, 10s, [&] { return started == 2; })) ++overlapped;
-  });
-  EXPECT_EQ(overlapped.load(), 2);
-}
-
 TEST(ConcurrentPerform, NestedCallsFinish) {
   std::atomic<int> total{0};
   const std::size_t outer = WorkerPool::shared().width() * 2;

@@ -63,31 +63,5 @@ TEST(CaptureMatches, OneArrayOfGroupTextsPerMatch) {
   EXPECT_THAT(captureMatches("abc", "x(y)"), ElementsAre());
 }
 
-TEST(CaptureMatches, InvalidPatternPrintsAndGivesNothing) {
-  ::testing::internal::CaptureStdout();
-  const auto matches = captureMatches("abc", "(unclosed");
-  const auto printed = ::testing::internal::GetCapturedStdout();
-  EXPECT_TRUE(matches.empty());
-  EXPECT_THAT(printed, HasSubstr("invalid regex: "));
-}
-
-TEST(MapKeys, TransformsKeysAndKeepsValues) {
-  const std::map<std::string, int> ordered{{"a", 1}, {"b", 2}};
-  const auto upper = mapKeys(ordered, [](const std::string& key) { return key + key; });
-  static_assert(std::is_same_v<std::decay_t<decltype(upper)>, std::map<std::string, int>>);
-  EXPECT_THAT(upper, ElementsAre(Pair("aa", 1), Pair("bb", 2)));
-
-  const std::unordered_map<int, std::string> unordered{{1, "one"}, {2, "two"}};
-  const auto lengths = mapKeys(unordered, [](int key) { return std::to_string(key * 10); });
-  EXPECT_THAT(lengths, UnorderedElementsAre(Pair("10", "one"), Pair("20", "two")));
-
-  // Keys that meet: the last in the source's order wins.
-  const auto folded = mapKeys(ordered, [](const std::string&) { return 0; });
-  EXPECT_THAT(folded, ElementsAre(Pair(0, 2)));
-
-  EXPECT_THROW(mapKeys(ordered, [](const std::string& key) -> int { throw std::invalid_argument(key); }),
-               std::invalid_argument);
-}
-
 }  // namespace
 }  // namespace orvelin

@@ -107,36 +107,6 @@ TEST(TagNameEquality, HashesSpreadOverManyNames) {
   EXPECT_EQ(map.count(TagName("S7K", "42")), 0u);
 }
 
-TEST(TagNameConstants, ValuesAndArrays) {
-  EXPECT_EQ(TagStream::orvfinder.rawValue(), "ORVFinder");
-  EXPECT_EQ(TagStream::icc.rawValue(), "ICC_Profile");
-  EXPECT_EQ(TagStream::jpeg2000.rawValue(), "Jpeg2000");
-  EXPECT_EQ(TagKey::colorsComps.rawValue(), "Color Components");
-  EXPECT_EQ(TagKey::sujectDistanceRange.rawValue(), "SubjectDistanceRange");
-  EXPECT_EQ(TagKey::fileModify.rawValue(), "FileModificationDate");
-  EXPECT_EQ(TagName::orvfinderTags.rawValue(), "ORVFinder:Tags");
-  EXPECT_EQ(TagName::iptcDateCreated.rawValue(), "IPTC:DateCreated");
-  EXPECT_EQ(TagStream::imageStreams().size(), 33u);
-  EXPECT_EQ(TagStream::imageStreams().front(), TagStream::exif);
-  EXPECT_EQ(TagStream::imageStreams().back(), TagStream::sonyIDC);
-  EXPECT_EQ(TagName::gpsTagNames().size(), 7u);
-  EXPECT_EQ(TagName::thumbnailTagNames().front(), TagName::exifThumbnailLength);
-  EXPECT_TRUE(TagName::exifGPSAltitude.isRelativeToGPS());
-  EXPECT_FALSE(TagName::exifGPSAltitudeRef.isRelativeToGPS());
-  EXPECT_FALSE(TagName::exifGPSImgDirection.isRelativeToGPS());
-  EXPECT_TRUE(TagName("EXIF", "GPSTimeStamp").isRelativeToGPS());
-  EXPECT_TRUE(TagName::exifPreviewImage.isRelativeToThumbnail());
-  EXPECT_FALSE(TagName::exifImageWidth.isRelativeToThumbnail());
-}
-
-TEST(TagStreamKinds, AdditionalStreamsAreSpelledIDF) {
-  EXPECT_TRUE(TagStream("IDF1").isAdditional());
-  EXPECT_TRUE(TagStream("IDF3").isAdditional());
-  EXPECT_FALSE(TagStream("IFD1").isAdditional());
-  EXPECT_FALSE(TagStream("IDF4").isAdditional());
-  EXPECT_FALSE(TagStream("idf1").isAdditional());
-}
-
 TEST(TagsFamily, GroupZeroAndMakerStreams) {
   EXPECT_EQ(TagsFamily::g0Family().size(), 97u);
   EXPECT_TRUE(TagsFamily::g0Family().contains(" gopro"));

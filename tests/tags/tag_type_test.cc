@@ -35,78 +35,11 @@ TEST(TagType, RawValuesCrossForTheTwoDateCases) {
   }
 }
 
-TEST(TagType, Predicates) {
-  EXPECT_TRUE(TagType(TagType::speed).isRational());
-  EXPECT_FALSE(TagType(TagType::real).isRational());
-  EXPECT_TRUE(TagType(TagType::real).isFloat());
-  EXPECT_FALSE(TagType(TagType::rational64u).isSigned());
-  EXPECT_TRUE(TagType(TagType::rational).isSigned());
-  EXPECT_FALSE(TagType(TagType::int32u).isSigned());
-  EXPECT_TRUE(TagType(TagType::integer).isSigned());
-  const TagType boolean = TagType::boolean;
-  EXPECT_TRUE(boolean.isSupported());
-  EXPECT_FALSE(boolean.isNumber());
-  EXPECT_FALSE(boolean.minimumNumberValue());
-  EXPECT_TRUE(TagType(TagType::string).allowsFloats());
-  EXPECT_FALSE(TagType(TagType::int8u).allowsFloats());
-  EXPECT_TRUE(TagType(TagType::rational64s).allowsFloats());
-  for (auto unsupported : {TagType::unknown, TagType::undef, TagType::note, TagType::imageData})
-    EXPECT_FALSE(TagType(unsupported).isSupported());
-  EXPECT_TRUE(TagType(TagType::country3166a3).ignoreCount());
-  EXPECT_TRUE(TagType(TagType::longString).ignoreCount());
-  EXPECT_FALSE(TagType(TagType::int16u).ignoreCount());
-  EXPECT_TRUE(TagType(TagType::date).isDateTime() && TagType(TagType::dateTime).isDateTime());
-  EXPECT_TRUE(TagType(TagType::digitsDate).isDate());
-  EXPECT_TRUE(TagType(TagType::digitsTime).isTime());
-  EXPECT_TRUE(TagType(TagType::partialTime).isDateConvertible());
-  EXPECT_FALSE(TagType(TagType::string).isDateConvertible());
-}
-
-TEST(TagType, ConverterOfEveryCase) {
-  struct Expected {
-    std::type_index kind;
-    const char* dateFormat = nullptr;  // for the date converters
-  };
-  const std::type_index text = typeid(StringValueConverter), none = typeid(NoneValueConverter),
-                        date = typeid(DateTimeValueConverter), uInt = typeid(UIntValueConverter),
-                        sInt = typeid(SIntValueConverter), uDouble = typeid(UDoubleValueConverter),
-                        sDouble = typeid(SDoubleValueConverter);
-  const char* const dateTime = "yyyy:MM:dd HH:mm:ss";
-  const std::vector<Expected> expected = {
-      {text}, {text}, {none}, {date, dateTime}, {date, dateTime}, {none}, {none},      // string ... unknown
-      {uInt}, {uInt}, {uInt}, {sInt}, {sInt},                                           // int8u ... integer
-      {sDouble}, {sDouble}, {uDouble}, {sDouble}, {uDouble},                            // real ... speed
-      {text}, {typeid(BoolValueConverter)}, {text}, {none}, {typeid(C3166a3ValueConverter)},  // digits ... country
-      {date, "yyyy:MM:dd"}, {date, "HH:mm:ss"}, {date, "HHmmss"}, {date, "yyyyMMdd"}};
-  ASSERT_EQ(expected.size(), TagType::caseCount);
-  for (std::size_t i = 0; i < TagType::caseCount; ++i) {
-    const TagType type = static_cast<TagType::Value>(i);
-    SCOPED_TRACE(std::string(type.rawValue()));
-    const auto converter = type.converter();
-    ASSERT_TRUE(converter);
-    EXPECT_EQ(std::type_index(typeid(*converter)), expected[i].kind);
-    if (expected[i].dateFormat) {
-      EXPECT_EQ(dynamic_cast<const DateTimeValueConverter&>(*converter).dateFormat, expected[i].dateFormat);
-    }
-    EXPECT_EQ(type.converter(), converter);  // one shared converter per type
-  }
-  // The all-digit formats write their digits, and six digits read as a time, never a date.
+TEST(TagType, AllDigitFormatsWriteTheirDigitsAndSixDigitsAreATime) {
   EXPECT_EQ(TagType(TagType::digitsDate).converter()->stringValueFromStringValue("2024:01:31"), "20240131");
   EXPECT_EQ(TagType(TagType::digitsTime).converter()->stringValueFromStringValue("10:11:12"), "101112");
   EXPECT_EQ(TagType(TagType::digitsTime).converter()->stringValueFromStringValue("101112"), "101112");
   EXPECT_EQ(TagType(TagType::partialDate).converter()->stringValueFromStringValue("20240131"), "2024:01:31");
-}
-
-TEST(TagType, NumberBounds) {
-  EXPECT_EQ(TagType(TagType::int8u).maximumNumberValue(), Value(std::uint64_t{255}));
-  EXPECT_EQ(TagType(TagType::int16u).maximumNumberValue(), Value(std::uint64_t{65535}));
-  EXPECT_EQ(TagType(TagType::int32u).maximumNumberValue(), Value(std::uint64_t{4294967295u}));
-  EXPECT_EQ(TagType(TagType::int32s).minimumNumberValue(), Value(std::int64_t{-2147483648LL}));
-  EXPECT_EQ(TagType(TagType::real).maximumNumberValue(), Value(static_cast<double>(std::numeric_limits<float>::max())));
-  EXPECT_EQ(TagType(TagType::speed).minimumNumberValue(), Value(0.0));
-  EXPECT_EQ(TagType(TagType::rational64s).minimumNumberValue(), Value(-std::numeric_limits<double>::max()));
-  EXPECT_FALSE(TagType(TagType::string).maximumNumberValue());
-  EXPECT_FALSE(TagType(TagType::digits).minimumNumberValue());
 }
 
 TEST(TagAccess, RawValuesAndRights) {

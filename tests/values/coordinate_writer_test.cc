@@ -95,16 +95,5 @@ TEST(CoordinateWriter, PrintsAndReadsAPointWhateverTheLocale) {
   EXPECT_NEAR(parser.latitudeValue("N 48 51.396").value_or(0), 48.8566, 1e-9);
 }
 
-TEST(CoordinateWriterDeathTest, WholePartsOfNonFiniteFieldsStop) {
-  Latitude broken(1.0);
-  broken.degrees = std::numeric_limits<double>::quiet_NaN();
-  const CoordinateWriter writer;
-  EXPECT_EQ(writer.DDddddd(broken), "1.00000°");  // the decimal form uses the value alone
-  EXPECT_DEATH(writer.DDMMmmm(broken), "Fatal error: Coordinate field");
-  Longitude huge(2.0);
-  huge.minutes = 1e300;
-  EXPECT_DEATH(writer.preDDMMSSs(huge), "Fatal error: Coordinate field");
-}
-
 }  // namespace
 }  // namespace orvelin
