@@ -69,9 +69,11 @@ class EventRecorder {
                                     });
     didEnd_ = center.addObserver(EditionsManager::didEndSessionNotification, manager, nullptr,
                                  [this](const Notification& note) {
+                                   auto during = EditionsManager::shared().editionsSet();
                                    std::lock_guard lock(mutex_);
                                    events_.push_back("did-end");
                                    sets_.push_back(EditionsManager::editionsSet(note).value_or(EditionsSet()));
+                                   setsDuringDidEnd_.push_back(std::move(during));
                                  });
   }
   ~EventRecorder() {
@@ -90,6 +92,11 @@ class EventRecorder {
   std::vector<EditionsSet> sets() const {
     std::lock_guard lock(mutex_);
     return sets_;
+  }
+  // What the manager's own set held while each did-end notification was delivered.
+  std::vector<EditionsSet> setsDuringDidEnd() const {
+    std::lock_guard lock(mutex_);
+    return setsDuringDidEnd_;
   }
   // The names of the one session that ended, for `editor` (a failure when not exactly one).
   std::set<TagName> onlySession(const std::shared_ptr<MetadataEditor>& editor) const {
@@ -114,12 +121,14 @@ class EventRecorder {
     std::lock_guard lock(mutex_);
     events_.clear();
     sets_.clear();
+    setsDuringDidEnd_.clear();
   }
 
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> events_;
   std::vector<EditionsSet> sets_;
+  std::vector<EditionsSet> setsDuringDidEnd_;
   bool lockedNext_ = true;
   bool lockNotesHadUserInfo_ = false;
   NotificationObserverToken lock_;

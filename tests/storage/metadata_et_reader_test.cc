@@ -67,17 +67,6 @@ TEST_F(MetadataETReaderTest, OutputsThatAreNoArrayOfObjects) {
   EXPECT_EQ(failsWith("[1]"), ETMetadataReaderError::Code::dataDecodingFailed);
 }
 
-TEST_F(MetadataETReaderTest, ErrorTextsAreFixed) {
-  using Code = ETMetadataReaderErrorCode;
-  const ETMetadataReaderError decoding(Code::dataDecodingFailed);
-  EXPECT_STREQ(decoding.what(), "Data decoding failed");
-  EXPECT_EQ(decoding.errorDescription(), "Data decoding failed");
-  EXPECT_EQ(decoding.localizedDescription(), "Data decoding failed");
-  EXPECT_STREQ(ETMetadataReaderError::errorDescription(Code::readerOutputIsEmpty), "Reader output is empty");
-  EXPECT_EQ(ETMetadataReaderError(Code::readerOutputIsEmpty).code(), ETMetadataReaderError::Code::readerOutputIsEmpty);
-  EXPECT_FALSE(decoding == ETMetadataReaderError(Code::readerOutputIsEmpty));
-}
-
 TEST_F(MetadataETReaderTest, ZeroBytesOfOutputIsAnError) {
   testing::RecordingRunner runner(canned(""));
   MetadataETReader reader;
