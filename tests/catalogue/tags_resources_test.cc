@@ -157,14 +157,13 @@ TEST(TagsResources, ReloadReplacesTheCatalogueAndAnnouncesIt) {
                        record(1, "EXIF", "ISO", "int16u")});
   TagsResources resources;
   std::vector<std::string> events;
-  auto& center = NotificationCenter::defaultCenter();
-  auto will = center.addObserver(TagsResources::willReloadCacheNotification, &resources, nullptr,
-                                 [&](const Notification&) { events.push_back("will"); });
-  auto did = center.addObserver(TagsResources::didReloadCacheNotification, &resources, nullptr,
-                                [&](const Notification&) { events.push_back("did"); });
-  resources.reload(folder.path());
-  center.removeObserver(will);
-  center.removeObserver(did);
+  {
+    testing::Observation will(TagsResources::willReloadCacheNotification, &resources,
+                              [&](const Notification&) { events.push_back("will"); });
+    testing::Observation did(TagsResources::didReloadCacheNotification, &resources,
+                             [&](const Notification&) { events.push_back("did"); });
+    resources.reload(folder.path());
+  }
 
   EXPECT_THAT(events, ElementsAre("will", "did"));
   EXPECT_THAT(resources.streams(), ElementsAre(TagStream::exif, TagStream("Empty")));

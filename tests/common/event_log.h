@@ -1,10 +1,14 @@
 #pragma once
 
-// An ordered record of events (callbacks, notifications) that tests collect from any thread.
+// An ordered record of events (callbacks, notifications) that tests collect from any thread,
+// and one observation of the default centre that ends with its scope.
 
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "orvelin/support/notification_center.h"
 
 namespace orvelin::testing {
 
@@ -22,6 +26,20 @@ class EventLog {
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> events_;
+};
+
+// Observes `name` (every name when absent) from `object` (every sender when null) on the
+// posting thread until destroyed.
+class Observation {
+ public:
+  Observation(std::optional<std::string> name, const void* object, NotificationCenter::Block block)
+      : token_(NotificationCenter::defaultCenter().addObserver(std::move(name), object, nullptr, std::move(block))) {}
+  ~Observation() { NotificationCenter::defaultCenter().removeObserver(token_); }
+  Observation(const Observation&) = delete;
+  Observation& operator=(const Observation&) = delete;
+
+ private:
+  NotificationObserverToken token_;
 };
 
 }  // namespace orvelin::testing

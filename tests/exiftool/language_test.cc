@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "common/event_log.h"
 #include "common/test_support.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/support/notification_center.h"
@@ -107,16 +108,15 @@ TEST(Language, UserLanguageIsStoredAndAnnounced) {
   EXPECT_EQ(Language::userLanguage(), Language::local);
 
   std::vector<std::string> events;
-  auto& center = NotificationCenter::defaultCenter();
-  auto will = center.addObserver(Language::willChangeUserLangageNotification, nullptr, nullptr, [&](const Notification&) {
-    events.push_back("will:" + std::string(Language::userLanguage().rawValue()));
-  });
-  auto did = center.addObserver(Language::didChangeUserLangageNotification, nullptr, nullptr, [&](const Notification&) {
-    events.push_back("did:" + std::string(Language::userLanguage().rawValue()));
-  });
-  Language::setUserLanguage(Language::italian);
-  center.removeObserver(will);
-  center.removeObserver(did);
+  {
+    testing::Observation will(Language::willChangeUserLangageNotification, nullptr, [&](const Notification&) {
+      events.push_back("will:" + std::string(Language::userLanguage().rawValue()));
+    });
+    testing::Observation did(Language::didChangeUserLangageNotification, nullptr, [&](const Notification&) {
+      events.push_back("did:" + std::string(Language::userLanguage().rawValue()));
+    });
+    Language::setUserLanguage(Language::italian);
+  }
 
   EXPECT_THAT(events, ::testing::ElementsAre("will:Local", "did:Italian"));
   EXPECT_EQ(Language::userLanguage(), Language::italian);

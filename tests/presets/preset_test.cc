@@ -7,6 +7,7 @@
 #include <cmath>
 #include <vector>
 
+#include "common/event_log.h"
 #include "common/test_support.h"
 #include "orvelin/values/date_time_value_converter.h"
 
@@ -21,15 +22,12 @@ const TagName city("IPTC", "City");
 // The notifications a preset posts, in order.
 class PresetObserver {
  public:
-  explicit PresetObserver(const Preset& preset) {
-    token_ = NotificationCenter::defaultCenter().addObserver(std::nullopt, &preset, nullptr,
-                                                             [this](const Notification& note) { notes.push_back(note); });
-  }
-  ~PresetObserver() { NotificationCenter::defaultCenter().removeObserver(token_); }
+  explicit PresetObserver(const Preset& preset)
+      : observation_(std::nullopt, &preset, [this](const Notification& note) { notes.push_back(note); }) {}
   std::vector<Notification> notes;
 
  private:
-  NotificationObserverToken token_;
+  testing::Observation observation_;
 };
 
 TEST(Preset, EveryChangeNotifiesEvenWhenNothingChanges) {

@@ -41,38 +41,6 @@ TEST(NotificationCenter, PostCallsMatchingObserversInOrderOnThePostingThread) {
   EXPECT_EQ(center.observerCount(), 4u);
 }
 
-TEST(NotificationCenter, ObjectFilterIsByIdentity) {
-  NotificationCenter center;
-  Sender first, twin;  // equal values, different identities
-  int fromFirst = 0, fromAnyone = 0;
-  center.addObserver("Changed", &first, nullptr, [&](const Notification& note) {
-    EXPECT_EQ(note.object, &first);
-    ++fromFirst;
-  });
-  center.addObserver("Changed", nullptr, nullptr, [&](const Notification&) { ++fromAnyone; });
-  center.post("Changed", &twin);
-  center.post("Changed", &first);
-  center.post("Changed");
-  EXPECT_EQ(fromFirst, 1);
-  EXPECT_EQ(fromAnyone, 3);
-}
-
-TEST(NotificationCenter, UserInfoValuesAreTyped) {
-  NotificationCenter center;
-  std::optional<int> count;
-  std::optional<std::string> wrongType;
-  std::optional<int> missing;
-  center.addObserver("Info", nullptr, nullptr, [&](const Notification& note) {
-    count = note.userInfoValue<int>("Count");
-    wrongType = note.userInfoValue<std::string>("Count");
-    missing = note.userInfoValue<int>("Nothing");
-  });
-  center.post("Info", nullptr, {{"Count", 3}});
-  EXPECT_EQ(count, 3);
-  EXPECT_EQ(wrongType, std::nullopt);
-  EXPECT_EQ(missing, std::nullopt);
-}
-
 TEST(NotificationCenter, RemovedObserversAreNotCalled) {
   NotificationCenter center;
   int calls = 0;

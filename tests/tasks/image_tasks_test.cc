@@ -7,6 +7,7 @@
 #include <future>
 #include <mutex>
 
+#include "common/event_log.h"
 #include "common/recording_runner.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
@@ -36,18 +37,16 @@ class ImageTasks : public ::testing::Test {
   static void run(const std::shared_ptr<TasksGroup>& group, const std::function<void()>& whileRemoving = {}) {
     TasksManager manager;
     std::promise<void> removed;
-    auto token = NotificationCenter::defaultCenter().addObserver(
-        TasksManager::didRemoveGroupNotification, &manager, nullptr, [&](const Notification&) {
-          if (whileRemoving) whileRemoving();
-          removed.set_value();
-        });
+    testing::Observation removal(TasksManager::didRemoveGroupNotification, &manager, [&](const Notification&) {
+      if (whileRemoving) whileRemoving();
+      removed.set_value();
+    });
     manager.addToPendingList(group);
     if (!group->tasks.empty()) {
       ASSERT_EQ(removed.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
     }
     manager.waitAllGroups();
     MainQueue::shared().waitUntilIdle();
-    NotificationCenter::defaultCenter().removeObserver(token);
   }
 
   static std::string exifTool(const fs::path& file, const std::string& tag) {
@@ -139,25 +138,6 @@ TEST_F(ImageTasks, AFileWithoutExtensionIsImportedAsAFolder) {
   EXPECT_FALSE(task->editor());
 }
 
-TEST_F(ImageTasks, TitlesAndSubtitles) {
-  const auto home = ORVHomeDirectory();
-  ImportImageTaskItem album(ImportImageTaskInput{home / "Pictures" / "album/"});
-  EXPECT_EQ(album.title(), "Importing album");  // a folder URL may end with "/"
-  if (home != "/") {
-    EXPECT_EQ(album.subtitle(), "~/Pictures/album/");
-  }
-  ImportImageTaskItem elsewhere(ImportImageTaskInput{"/srv/photos/x.jpg"});
-  EXPECT_EQ(elsewhere.title(), "Importing x.jpg");
-  EXPECT_EQ(elsewhere.subtitle(), "/srv/photos/x.jpg");
-  for (const auto& task : {ImportImageTaskItem(), ImportImageTaskItem(ImportImageTaskInput{})}) {
-    EXPECT_EQ(task.title(), "Importing nil");
-    EXPECT_EQ(task.subtitle(), "nil");
-  }
-  SaveImageEditionsTaskItem save;
-  EXPECT_EQ(save.title(), "Saving nil");
-  EXPECT_EQ(save.subtitle(), "nil");
-}
-
 TEST_F(ImageTasks, TheErrorsOfBadInputs) {
   auto noInput = std::make_shared<ImportImageTaskItem>(std::optional<ImportImageTaskInput>());
   auto noURL = std::make_shared<ImportImageTaskItem>(ImportImageTaskInput{});
@@ -168,19 +148,11 @@ TEST_F(ImageTasks, TheErrorsOfBadInputs) {
     task->performFromBackground();
     EXPECT_EQ(task->status(), TaskStatus::failed);
   }
-  EXPECT_EQ(noInput->errorDescription(), "Input is invalid");
   EXPECT_EQ(codeOf<ImportImageTaskError>(*noInput), ImportImageTaskError::Code::inputIsInvalid);
-  EXPECT_EQ(noURL->errorDescription(), "File URL is missing");
   EXPECT_EQ(codeOf<ImportImageTaskError>(*noURL), ImportImageTaskError::Code::fileURLIsMissing);
-  EXPECT_EQ(sound->errorDescription(), "File is not supported");
-  EXPECT_EQ(noSaveInput->errorDescription(), "Input is invalid");
+  EXPECT_EQ(codeOf<ImportImageTaskError>(*sound), ImportImageTaskError::Code::fileIsNotSupported);
   EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*noSaveInput), SaveImageEditionsTaskError::Code::inputIsInvalid);
   EXPECT_EQ(noEditor->errorDescription(), "Editor is missing");
-  EXPECT_STREQ(SaveImageEditionsTaskError::errorDescription(SaveImageEditionsTaskError::Code::editorIsUnknown),
-               "Editor is unknown");
-  const ImportImageTaskError error(ImportImageTaskError::Code::fileIsNotSupported);
-  EXPECT_EQ(error.errorDescription(), "File is not supported");
-  EXPECT_EQ(error.localizedDescription(), "File is not supported");
 }
 
 TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
@@ -199,13 +171,7 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   const auto input = planned[0]->input();
   ASSERT_TRUE(input);
   EXPECT_EQ(input->editor, edited);
-  EXPECT_EQ(input->enableCorrection, true);
-  EXPECT_EQ(input->forceIPTCUTF8, false);
-  EXPECT_EQ(input->updateSystemCreateDate, true);
-  EXPECT_EQ(input->updateSystemModifyDate, false);
   EXPECT_EQ(input->renamingPattern, "%f-x");
-  EXPECT_EQ(input->lockBeforeProcessing, false);
-  EXPECT_EQ(planned[0]->inputURL(), edited->url());
 
   auto group = SaveImageEditionsTasksGenerator({edited, untouched, locked}).generateGroup();
   ASSERT_EQ(group->tasks.size(), 1u);
@@ -255,13 +221,13 @@ TEST_F(ImageTasks, LockBeforeProcessing) {
     auto editor = MetadataEditor::create<ProbeEditor>(reader.readReadWriteStorage(sample));
     editor->setValue("x", TagName("EXIF", "Artist"));
     int lockNotes = 0;
-    auto token = NotificationCenter::defaultCenter().addObserver(MetadataEditor::didChangeLockStateNotification,
-                                                                 editor.get(), nullptr,
-                                                                 [&](const Notification&) { ++lockNotes; });
     auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{
         editor, std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt, lockBefore});
-    task->performFromBackground();
-    NotificationCenter::defaultCenter().removeObserver(token);
+    {
+      testing::Observation lock(MetadataEditor::didChangeLockStateNotification, editor.get(),
+                                [&](const Notification&) { ++lockNotes; });
+      task->performFromBackground();
+    }
     EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
     EXPECT_EQ(exifTool(sample, "EXIF:Artist"), "x");
     // Locked from the task's start when asked or by default; otherwise only by the writer, later.
@@ -294,12 +260,12 @@ TEST_F(ImageTasks, AnUnknownEditorIsRefusedAndUnlocked) {
   auto plain = MetadataEditor::create(reader.readReadWriteStorage(testing::copySample("Canon.jpg", folder.path())));
   plain->setValue("x", TagName("EXIF", "Artist"));
   int lockNotes = 0;
-  auto token = NotificationCenter::defaultCenter().addObserver(MetadataEditor::didChangeLockStateNotification,
-                                                               plain.get(), nullptr,
-                                                               [&](const Notification&) { ++lockNotes; });
   auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{.editor = plain});
-  task->performFromBackground();
-  NotificationCenter::defaultCenter().removeObserver(token);
+  {
+    testing::Observation lock(MetadataEditor::didChangeLockStateNotification, plain.get(),
+                              [&](const Notification&) { ++lockNotes; });
+    task->performFromBackground();
+  }
   EXPECT_EQ(task->status(), TaskStatus::failed);
   EXPECT_EQ(task->errorDescription(), "Editor is unknown");
   EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*task), SaveImageEditionsTaskError::Code::editorIsUnknown);

@@ -72,18 +72,7 @@ class Recorder : public TaskItemDelegate, public TasksGroupDelegate, public Task
   Journal& journal_;
 };
 
-// One observation of the default centre, ended with the object.
-class Observation {
- public:
-  Observation(std::string name, const void* object, NotificationCenter::Block block)
-      : token_(NotificationCenter::defaultCenter().addObserver(std::move(name), object, nullptr, std::move(block))) {}
-  ~Observation() { NotificationCenter::defaultCenter().removeObserver(token_); }
-  Observation(const Observation&) = delete;
-  Observation& operator=(const Observation&) = delete;
-
- private:
-  NotificationObserverToken token_;
-};
+using testing::Observation;
 
 // Observes the notifications of one manager, and tells when groups were removed.
 class ManagerObserver {
@@ -501,18 +490,6 @@ TEST_F(TaskEngine, PerformOnATaskThatAlreadyRan) {
   EXPECT_TRUE(onMain);
   EXPECT_EQ(counter->sent(), 0);
   EXPECT_EQ(task->status(), TaskStatus::completed);
-}
-
-TEST_F(TaskEngine, ProgressNotifiesEveryTime) {
-  auto task = std::make_shared<ScriptedTask>("t");
-  int notes = 0;
-  {
-    Observation progress(TaskItem::didProgressNotification, task.get(), [&](const Notification&) { ++notes; });
-    task->setProgress(0.5);
-    task->setProgress(0.5);
-  }
-  EXPECT_EQ(notes, 2);
-  EXPECT_EQ(task->progress(), 0.5);
 }
 
 }  // namespace
