@@ -5,7 +5,9 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 
 #include "values/gregorian_calendar.h"
@@ -14,9 +16,9 @@ namespace orvelin {
 
 namespace {
 
-// A fresh formatter as a platform date formatter starts out: the default locale (with Latin
-// digits and the Gregorian calendar, whatever the locale prefers), the local time zone, and
-// strict parsing. Null only when ICU cannot make one.
+// A formatter as a platform date formatter starts out: the default locale (with Latin digits
+// and the Gregorian calendar, whatever the locale prefers), the local time zone, and strict
+// parsing. Null only when ICU cannot make one.
 std::unique_ptr<icu::SimpleDateFormat> makeFormatter() {
   UErrorCode status = U_ZERO_ERROR;
   icu::Locale locale = icu::Locale::getDefault();
@@ -30,6 +32,112 @@ std::unique_ptr<icu::SimpleDateFormat> makeFormatter() {
   formatter->setLenient(false);  // after the calendar, which it makes strict too
   return formatter;
 }
+
+// This thread's formatter, made on first use (the locale and the zone are those of the process,
+// which the library never changes). Each use sets the pattern it needs.
+icu::SimpleDateFormat* threadFormatter() {
+  thread_local const std::unique_ptr<icu::SimpleDateFormat> formatter = makeFormatter();
+  return formatter.get();
+}
+
+// ---------------------------------------------------------------------------------------------
+// The common form, "yyyy:MM:dd HH:mm:ss", read and written without the formatter: the fields
+// go through this thread's calendar, and anything the calendar does not give back as it was
+// (a wall time that the zone skips) is left to the formatter, so that both ways agree.
+
+constexpr std::string_view kCommonFormat = "yyyy:MM:dd HH:mm:ss";
+
+struct WallTime {
+  std::array<int32_t, 6> fields;  // year, month (from 1), day, hour, minute, second
+  bool operator==(const WallTime&) const = default;
+};
+
+icu::Calendar* threadCalendar() {
+  thread_local const std::unique_ptr<icu::Calendar> calendar = detail::makeLocalGregorianCalendar();
+  return calendar.get();
+}
+
+int32_t daysInMonth(int32_t year, int32_t month) {
+  static constexpr int32_t days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  return month == 2 && leap ? 29 : days[month - 1];
+}
+
+// The fields of a text written exactly in the common form with fields in their ranges.
+std::optional<WallTime> commonFields(std::string_view text) {
+  static constexpr std::string_view shape = "0000:00:00 00:00:00";
+  if (text.size() != shape.size()) return std::nullopt;
+  WallTime time{};
+  std::size_t field = 0;
+  int32_t value = 0;
+  for (std::size_t i = 0; i <= shape.size(); ++i) {
+    if (i == shape.size() || shape[i] != '0') {
+      time.fields[field++] = value;
+      value = 0;
+      if (i < shape.size() && text[i] != shape[i]) return std::nullopt;
+      continue;
+    }
+    if (text[i] < '0' || text[i] > '9') return std::nullopt;
+    value = value * 10 + (text[i] - '0');
+  }
+  const auto [year, month, day, hour, minute, second] = time.fields;
+  if (year < 1 || month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) || hour > 23 || minute > 59 ||
+      second > 59)
+    return std::nullopt;
+  return time;
+}
+
+std::optional<WallTime> wallTimeOf(icu::Calendar& calendar, UDate udate) {
+  UErrorCode status = U_ZERO_ERROR;
+  calendar.setTime(udate, status);
+  WallTime time{{calendar.get(UCAL_EXTENDED_YEAR, status), calendar.get(UCAL_MONTH, status) + 1,
+                 calendar.get(UCAL_DATE, status), calendar.get(UCAL_HOUR_OF_DAY, status),
+                 calendar.get(UCAL_MINUTE, status), calendar.get(UCAL_SECOND, status)}};
+  if (U_FAILURE(status)) return std::nullopt;
+  return time;
+}
+
+// The moment of a text in the common form; absent when the formatter must decide.
+std::optional<UDate> commonMoment(std::string_view text) {
+  const auto time = commonFields(text);
+  auto* calendar = threadCalendar();
+  if (!time || !calendar) return std::nullopt;
+  const auto [year, month, day, hour, minute, second] = time->fields;
+  calendar->clear();
+  calendar->set(year, month - 1, day, hour, minute, second);
+  UErrorCode status = U_ZERO_ERROR;
+  const UDate udate = calendar->getTime(status);
+  if (U_FAILURE(status) || wallTimeOf(*calendar, udate) != time) return std::nullopt;
+  return udate;
+}
+
+std::string commonText(const WallTime& time) {
+  char text[32];
+  const auto [year, month, day, hour, minute, second] = time.fields;
+  std::snprintf(text, sizeof text, "%04d:%02d:%02d %02d:%02d:%02d", year, month, day, hour, minute, second);
+  return text;
+}
+
+// Whether this thread's formatter writes the common form as commonText() does: true unless the
+// locale keeps digits of its own. Asked once per thread.
+bool formatterWritesLatinDigits() {
+  thread_local const bool latin = [] {
+    auto* formatter = threadFormatter();
+    auto* calendar = threadCalendar();
+    if (!formatter || !calendar) return false;
+    const UDate udate = 1'234'567'890'000.0;
+    formatter->applyPattern(icu::UnicodeString(kCommonFormat.data(), static_cast<int32_t>(kCommonFormat.size()), US_INV));
+    icu::UnicodeString text;
+    static_cast<icu::DateFormat&>(*formatter).format(udate, text);
+    std::string utf8;
+    text.toUTF8String(utf8);
+    const auto time = wallTimeOf(*calendar, udate);
+    return time && utf8 == commonText(*time);
+  }();
+  return latin;
+}
+
+// ---------------------------------------------------------------------------------------------
 
 // The number of letters of a pattern made of letters alone; 0 for a pattern with literals.
 constexpr std::size_t digitsPatternLength(std::string_view pattern) {
@@ -58,7 +166,8 @@ icu::UnicodeString unicodeOf(std::string_view text) {
 
 std::optional<Date> dateFromText(std::string_view text) {
   if (text.empty() || text.size() > static_cast<std::size_t>(INT32_MAX) - 16) return std::nullopt;
-  auto formatter = makeFormatter();
+  if (const auto udate = commonMoment(text)) return detail::dateFromUDate(*udate);
+  auto* formatter = threadFormatter();
   if (!formatter) return std::nullopt;
   const auto unicode = unicodeOf(text);
   const bool digitsOnly = isDigits(text);
@@ -107,7 +216,10 @@ std::optional<std::string> DateTimeValueConverter::stringValueFromTypedValue(con
   // for 1 BC) or five digits that exiftool does not read.
   const UDate udate = detail::udateFromDate(*value);
   if (!detail::dateFromUDate(udate)) return std::nullopt;
-  auto formatter = makeFormatter();
+  if (dateFormat == kCommonFormat && formatterWritesLatinDigits()) {
+    if (const auto time = wallTimeOf(*threadCalendar(), udate)) return commonText(*time);
+  }
+  auto* formatter = threadFormatter();
   if (!formatter) return std::nullopt;
   formatter->applyPattern(unicodeOf(dateFormat));
   icu::UnicodeString text;

@@ -72,6 +72,8 @@ TEST(DateTimeValueConverter, ReadsTheElevenFormsInTheirOrder) {
       {"0001:01:01 00:00:00", local(1, 1, 1)},  // the first and last years of a date
       {"1600:01:01", local(1600, 1, 1)},
       {"9999:12:31 23:59:59", local(9999, 12, 31, 23, 59, 59)},
+      {"2024:02:29 23:59:59", local(2024, 2, 29, 23, 59, 59)},
+      {"2021:10:31 02:30:00", local(2021, 10, 31, 2, 30, 0)},  // an hour that Paris lives twice
   };
   for (const auto& c : cases) {
     EXPECT_EQ(converter.typedValueFromStringValue(c.text), c.expected) << c.text;
@@ -81,7 +83,8 @@ TEST(DateTimeValueConverter, ReadsTheElevenFormsInTheirOrder) {
 
 TEST(DateTimeValueConverter, RefusesWhatNoFormReadsWhole) {
   const DateTimeValueConverter converter;
-  for (const char* text : {"", "2021:13:01", "2021:02:30", "2021:03:04 25:00:00", "2021-03-04", "hello", "10111",
+  for (const char* text : {"", "2021:13:01", "2021:02:30", "2023:02:29 00:00:00", "2021:03:04 25:00:00",
+                           "2021:03:28 02:30:00" /* an hour that Paris skips */, "2021:03:04 10:11:60", "2021-03-04", "hello", "10111",
                            "1011121", "202103041", "0000:00:00 00:00:00", "0000:00:00", "0000:01:01", "10000:01:01",
                            " 2021", "2021 ", "2021:03:04 10:11:12 ",
                            "\xEF\xBC\x92\xEF\xBC\x90\xEF\xBC\x92\xEF\xBC\x91", "20\xFF" "21"})

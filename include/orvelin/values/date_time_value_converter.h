@@ -29,8 +29,8 @@ namespace orvelin {
 // The object value of a date is its normalised text, not a date; the raw value is a date;
 // CSV and JSON take the text.
 //
-// Each call makes its own ICU formatter and calendar, so one converter may be used from several
-// threads at once as long as none changes `dateFormat`.
+// The ICU formatter and calendar are those of the calling thread (made on its first call), so
+// one converter may be used from several threads at once as long as none changes `dateFormat`.
 class DateTimeValueConverter : public TypedValueConverter<Date> {
  public:
   explicit DateTimeValueConverter(std::string format = "yyyy:MM:dd HH:mm:ss") : dateFormat(std::move(format)) {}
