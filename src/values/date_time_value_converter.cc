@@ -63,10 +63,11 @@ int32_t daysInMonth(int32_t year, int32_t month) {
   return month == 2 && leap ? 29 : days[month - 1];
 }
 
-// The fields of a text written exactly in the common form with fields in their ranges.
+// The fields of the first 19 characters of a text when they are written exactly in the common
+// form, with fields in their ranges.
 std::optional<WallTime> commonFields(std::string_view text) {
   static constexpr std::string_view shape = "0000:00:00 00:00:00";
-  if (text.size() != shape.size()) return std::nullopt;
+  if (text.size() < shape.size()) return std::nullopt;
   WallTime time{};
   std::size_t field = 0;
   int32_t value = 0;
@@ -87,6 +88,29 @@ std::optional<WallTime> commonFields(std::string_view text) {
   return time;
 }
 
+// The offset from UTC, in minutes, of a zone written "Z", "+HH:MM" or "-HH:MM" as exiftool writes
+// the dates of files (within 14 hours, as real zones are).
+std::optional<int32_t> zoneOffset(std::string_view zone) {
+  if (zone == "Z") return 0;
+  if (zone.size() != 6 || (zone[0] != '+' && zone[0] != '-') || zone[3] != ':') return std::nullopt;
+  for (const std::size_t i : {1, 2, 4, 5})
+    if (zone[i] < '0' || zone[i] > '9') return std::nullopt;
+  const int32_t hours = (zone[1] - '0') * 10 + (zone[2] - '0');
+  const int32_t minutes = (zone[4] - '0') * 10 + (zone[5] - '0');
+  if (hours > 14 || minutes > 59) return std::nullopt;
+  return (zone[0] == '-' ? -1 : 1) * (hours * 60 + minutes);
+}
+
+// Days from 1970-01-01 to a day of the proleptic Gregorian calendar.
+int64_t daysFromCivil(int64_t year, int64_t month, int64_t day) {
+  year -= month <= 2;
+  const int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const int64_t yearOfEra = year - era * 400;
+  const int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+  const int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  return era * 146097 + dayOfEra - 719468;
+}
+
 std::optional<WallTime> wallTimeOf(icu::Calendar& calendar, UDate udate) {
   UErrorCode status = U_ZERO_ERROR;
   calendar.setTime(udate, status);
@@ -97,12 +121,20 @@ std::optional<WallTime> wallTimeOf(icu::Calendar& calendar, UDate udate) {
   return time;
 }
 
-// The moment of a text in the common form; absent when the formatter must decide.
+// The moment of a text in the common form, alone (local time) or with a zone; absent when the
+// formatter must decide.
 std::optional<UDate> commonMoment(std::string_view text) {
   const auto time = commonFields(text);
-  auto* calendar = threadCalendar();
-  if (!time || !calendar) return std::nullopt;
+  if (!time) return std::nullopt;
   const auto [year, month, day, hour, minute, second] = time->fields;
+  if (text.size() > 19) {
+    const auto offset = zoneOffset(text.substr(19));
+    if (!offset) return std::nullopt;
+    const int64_t seconds = daysFromCivil(year, month, day) * 86'400 + hour * 3'600 + minute * 60 + second;
+    return static_cast<UDate>((seconds - *offset * 60) * 1'000);
+  }
+  auto* calendar = threadCalendar();
+  if (!calendar) return std::nullopt;
   calendar->clear();
   calendar->set(year, month - 1, day, hour, minute, second);
   UErrorCode status = U_ZERO_ERROR;
