@@ -44,24 +44,31 @@ void summary(std::chrono::steady_clock::time_point start) {
   const auto first = TagsUtil::parseNV("EXIF:DateTimeOriginal", Value(std::string("2003:12:04 06:46:52")));
   const double firstValue = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (!first) std::printf("the catalogue converted no value\n");
-  const long after = bench::residentKilobytes();
+  const long afterFirst = bench::residentKilobytes();
+  // Then every stream, as a host that shows the whole catalogue needs it.
+  const auto catalogue = resources.catalogue();
+  std::size_t tags = 0;
+  const double whole = bench::secondsOf([&] {
+    for (const auto& stream : catalogue->streams()) tags += catalogue->stream(stream)->items.size();
+  });
+  const long afterWhole = bench::residentKilobytes();
   double reference = 0;
   for (int i = 0; i < 3; ++i) reference += bench::secondsOf(parseOnly);
   reference /= 3;
-  std::size_t tags = 0;
-  for (const auto& [stream, items] : resources.catalogue()->cachedTags) tags += items.size();
-  const double megabytes = (after - before) / 1024.0;
-  char human[300];
+  const double firstMegabytes = (afterFirst - before) / 1024.0, wholeMegabytes = (afterWhole - before) / 1024.0;
+  char human[400];
   std::snprintf(human, sizeof human,
-                "%zu streams, %zu tags: reload %.1f ms (%.2fx parsing its JSON alone); first converted value %.1f ms "
-                "after start; %.1f MB resident",
-                resources.catalogue()->cachedStreams.size(), tags, reload * 1e3, reload / reference, firstValue * 1e3,
-                megabytes);
+                "%zu streams, %zu tags: first converted value %.1f ms after start (reload %.1f ms), %.1f MB resident; "
+                "every stream read in %.1f ms (%.2fx parsing its JSON alone), %.1f MB resident",
+                catalogue->streams().size(), tags, firstValue * 1e3, reload * 1e3, firstMegabytes, whole * 1e3,
+                whole / reference, wholeMegabytes);
   bench::report("catalogue", human,
-                {{"reload_ms", reload * 1e3},
-                 {"reload_over_json_parse", reload / reference},
-                 {"first_value_ms", firstValue * 1e3},
-                 {"resident_mb", megabytes}});
+                {{"first_value_ms", firstValue * 1e3},
+                 {"reload_ms", reload * 1e3},
+                 {"first_use_resident_mb", firstMegabytes},
+                 {"whole_ms", whole * 1e3},
+                 {"whole_over_json_parse", whole / reference},
+                 {"resident_mb", wholeMegabytes}});
 }
 
 }  // namespace

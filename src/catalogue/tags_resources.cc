@@ -1,6 +1,5 @@
 #include "orvelin/catalogue/tags_resources.h"
 
-#include <algorithm>
 #include <atomic>
 
 #include "orvelin/support/resources.h"
@@ -14,11 +13,28 @@ namespace orvelin {
 const std::string TagsResources::willReloadCacheNotification = "TagsResourcesWillReloadCacheNotification";
 const std::string TagsResources::didReloadCacheNotification = "TagsResourcesDidReloadCacheNotification";
 
+TagsCatalogue::TagsCatalogue(std::filesystem::path tagsFolder) : folder_(std::move(tagsFolder)) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(folder_ / "streams.json", error)) missingFolder = folder_;
+  for (auto& stream : readCatalogueStreamList(folder_)) {
+    if (!slots_.try_emplace(stream, std::make_unique<Slot>()).second) continue;
+    streams_.push_back(std::move(stream));
+  }
+}
+
+const CatalogueStreamTags* TagsCatalogue::stream(const TagStream& stream) const {
+  const auto found = slots_.find(stream);
+  if (found == slots_.end()) return nullptr;
+  auto& slot = *found->second;
+  std::call_once(slot.read, [&] { slot.tags = readCatalogueStream(folder_, stream, false); });
+  return &slot.tags;
+}
+
 std::shared_ptr<const TagItem> TagsCatalogue::tag(const TagKey& key, const TagStream& stream) const {
-  const auto inStream = cachedTags.find(stream);
-  if (inStream == cachedTags.end()) return nullptr;
-  const auto found = inStream->second.find(key);
-  return found == inStream->second.end() ? nullptr : found->second;
+  const auto* tags = this->stream(stream);
+  if (!tags) return nullptr;
+  const auto found = tags->items.find(key);
+  return found == tags->items.end() ? nullptr : found->second;
 }
 
 std::shared_ptr<const TagItem> TagsCatalogue::tagForRawName(std::string_view rawName) const {
@@ -36,12 +52,11 @@ TagsResources::TagsResources() : current_(std::make_shared<const TagsCatalogue>(
 
 std::shared_ptr<const TagsCatalogue> TagsResources::catalogue() const { return std::atomic_load(&current_); }
 
-std::vector<TagStream> TagsResources::streams() const { return catalogue()->cachedStreams; }
+std::vector<TagStream> TagsResources::streams() const { return catalogue()->streams(); }
 
 std::vector<TagKey> TagsResources::keys(const TagStream& stream) const {
-  const auto state = catalogue();
-  const auto found = state->cachedKeys.find(stream);
-  return found == state->cachedKeys.end() ? std::vector<TagKey>{} : found->second;
+  const auto* tags = catalogue()->stream(stream);
+  return tags ? tags->keys : std::vector<TagKey>{};
 }
 
 std::shared_ptr<const TagItem> TagsResources::tag(const TagKey& key, const TagStream& stream) const {
@@ -60,27 +75,7 @@ void TagsResources::reload(const std::filesystem::path& directoryURL) {
   auto& center = NotificationCenter::defaultCenter();
   center.post(willReloadCacheNotification, this);
 
-  auto reader = TagsResourcesReader::make(directoryURL);
-  reader->readResources();
-  reader->waitResourcesParsing();
-  auto state = std::make_shared<TagsCatalogue>();
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(directoryURL / "Tags" / "streams.json", error))
-    state->missingFolder = directoryURL / "Tags";
-  {
-    std::lock_guard lock(reader->countersLock_);
-    state->cachedStreams = reader->streams_;
-    state->cachedTags = std::move(reader->tagItems_);
-  }
-  for (const auto& [stream, items] : state->cachedTags) {
-    std::vector<std::shared_ptr<const TagItem>> sorted;
-    sorted.reserve(items.size());
-    for (const auto& [key, item] : items) sorted.push_back(item);
-    std::stable_sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) { return *a < *b; });
-    auto& keys = state->cachedKeys[stream];
-    keys.reserve(sorted.size());
-    for (const auto& item : sorted) keys.push_back(item->name.key());
-  }
+  auto state = std::make_shared<const TagsCatalogue>(directoryURL / "Tags");
   std::atomic_store(&current_, std::shared_ptr<const TagsCatalogue>(std::move(state)));
 
   center.post(didReloadCacheNotification, this);

@@ -34,6 +34,48 @@ nlohmann::json readJSON(const fs::path& url) {
 
 }  // namespace
 
+std::vector<TagStream> readCatalogueStreamList(const fs::path& tagsFolder) {
+  const auto url = tagsFolder / "streams.json";
+  const auto json = readJSON(url);
+  if (json.is_null()) return {};
+  try {
+    return json.get<std::vector<TagStream>>();
+  } catch (const std::exception& error) {
+    reportParsingFailure(url, error.what());
+    return {};
+  }
+}
+
+CatalogueStreamTags readCatalogueStream(const fs::path& tagsFolder, const TagStream& stream, bool onlyKeepWritable) {
+  const auto url = tagsFolder / (stream.rawValue() + ".tags");
+  CatalogueStreamTags tags;
+  auto json = readJSON(url);
+  if (json.is_null()) return tags;
+  try {
+    if (!json.is_array()) throw std::runtime_error("The file holds no list of tags.");
+    std::vector<std::shared_ptr<const TagItem>> ordered;
+    ordered.reserve(json.size());
+    tags.items.reserve(json.size());
+    for (auto& record : json) {
+      auto item = TagItem::make(record.get<TagItemData>());
+      if (!item || (!item->isWritable && onlyKeepWritable)) continue;
+      ordered.push_back(item);
+      tags.items.insert_or_assign(item->name.key(), std::move(item));
+    }
+    // A key given twice keeps its last record, in that record's place.
+    std::stable_sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) { return *a < *b; });
+    tags.keys.reserve(tags.items.size());
+    for (const auto& item : ordered) {
+      const auto kept = tags.items.find(item->name.key());
+      if (kept->second == item) tags.keys.push_back(item->name.key());
+    }
+  } catch (const std::exception& error) {
+    reportParsingFailure(url, error.what());
+    return {};
+  }
+  return tags;
+}
+
 std::shared_ptr<TagsResourcesReader> TagsResourcesReader::make(fs::path directoryURL) {
   return std::shared_ptr<TagsResourcesReader>(new TagsResourcesReader(std::move(directoryURL)));
 }
@@ -50,8 +92,11 @@ TagsResourcesReader::~TagsResourcesReader() {
 
 void TagsResourcesReader::readResources() {
   if (!run_.begin()) return;  // claimed before the stream list is read, so a second call is ignored
-  determineStreams();
-  const auto streams = this->streams();
+  auto streams = readCatalogueStreamList(directoryURL / "Tags");
+  {
+    std::lock_guard lock(countersLock_);
+    streams_ = streams;
+  }
   run_.setTotal(static_cast<std::int64_t>(streams.size()));
   notifyCatalogueDelegate(*this, &TagsResourcesReaderDelegate::readerWillStart);
   if (streams.empty()) {
@@ -70,39 +115,8 @@ void TagsResourcesReader::readResources() {
 
 void TagsResourcesReader::waitResourcesParsing() { operationQueue_.waitUntilAllOperationsAreFinished(); }
 
-void TagsResourcesReader::determineStreams() {
-  const auto url = directoryURL / "Tags" / "streams.json";
-  const auto json = readJSON(url);
-  std::vector<TagStream> streams;
-  if (!json.is_null()) {
-    try {
-      streams = json.get<std::vector<TagStream>>();
-    } catch (const std::exception& error) {
-      reportParsingFailure(url, error.what());
-    }
-  }
-  std::lock_guard lock(countersLock_);
-  streams_ = std::move(streams);
-}
-
 void TagsResourcesReader::parseTags(const TagStream& stream) {
-  const auto url = directoryURL / "Tags" / (stream.rawValue() + ".tags");
-  TagItemsByKey items;
-  const auto json = readJSON(url);
-  if (!json.is_null()) {
-    try {
-      const auto records = json.get<std::vector<TagItemData>>();
-      items.reserve(records.size());
-      for (const auto& record : records) {
-        auto item = TagItem::make(record);
-        if (!item || (!item->isWritable && onlyKeepWritable)) continue;
-        items.insert_or_assign(item->name.key(), std::move(item));
-      }
-    } catch (const std::exception& error) {
-      reportParsingFailure(url, error.what());
-      items.clear();
-    }
-  }
+  auto items = readCatalogueStream(directoryURL / "Tags", stream, onlyKeepWritable).items;
   std::lock_guard lock(countersLock_);
   tagItems_[stream] = std::move(items);
 }

@@ -31,11 +31,11 @@ void clearAll(MetadataEditor& editor, const std::optional<TagStream>& stream) {
     }
     // A folder has no list of its tags: the catalogue stands in for it.
     const auto catalogue = TagsResources::shared().catalogue();
-    const std::vector<TagStream> streams = stream ? std::vector<TagStream>{*stream} : catalogue->cachedStreams;
+    const std::vector<TagStream> streams = stream ? std::vector<TagStream>{*stream} : catalogue->streams();
     for (const auto& each : streams) {
-      const auto keys = catalogue->cachedKeys.find(each);
-      if (keys == catalogue->cachedKeys.end()) continue;
-      for (const auto& key : keys->second) editor.setValue(std::string(), TagName(each, key));
+      const auto* tags = catalogue->stream(each);
+      if (!tags) continue;
+      for (const auto& key : tags->keys) editor.setValue(std::string(), TagName(each, key));
     }
   });
 }

@@ -100,13 +100,13 @@ void MetadataETReader::fillStorage(GenericStorage& storage, std::string_view out
     if (!content.is_object()) continue;
 
     const TagStream stream(g0 == "MakerNotes" ? g1 : g0);
-    const auto streamTags = catalogue->cachedTags.find(stream);
-    if (streamTags == catalogue->cachedTags.end()) continue;
+    const auto* streamTags = catalogue->stream(stream);
+    if (!streamTags) continue;
     const bool keepsExisting = TagStream(g1).isAdditional();
     for (const auto& [key, raw] : content.items()) {
       TagKey tagKey(key);
-      const auto found = streamTags->second.find(tagKey);
-      if (found == streamTags->second.end()) continue;
+      const auto found = streamTags->items.find(tagKey);
+      if (found == streamTags->items.end()) continue;
       // The item's converter: lists and variable counts join with ",", fixed counts of
       // non-text types with " ".
       auto text = found->second->converter()->stringValueFromRawValue(Value::fromJSON(raw));

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <thread>
 #include <nlohmann/json.hpp>
 
 #include <condition_variable>
@@ -177,6 +179,28 @@ TEST(TagsResources, ReloadReplacesTheCatalogueAndAnnouncesIt) {
   EXPECT_FALSE(resources.tag(TagKey::make, TagStream::iptc));
 }
 
+// Streams are read on first use: by one thread while the others wait, once; a stream whose file
+// is broken then is empty, and the others stay whole.
+TEST(TagsResources, StreamsReadOnFirstUseFromAnyThread) {
+  CatalogueFolder folder;
+  folder.streams({"EXIF", "Broken"});
+  folder.tags("EXIF", {record(0, "EXIF", "Make", "string"), record(1, "EXIF", "ISO", "int16u")});
+  TagsResources resources;
+  resources.reload(folder.path());
+  folder.write("Tags/Broken.tags", "[{\"index\": ");  // after the reload, before the first use
+  const auto catalogue = resources.catalogue();
+  std::vector<const CatalogueStreamTags*> seen(8);
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < seen.size(); ++i)
+    threads.emplace_back([&, i] { seen[i] = catalogue->stream(TagStream::exif); });
+  for (auto& thread : threads) thread.join();
+  for (const auto* each : seen) EXPECT_EQ(each, seen.front());
+  ASSERT_TRUE(seen.front());
+  EXPECT_EQ(seen.front()->items.size(), 2u);
+  EXPECT_TRUE(catalogue->stream(TagStream("Broken"))->items.empty());
+  EXPECT_EQ(catalogue->stream(TagStream("Unknown")), nullptr);
+}
+
 // The catalogue generated from the system's exiftool by the build.
 class GeneratedCatalogue : public ::testing::Test {
  protected:
@@ -220,12 +244,13 @@ TEST_F(GeneratedCatalogue, KnowsTheWellKnownTags) {
 
 TEST_F(GeneratedCatalogue, HoldsEveryStreamThatAReadFilesAndReadsUntypedTagsReadOnly) {
   const auto catalogue = TagsResources::shared().catalogue();
-  const auto& streams = catalogue->cachedStreams;
+  const auto& streams = catalogue->streams();
   for (const char* stream : {"JFIF", "PrintIM", "APP14", "MPF", "FlashPix", "CanonCustom", "Reconyx"})
     EXPECT_EQ(std::count(streams.begin(), streams.end(), TagStream(stream)), 1) << stream;
   EXPECT_EQ(std::count(streams.begin(), streams.end(), TagStream::makerNotes), 0) << "a read files maker notes by maker";
   std::size_t tags = 0;
-  for (const auto& [stream, items] : catalogue->cachedTags) {
+  for (const auto& stream : streams) {
+    const auto& items = catalogue->stream(stream)->items;
     tags += items.size();
     for (const auto& [key, item] : items) ASSERT_TRUE(item->type.isSupported() || !item->isWritable) << item->name;
   }

@@ -171,7 +171,7 @@ TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
   const auto catalogue = TagsResources::shared().catalogue();
   auto writable = [&](const TagStream& stream) {
     std::size_t count = 0;
-    for (const auto& key : catalogue->cachedKeys.at(stream))
+    for (const auto& key : catalogue->stream(stream)->keys)
       if (catalogue->tag(key, stream)->isWritable) ++count;
     return count;
   };
@@ -183,9 +183,9 @@ TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
 
   clearAll(*folder);
   std::size_t all = 0, keys = 0;
-  for (const auto& stream : catalogue->cachedStreams) {
+  for (const auto& stream : catalogue->streams()) {
     all += writable(stream);
-    keys += catalogue->cachedKeys.at(stream).size();
+    keys += catalogue->stream(stream)->keys.size();
   }
   EXPECT_EQ(folder->writtenTagNames().size(), all);
   EXPECT_GT(all, 1000u);

@@ -161,7 +161,8 @@ int catalogueInfo(bool json) {
   auto& resources = TagsResources::shared();
   const auto catalogue = resources.catalogue();
   std::size_t tags = 0, writable = 0;
-  for (const auto& [stream, items] : catalogue->cachedTags) {
+  for (const auto& stream : catalogue->streams()) {
+    const auto& items = catalogue->stream(stream)->items;
     tags += items.size();
     for (const auto& [key, item] : items) writable += item->isWritable ? 1 : 0;
   }
@@ -174,14 +175,14 @@ int catalogueInfo(bool json) {
   std::sort(languages.begin(), languages.end());
   if (json) {
     nlohmann::json out = {{"resources", ORVResourcesDirectory().string()},
-                          {"streams", catalogue->cachedStreams},
+                          {"streams", catalogue->streams()},
                           {"tags", tags},
                           {"writable", writable},
                           {"languages", languages}};
     std::cout << out.dump(2) << "\n";
   } else {
     std::cout << "resources: " << ORVResourcesDirectory().string() << "\n";
-    std::cout << "streams: " << catalogue->cachedStreams.size() << "\n";
+    std::cout << "streams: " << catalogue->streams().size() << "\n";
     std::cout << "tags: " << tags << "\n";
     std::cout << "writable: " << writable << "\n";
     std::cout << "languages: " << languages.size();

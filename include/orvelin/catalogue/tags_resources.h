@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,24 +18,42 @@ namespace orvelin {
 
 class Value;
 
-// One loaded state of the catalogue. Immutable once made; shared by every reader of it.
-struct TagsCatalogue {
+// One loaded state of the catalogue, shared by every reader of it. The stream list is read when
+// the state is made; each stream's tags are read from its file the first time anyone asks for
+// that stream (a read of a JPEG touches a handful of the catalogue's 150 streams), by whichever
+// thread asks first while the others wait. Safe for concurrent use; never copied.
+class TagsCatalogue {
+ public:
+  // An empty catalogue.
   TagsCatalogue() = default;
-  TagsCatalogue(const TagsCatalogue&) = delete;  // shared, never copied
+  // The catalogue of `tagsFolder` ("<resources>/Tags").
+  explicit TagsCatalogue(std::filesystem::path tagsFolder);
+  TagsCatalogue(const TagsCatalogue&) = delete;
   TagsCatalogue& operator=(const TagsCatalogue&) = delete;
 
-  std::vector<TagStream> cachedStreams;
-  std::unordered_map<TagStream, std::vector<TagKey>> cachedKeys;  // in catalogue order (by index)
-  TagItemsByStream cachedTags;
-  // The catalogue folder ("Tags") when the load found no stream list in it: the resources lack
-  // their catalogue. Absent when the list was there (readable or not), and before any load.
-  std::optional<std::filesystem::path> missingFolder;
+  // The streams, in the order of the stream list.
+  const std::vector<TagStream>& streams() const { return streams_; }
+  // A stream's tags (read now when they were not yet); null for a stream the list lacks.
+  const CatalogueStreamTags* stream(const TagStream& stream) const;
 
   // Look-ups: absent when the stream or the key is unknown.
   std::shared_ptr<const TagItem> tag(const TagKey& key, const TagStream& stream) const;
   std::shared_ptr<const TagItem> tag(const TagName& name) const { return tag(name.key(), name.stream()); }
   // "Stream:Key", split at the first ":"; absent without one.
   std::shared_ptr<const TagItem> tagForRawName(std::string_view rawName) const;
+
+  // The catalogue folder when it holds no stream list: the resources lack their catalogue.
+  // Absent when the list was there (readable or not), and for an empty catalogue.
+  std::optional<std::filesystem::path> missingFolder;
+
+ private:
+  struct Slot {
+    std::once_flag read;
+    CatalogueStreamTags tags;
+  };
+  std::filesystem::path folder_;
+  std::vector<TagStream> streams_;
+  std::unordered_map<TagStream, std::unique_ptr<Slot>> slots_;  // fixed once made
 };
 
 // The catalogue of every tag the library can show, for look-up by everyone.
@@ -54,16 +73,16 @@ class TagsResources {
   TagsResources& operator=(const TagsResources&) = delete;
   virtual ~TagsResources() = default;
 
-  // cachedStreams of the present state.
+  // The streams of the present state.
   virtual std::vector<TagStream> streams() const;
   // Keys of a stream in catalogue order; empty for an unknown stream.
   virtual std::vector<TagKey> keys(const TagStream& stream) const;
   virtual std::shared_ptr<const TagItem> tag(const TagKey& key, const TagStream& stream) const;
   virtual std::shared_ptr<const TagItem> tag(const TagName& name) const;
   virtual std::shared_ptr<const TagItem> tagForRawName(std::string_view rawName) const;
-  // Reads the catalogue folder of the resources directory (in parallel; blocks until done),
-  // posting willReloadCacheNotification before and didReloadCacheNotification after, with
-  // this instance as object, on the caller's thread.
+  // Reads the stream list of the resources directory's catalogue folder (each stream's tags
+  // are read on first use), posting willReloadCacheNotification before and
+  // didReloadCacheNotification after, with this instance as object, on the caller's thread.
   virtual void reload();
   // The same from another folder (one that holds "Tags/").
   void reload(const std::filesystem::path& directoryURL);

@@ -19,6 +19,20 @@ namespace orvelin {
 using TagItemsByKey = std::unordered_map<TagKey, std::shared_ptr<const TagItem>>;
 using TagItemsByStream = std::unordered_map<TagStream, TagItemsByKey>;
 
+// The stream list of a catalogue folder ("<tagsFolder>/streams.json"); empty, and the failure
+// printed, when it cannot be read.
+std::vector<TagStream> readCatalogueStreamList(const std::filesystem::path& tagsFolder);
+
+// One stream file ("<tagsFolder>/<stream>.tags"): its items by key (with onlyKeepWritable, the
+// writable ones alone) and their keys in catalogue order. Empty, and the failure printed, when
+// the file cannot be read.
+struct CatalogueStreamTags {
+  TagItemsByKey items;
+  std::vector<TagKey> keys;  // in catalogue order (by index)
+};
+CatalogueStreamTags readCatalogueStream(const std::filesystem::path& tagsFolder, const TagStream& stream,
+                                        bool onlyKeepWritable);
+
 class TagsResourcesReader;
 
 // Callbacks of a reader, each placed asynchronously on the reader's delegation queue.
@@ -71,9 +85,7 @@ class TagsResourcesReader : public std::enable_shared_from_this<TagsResourcesRea
 
  private:
   explicit TagsResourcesReader(std::filesystem::path directoryURL);
-  friend class TagsResources;
 
-  void determineStreams();
   void parseTags(const TagStream& stream);
   void prepareProcessDidFinish();
 
