@@ -29,14 +29,6 @@ TEST(Coordinate, ValueConstructorFillsEveryPart) {
   EXPECT_EQ(Latitude(-1e-9).reference, Latitude::Reference::south);
 }
 
-TEST(Coordinate, NoRangeIsEnforced) {
-  const Coordinate outside(95.0, 200.0);
-  EXPECT_EQ(outside.latitude.value, 95.0);
-  EXPECT_EQ(outside.longitude.value, 200.0);
-  EXPECT_EQ(outside.longitude.degrees, 200.0);
-  EXPECT_EQ(Longitude(400.25).minutes, 15.0);
-}
-
 TEST(Coordinate, EqualityAndHashLookAtValuesAlone) {
   Latitude edited(48.5);
   edited.minutes = 12.0;
@@ -52,33 +44,6 @@ TEST(Coordinate, EqualityAndHashLookAtValuesAlone) {
   EXPECT_NE(a, Coordinate(48.5, 2.25));
   std::unordered_set<Coordinate> set = {a, b, Coordinate(0.0, 0.0), Coordinate(-0.0, 0.0)};
   EXPECT_EQ(set.size(), 2u);
-}
-
-TEST(Coordinate, FromLocationsAndMembers) {
-  Location location;
-  location.latitude = 10.25;
-  location.longitude = -20.5;
-  location.altitude = 100.0;
-  const Coordinate fromLocation(location);
-  EXPECT_EQ(fromLocation, Coordinate(10.25, -20.5));
-  EXPECT_EQ(fromLocation.longitude.reference, Longitude::Reference::west);
-  EXPECT_EQ(Coordinate(LocationCoordinate2D{1.5, 2.5}), Coordinate(1.5, 2.5));
-
-  Latitude latitude(1.0);
-  latitude.minutes = 42.0;  // kept as given
-  const Coordinate members(latitude, Longitude(2.0));
-  EXPECT_EQ(members.latitude.minutes, 42.0);
-}
-
-TEST(Coordinate, ReferencesReadTheirExactLetters) {
-  EXPECT_EQ(Latitude::Reference::fromRawValue("N"), Latitude::Reference::north);
-  EXPECT_EQ(Latitude::Reference::fromRawValue("S"), Latitude::Reference::south);
-  EXPECT_EQ(Latitude::Reference::fromRawValue("n"), std::nullopt);
-  EXPECT_EQ(Latitude::Reference::fromRawValue("E"), std::nullopt);
-  EXPECT_EQ(Longitude::Reference::fromRawValue("W"), Longitude::Reference::west);
-  EXPECT_EQ(Longitude::Reference::fromRawValue("East"), std::nullopt);
-  EXPECT_EQ(Longitude::Reference(Longitude::Reference::east).rawValue(), "E");
-  EXPECT_EQ(Latitude::Reference(Latitude::Reference::south).rawValue(), "S");
 }
 
 }  // namespace

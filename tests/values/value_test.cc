@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <map>
-#include <sstream>
 
 namespace orvelin {
 namespace {
@@ -63,38 +62,6 @@ TEST(Value, NumbersCompareByValueAcrossKinds) {
   EXPECT_NE(Value(Value::Array{Value(1)}), Value(Value::Array{Value(1), Value(1)}));
   EXPECT_EQ(Value(Country3166a3::japan), Value(*Country3166a3::fromRawValue("JPN")));
   EXPECT_NE(Value(PartialDate(2021, 1, 1)), Value(PartialDate(2021, 1, 2)));
-}
-
-TEST(Value, DescribesItselfAsABoxedObject) {
-  EXPECT_EQ(Value(5.6).description(), "5.6");
-  EXPECT_EQ(Value(3.0).description(), "3");
-  EXPECT_EQ(Value(1.0 / 3.0).description(), "0.3333333333333333");
-  EXPECT_EQ(Value(1e20).description(), "1e+20");
-  EXPECT_EQ(Value(-12).description(), "-12");
-  EXPECT_EQ(Value(true).description(), "1");  // a boolean is a boxed number
-  EXPECT_EQ(Value(false).description(), "0");
-  EXPECT_EQ(Value(Value::Array{Value("a"), Value(2)}).description(), "[a, 2]");
-  EXPECT_EQ(Value().description(), "null");
-  std::ostringstream out;
-  out << Value("x") << ' ' << Value(2);
-  EXPECT_EQ(out.str(), "\"x\" 2");
-}
-
-TEST(Value, ConstructionPicksTheNaturalKind) {
-  EXPECT_EQ(Value(static_cast<short>(-2)).kind(), Value::Kind::signedInteger);
-  EXPECT_EQ(Value(static_cast<unsigned char>(2)).kind(), Value::Kind::unsignedInteger);
-  EXPECT_EQ(Value(2.5f).kind(), Value::Kind::real);
-  EXPECT_EQ(Value(std::string_view("v")).kind(), Value::Kind::string);
-  EXPECT_EQ(Value("v").kind(), Value::Kind::string);
-  EXPECT_TRUE(Value(static_cast<const char*>(nullptr)).isNull());  // no text at all
-  EXPECT_EQ(Value(Country3166a3::peru).kind(), Value::Kind::country);
-  EXPECT_TRUE(Value(1).isNumber());
-  EXPECT_TRUE(Value(false).isNumber());
-  EXPECT_FALSE(Value("1").isNumber());
-  Value text("before");
-  *text.getIf<std::string>() = "after";
-  EXPECT_EQ(text, Value("after"));
-  EXPECT_EQ(text.getIf<double>(), nullptr);
 }
 
 }  // namespace
