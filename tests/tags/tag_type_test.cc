@@ -35,6 +35,29 @@ TEST(TagType, RawValuesCrossForTheTwoDateCases) {
   }
 }
 
+// Each type's converter takes what the type can hold and refuses the rest.
+TEST(TagType, ConvertersTakeWhatTheTypeHolds) {
+  const struct {
+    TagType::Value type;
+    const char* text;
+    std::optional<std::string> expected;
+  } cases[] = {
+      {TagType::string, "x", "x"},          {TagType::int8u, "-1", std::nullopt},
+      {TagType::integer, "-1", "-1"},       {TagType::int32u, "1.5", std::nullopt},
+      {TagType::rational64u, "-0.5", std::nullopt}, {TagType::rational64s, "-0.5", "-0.50000000"},
+      {TagType::real, "-1.5", "-1.50000000"},       {TagType::speed, "-1", std::nullopt},
+      {TagType::boolean, "yes", "true"},    {TagType::country3166a3, "FRA", "FRA"},
+      {TagType::undef, "x", std::nullopt},  {TagType::dateTime, "2024:01:31", "2024:01:31 00:00:00"},
+      {TagType::partialDate, "2024:01:31 10:11:12", "2024:01:31"},
+      {TagType::partialTime, "2024:01:31 10:11:12", "10:11:12"},
+  };
+  for (const auto& c : cases) {
+    const TagType type = c.type;
+    EXPECT_EQ(type.converter()->stringValueFromStringValue(c.text), c.expected) << type.rawValue() << " " << c.text;
+    EXPECT_EQ(type.converter(), type.converter()) << "one converter per type";
+  }
+}
+
 TEST(TagType, AllDigitFormatsWriteTheirDigitsAndSixDigitsAreATime) {
   EXPECT_EQ(TagType(TagType::digitsDate).converter()->stringValueFromStringValue("2024:01:31"), "20240131");
   EXPECT_EQ(TagType(TagType::digitsTime).converter()->stringValueFromStringValue("10:11:12"), "101112");
