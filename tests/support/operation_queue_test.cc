@@ -10,38 +10,15 @@
 #include <thread>
 #include <vector>
 
+#include "common/gate.h"
+
 namespace orvelin {
 namespace {
 
 using ::testing::ElementsAre;
 using namespace std::chrono_literals;
 
-// A gate that operations wait at until the test opens it.
-class Gate {
- public:
-  void wait() {
-    std::unique_lock lock(mutex_);
-    ++waiting_;
-    changed_.notify_all();
-    changed_.wait(lock, [&] { return open_; });
-  }
-  void open() {
-    std::lock_guard lock(mutex_);
-    open_ = true;
-    changed_.notify_all();
-  }
-  // True once `count` operations wait at the gate; false after ten seconds without.
-  bool awaitWaiting(int count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, 10s, [&] { return waiting_ >= count; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int waiting_ = 0;
-  bool open_ = false;
-};
+using testing::Gate;
 
 TEST(OperationQueue, WidthOneRunsInOrderOneAtATime) {
   OperationQueue queue(1, "serial");

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "common/event_log.h"
+#include "common/gate.h"
 #include "common/test_support.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/main_queue.h"
@@ -108,40 +109,7 @@ class ManagerObserver {
   Observation removed_;
 };
 
-// Bodies that wait, counting how many wait at once, until the test opens the gate.
-class Gate {
- public:
-  std::function<void()> body() {
-    return [this] {
-      std::unique_lock lock(mutex_);
-      highest_ = std::max(highest_, ++running_);
-      changed_.notify_all();
-      changed_.wait(lock, [&] { return open_; });
-      --running_;
-    };
-  }
-  // Waits until `count` bodies wait at once (a bound against a hang, not a timing).
-  bool waitRunning(int count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(60), [&] { return running_ >= count; });
-  }
-  void open() {
-    std::lock_guard lock(mutex_);
-    open_ = true;
-    changed_.notify_all();
-  }
-  int highest() {
-    std::lock_guard lock(mutex_);
-    return highest_;
-  }
-
- private:
-  std::mutex mutex_;  // guards the three below
-  std::condition_variable changed_;
-  int running_ = 0;
-  int highest_ = 0;
-  bool open_ = false;
-};
+using testing::Gate;
 
 // The engine's status steps and group counters run on the main queue: these tests give it a
 // thread of its own.
@@ -260,7 +228,7 @@ TEST_F(TaskEngine, EightBodiesAtOnceAndNoMore) {
   // Two groups share the one width.
   manager->addToPendingList(groupOf("a", std::vector<std::shared_ptr<TaskItem>>(tasks.begin(), tasks.begin() + 12)));
   manager->addToPendingList(groupOf("b", std::vector<std::shared_ptr<TaskItem>>(tasks.begin() + 12, tasks.end())));
-  const bool reached = gate.waitRunning(8);
+  const bool reached = gate.awaitWaiting(8);
   gate.open();
   EXPECT_TRUE(reached) << "the queue never ran 8 bodies at once; it ran " << gate.highest();
   ASSERT_TRUE(observer.waitRemoved(2));
@@ -295,7 +263,7 @@ TEST_F(TaskEngine, CancelAllTasksLeavesDroppedGroupsBehind) {
   manager->addToPendingList(running);
   auto later = groupOf("later", {std::make_shared<ScriptedTask>("x"), std::make_shared<ScriptedTask>("y")});
   manager->addToPendingList(later);
-  const bool full = gate.waitRunning(8);
+  const bool full = gate.awaitWaiting(8);
   manager->cancelAllTasks();
   gate.open();
   ASSERT_TRUE(full);
@@ -397,7 +365,7 @@ TEST_F(TaskEngine, CancelChangesOnlyAPendingTask) {
   running->body = gate.body();
   std::promise<void> finished;
   running->perform([&] { finished.set_value(); });
-  const bool entered = gate.waitRunning(1);
+  const bool entered = gate.awaitWaiting(1);
   auto counter = std::make_shared<StatusCounter>(running);
   running->delegate = counter;
   running->cancel();
