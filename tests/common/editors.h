@@ -18,6 +18,7 @@
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/editor/metadata_editor.h"
+#include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/notification_center.h"
 
 namespace orvelin::testing {
@@ -31,6 +32,14 @@ inline std::shared_ptr<MetadataEditor> editorOf(std::initializer_list<std::pair<
   ReadWriteStorage storage{file};
   for (const auto& [name, value] : values) storage.store(value, tag(name));
   return MetadataEditor::create(std::move(storage));
+}
+
+// The editor of a file read as the import tasks read it.
+inline std::shared_ptr<ETImageMetadataEditor> readEditor(const std::filesystem::path& file,
+                                                         std::optional<std::string> password = std::nullopt) {
+  MetadataETReader reader(std::move(password));
+  reader.setupDefaultForEditorReading();
+  return readImageFile(reader, file);
 }
 
 // Saves as the save tasks do: the editor locked around the writer's call, unlocked again

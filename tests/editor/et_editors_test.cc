@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/editors.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/editor_image_facts.h"
@@ -41,9 +42,7 @@ class ETEditorsTest : public ::testing::Test {
   static void SetUpTestSuite() { TagsResources::shared().reload(); }
 
   std::shared_ptr<ETImageMetadataEditor> read(const fs::path& path, std::optional<std::string> password = {}) {
-    MetadataETReader reader(std::move(password));
-    reader.setupDefaultForEditorReading();
-    return readImageFile(reader, path);
+    return testing::readEditor(path, std::move(password));
   }
 
   ScratchFolder scratch;

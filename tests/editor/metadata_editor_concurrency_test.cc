@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/editors.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
@@ -37,11 +38,7 @@ const std::vector<TagName>& threadTags() {
   return tags;
 }
 
-std::shared_ptr<ETImageMetadataEditor> readEditor(const std::filesystem::path& path) {
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  return readImageFile(reader, path);
-}
+using testing::readEditor;
 
 TEST(MetadataEditorConcurrencyTest, EveryEditEndsSavedOrPending) {
   TagsResources::shared().reload();

@@ -709,9 +709,7 @@ TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
 
 TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   ScratchFolder folder;
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  const auto gps = readImageFile(reader, testing::copySample("GPS.jpg", folder.path()));
+  const auto gps = testing::readEditor(testing::copySample("GPS.jpg", folder.path()));
   // City and Province-State are there, each a blank.
   EXPECT_EQ(iptcLocationDescription(*gps), " ,  , United Kingdom");
   clearValue(*gps, tag("IPTC:Province-State"));
@@ -725,10 +723,10 @@ TEST_F(EditorOperations, SamplesReadThroughExifTool) {
   ASSERT_TRUE(position);
   EXPECT_NEAR(position->latitude, 54.98966667, 1e-7);
   EXPECT_NEAR(position->longitude, -1.91416667, 1e-7);  // "W"
-  const auto png = readImageFile(reader, testing::copySample("PNG.png", folder.path()));
+  const auto png = testing::readEditor(testing::copySample("PNG.png", folder.path()));
   EXPECT_EQ(imageSize(*png), (ImageSize{16, 16}));
   EXPECT_FALSE(hasCurrentThumbnail(*png));
-  const auto canon = readImageFile(reader, testing::copySample("Canon.jpg", folder.path()));
+  const auto canon = testing::readEditor(testing::copySample("Canon.jpg", folder.path()));
   EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*canon)), "2003:12:04 06:46:52");
 }
 

@@ -74,9 +74,7 @@ class MetadataEditorTest : public ::testing::Test {
       fs::rename(path, scratch / as);
       path = scratch / as;
     }
-    MetadataETReader reader;
-    reader.setupDefaultForEditorReading();
-    return readImageFile(reader, path);
+    return testing::readEditor(path);
   }
 
   ScratchFolder scratch;
@@ -260,9 +258,7 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   std::error_code error;
   writeFinderTags(path, {"Red", "Blue"}, error);
   ASSERT_FALSE(error) << error.message();
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  auto file = readImageFile(reader, path);
+  auto file = testing::readEditor(path);
   ASSERT_EQ(file->originalFinderTags(), (std::vector<std::string>{"Red", "Blue"}));
   EXPECT_TRUE(file->canEditFinderTags());
 
@@ -281,7 +277,7 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   for (const auto& names : recorder.namesOf(file)) EXPECT_THAT(names, Optional(ElementsAre(TagName::orvfinderTags)));
 
   fs::create_directory(scratch / "album");
-  auto folder = readImageFolder(reader, scratch / "album");
+  auto folder = readImageFolder(MetadataETReader(), scratch / "album");
   folder->setFinderTags(std::vector<std::string>{});  // equal to its (empty) original tags
   EXPECT_EQ(folder->writtenFinderTags(), std::vector<std::string>{}) << "a folder keeps them pending";
   folder->setFinderTags(std::nullopt);

@@ -63,11 +63,7 @@ const TagName modifyDate("EXIF", "ModifyDate");
 const TagName createDate("EXIF", "CreateDate");
 const TagName xmpLabel("XMP", "Label");
 
-std::shared_ptr<ETImageMetadataEditor> readEditor(const fs::path& path) {
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  return readImageFile(reader, path);
-}
+using testing::readEditor;
 
 std::vector<fs::path> filesIn(const fs::path& folder) {
   std::vector<fs::path> files;

@@ -9,6 +9,7 @@
 
 #include "common/event_log.h"
 #include "common/recording_runner.h"
+#include "common/editors.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/et_editors.h"
@@ -157,11 +158,9 @@ TEST_F(ImageTasks, TheErrorsOfBadInputs) {
 
 TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   testing::ScratchFolder folder;
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  auto edited = readImageFile(reader, testing::copySample("Canon.jpg", folder.path()));
-  auto untouched = readImageFile(reader, testing::copySample("GPS.jpg", folder.path()));
-  auto locked = readImageFile(reader, testing::copySample("ExifTool.tif", folder.path()));
+  auto edited = testing::readEditor(testing::copySample("Canon.jpg", folder.path()));
+  auto untouched = testing::readEditor(testing::copySample("GPS.jpg", folder.path()));
+  auto locked = testing::readEditor(testing::copySample("ExifTool.tif", folder.path()));
   edited->setValue("Saved", TagName("EXIF", "Artist"));
   locked->setValue("Locked", TagName("EXIF", "Artist"));
   locked->lockEditor();
