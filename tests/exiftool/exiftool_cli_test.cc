@@ -249,15 +249,11 @@ TEST(ExifToolCLIRun, FileDatesInTheProcesssTimeZone) {
   testing::writeFile(file, "x");
   const timespec times[2] = {{0, UTIME_OMIT}, {1600000000, 0}};  // 2020-09-13 12:26:40 UTC
   ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-  const char* old = std::getenv("TZ");
-  const std::optional<std::string> saved = old ? std::optional<std::string>(old) : std::nullopt;
-  ::setenv("TZ", "Asia/Tokyo", 1);
   ExifToolCLI cli;
-  cli.run({"-s3", "-FileModifyDate", file.string()});
-  if (saved)
-    ::setenv("TZ", saved->c_str(), 1);
-  else
-    ::unsetenv("TZ");
+  {
+    testing::EnvironmentScope zone("TZ", "Asia/Tokyo");
+    cli.run({"-s3", "-FileModifyDate", file.string()});
+  }
   EXPECT_EQ(cli.buildStdOutString(), "2020:09:13 21:26:40+09:00\n");
 }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <barrier>
-#include <cstdlib>
 #include <thread>
 
 #include "common/test_support.h"
@@ -20,10 +19,6 @@ std::vector<std::string> entriesOf(const fs::path& folder) {
   for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
   return names;
 }
-
-// The backup folder as the process started, before the tests' environment points it at a
-// scratch folder (namespace-scope objects are made before main).
-const std::filesystem::path initialBackupFolder = ORVGetBackupFolderURL();
 
 TEST(UserDefaults, ChangeCountMovesWithEveryChange) {
   testing::ScratchFolder folder;
@@ -135,13 +130,10 @@ TEST(UserDefaults, ConcurrentSynchronizeEndsWithTheLatestValues) {
 }
 
 TEST(UserDefaults, DefaultFileFollowsXDGConfigHome) {
-  const char* saved = std::getenv("XDG_CONFIG_HOME");
-  const std::string savedValue = saved ? saved : "";
-  ::setenv("XDG_CONFIG_HOME", "/config/here", 1);
+  testing::EnvironmentScope environment("XDG_CONFIG_HOME", "/config/here");
   EXPECT_EQ(UserDefaults::defaultFilePath(), "/config/here/orvelin/defaults.json");
-  ::unsetenv("XDG_CONFIG_HOME");
+  environment.set("XDG_CONFIG_HOME", std::nullopt);
   EXPECT_TRUE(UserDefaults::defaultFilePath().string().ends_with("/.config/orvelin/defaults.json"));
-  if (saved) ::setenv("XDG_CONFIG_HOME", savedValue.c_str(), 1);
 }
 
 }  // namespace
