@@ -53,7 +53,7 @@ void MetadataEditorCore::unsafeSetValue(const std::optional<std::string>& value,
 
 void MetadataEditorCore::forceValue(const TagName& name) {
   if (!canEditValue(name) || lockCounter > 0) return;
-  storage.setWrittenValueDirectly(currentValue(name).value_or(std::string()), name);
+  storage.forceTagName(name);
   registerEdition(name);
 }
 

@@ -4,8 +4,10 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <stdexcept>
 #include <sstream>
 
+#include "orvelin/support/debug_log.h"
 #include "orvelin/support/files.h"
 #include "orvelin/support/user_defaults.h"
 
@@ -91,5 +93,22 @@ class IsolatedEnvironment : public ::testing::Environment {
 const auto* const registered = ::testing::AddGlobalTestEnvironment(new IsolatedEnvironment);
 
 }  // namespace
+
+ConsoleCapture::ConsoleCapture() : file_(std::tmpfile()), previous_(ORVGetConsole()) {
+  if (!file_) throw std::runtime_error("no temporary file for the console");
+  ORVSetConsole(::fileno(file_));
+}
+
+ConsoleCapture::~ConsoleCapture() {
+  ORVSetConsole(previous_);
+  std::fclose(file_);
+}
+
+std::string ConsoleCapture::text() const {
+  std::string text;
+  std::rewind(file_);
+  for (int c; (c = std::fgetc(file_)) != EOF;) text.push_back(static_cast<char>(c));
+  return text;
+}
 
 }  // namespace orvelin::testing

@@ -3,6 +3,7 @@
 // Helpers shared by the test programs: scratch folders, copies of the sample files, and a
 // process-wide set-up that points user defaults and the backup folder at a scratch folder.
 
+#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -49,6 +50,22 @@ class EnvironmentScope {
 
  private:
   std::vector<std::pair<std::string, std::optional<std::string>>> saved_;  // first value of each
+};
+
+// Sends the library's console to a temporary file of its own while it lives.
+class ConsoleCapture {
+ public:
+  ConsoleCapture();
+  ConsoleCapture(const ConsoleCapture&) = delete;
+  ConsoleCapture& operator=(const ConsoleCapture&) = delete;
+  ~ConsoleCapture();
+
+  // What was printed so far.
+  std::string text() const;
+
+ private:
+  std::FILE* file_;
+  int previous_;
 };
 
 }  // namespace orvelin::testing

@@ -1,7 +1,5 @@
 #include "orvelin/imageservice/image.h"
 
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -62,27 +60,6 @@ std::vector<int> quantisationEntries(const std::string& jpeg) {
   }
   return entries;
 }
-
-// Sends the library's console to a file for the life of a test.
-class ConsoleCapture {
- public:
-  explicit ConsoleCapture(fs::path file) : file_(std::move(file)), previous_(ORVGetConsole()) {
-    fd_ = ::open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd_ >= 0) ORVSetConsole(fd_);
-  }
-  ConsoleCapture(const ConsoleCapture&) = delete;
-  ConsoleCapture& operator=(const ConsoleCapture&) = delete;
-  ~ConsoleCapture() {
-    ORVSetConsole(previous_);
-    if (fd_ >= 0) ::close(fd_);
-  }
-  std::string text() const { return testing::readFile(file_); }
-
- private:
-  fs::path file_;
-  int previous_;
-  int fd_ = -1;
-};
 
 TEST(Image, FilesAndBytesDecodeAlike) {
   for (const auto& [name, width, height, bands] :
@@ -189,7 +166,7 @@ TEST(Image, AJPEGThatCannotBeWrittenIsFalseAndPrinted) {
   testing::ScratchFolder folder;
   const auto image = Image::decodeFile(testing::dataDirectory() / "PNG.png");
   ASSERT_TRUE(image);
-  ConsoleCapture console(folder / "console.txt");
+  testing::ConsoleCapture console;
   EXPECT_FALSE(image->writeAsJPEG(folder / "missing" / "out.jpg"));
   EXPECT_FALSE(fs::exists(folder / "missing"));
   EXPECT_FALSE(image->writeAsJPEG(folder.path()));  // a folder is in the way

@@ -63,17 +63,6 @@ TEST(ReadWriteStorageOverlay, FoldersKeepClearsOfTagsTheyLack) {
   EXPECT_TRUE(noExtension.isFolder());
 }
 
-TEST(ReadWriteStorageOverlay, ForceMakesTheCurrentValuePending) {
-  auto storage = fileWithMake();
-  storage.forceTagName(kMake);
-  EXPECT_TRUE(storage.hasWrittenValues());
-  EXPECT_EQ(storage.writtenValue(kMake), "Canon");
-  storage.setValue("Canon", kMake);  // current: stays pending
-  EXPECT_EQ(storage.writtenValue(kMake), "Canon");
-  storage.forceTagName(kArtist);  // no value at all: a pending delete
-  EXPECT_EQ(storage.writtenValue(kArtist), "");
-}
-
 TEST(ReadWriteStorageOverlay, NamesAreSortedAndMerged) {
   auto storage = fileWithMake();
   storage.store("2020:01:01 00:00:00", TagName("EXIF", "CreateDate"));

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <typeindex>
 #include <typeinfo>
@@ -95,24 +93,15 @@ TEST(TagAccess, DecodingFailsAsAWhole) {
 // Catches what the library prints on its console and writes to the debug file.
 class PrintedText {
  public:
-  PrintedText() : consoleFD_(::open((folder_ / "console").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644)) {
-    formerConsole_ = ORVGetConsole();
-    ORVSetConsole(consoleFD_);
-    ORVEnableDebugLog(folder_ / "debug.log");
-  }
-  ~PrintedText() {
-    ORVDisableDebugLog();
-    ORVSetConsole(formerConsole_);
-    ::close(consoleFD_);
-  }
-  std::string console() const { return testing::readFile(folder_ / "console"); }
+  PrintedText() { ORVEnableDebugLog(folder_ / "debug.log"); }
+  ~PrintedText() { ORVDisableDebugLog(); }
+  std::string console() const { return console_.text(); }
   std::string debugFile() const { return testing::readFile(folder_ / "debug.log"); }
   const testing::ScratchFolder& folder() const { return folder_; }
 
  private:
   testing::ScratchFolder folder_;
-  int consoleFD_;
-  int formerConsole_;
+  testing::ConsoleCapture console_;
 };
 
 TEST(TagAccess, ReadingTheTableReportsEachFailureAndGivesNothing) {
