@@ -14,6 +14,7 @@
 
 #include "common/recording_runner.h"
 #include "common/test_support.h"
+#include "common/user_language.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/process_runner.h"
 #include "orvelin/support/user_defaults.h"
@@ -72,21 +73,7 @@ TEST(ExifToolCLIArguments, EveryOptionInItsPlace) {
                           "-overwrite_original_in_place", "-c", "%.6f", "-r", "-ext", "jpg", "x"));
 }
 
-// For one test, a user defaults object of its own whose stored choice is `language`; the
-// process's object comes back afterwards.
-class UserLanguageScope {
- public:
-  explicit UserLanguageScope(Language language) : previous_(ORVGetUserDefaults()) {
-    auto defaults = std::make_shared<UserDefaults>(folder_ / "defaults.json");
-    defaults->set(Language::userLanguageKey(), std::string(language.rawValue()));
-    ORVSetUserDefaults(std::move(defaults));
-  }
-  ~UserLanguageScope() { ORVSetUserDefaults(previous_); }
-
- private:
-  testing::ScratchFolder folder_;
-  std::shared_ptr<UserDefaults> previous_;
-};
+using testing::UserLanguageScope;
 
 TEST(ExifToolCLIArguments, LocalLanguageFollowsTheUsersLanguage) {
   const auto langOfLocal = [] {

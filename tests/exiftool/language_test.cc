@@ -12,6 +12,7 @@
 
 #include "common/event_log.h"
 #include "common/test_support.h"
+#include "common/user_language.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/user_defaults.h"
@@ -19,21 +20,7 @@
 namespace orvelin {
 namespace {
 
-// Restores the stored choice after a test changes it.
-class StoredLanguageScope {
- public:
-  StoredLanguageScope() : defaults_(ORVGetUserDefaults()), saved_(defaults_->object(Language::userLanguageKey())) {}
-  ~StoredLanguageScope() {
-    if (saved_)
-      defaults_->set(Language::userLanguageKey(), *saved_);
-    else
-      defaults_->remove(Language::userLanguageKey());
-  }
-
- private:
-  std::shared_ptr<UserDefaults> defaults_;
-  std::optional<nlohmann::json> saved_;
-};
+using StoredLanguageScope = testing::UserLanguageScope;
 
 // A set of languages keeps finding its members when the user's language changes.
 TEST(Language, OrderDoesNotChangeWithTheUsersLanguage) {

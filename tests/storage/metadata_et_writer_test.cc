@@ -79,15 +79,6 @@ std::vector<std::string> finderTagsOf(const fs::path& path) {
   return tags;
 }
 
-// Records what the owner of a storage is told, in order.
-class RecordingOwner : public ReadWriteStorageOwner {
- public:
-  void prepareInternalSaveChanges(ReadWriteStorage&) override { calls.push_back("prepare"); }
-  void performInternalFlushChanges(ReadWriteStorage&) override { calls.push_back("flush"); }
-  void concludeInternalSaveChanges(ReadWriteStorage&) override { calls.push_back("conclude"); }
-  std::vector<std::string> calls;
-};
-
 using testing::FailingFileSystem;
 using testing::RecordingRunner;
 
@@ -662,32 +653,6 @@ TEST_F(MetadataETWriterTest, EachFileOperationFailingInTurnLeavesTheFileWhole) {
 // ---------------------------------------------------------------------------------------------
 // The owner's calls, the command line and the options
 
-TEST_F(MetadataETWriterTest, OwnerIsToldOfTheSaveInOrder) {
-  const auto path = copySample("Canon.jpg", scratch.path());
-  auto owner = std::make_shared<RecordingOwner>();
-  ReadWriteStorage storage(path);
-  storage.owner = owner;
-  storage.setValue(std::string("Ada Lovelace"), artist);
-  MetadataETWriter writer;
-  writer.shouldMoveSource = true;
-  writer.writeStorage(storage);
-  EXPECT_THAT(owner->calls, ElementsAre("prepare", "flush", "conclude"));
-  EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Ada Lovelace")));
-
-  owner->calls.clear();
-  writeFile(scratch / "plain", "");
-  ORVSetBackupFolderURL(scratch / "plain" / "backup");
-  EXPECT_THROW(writer.writeStorage(storage), fs::filesystem_error);
-  EXPECT_THAT(owner->calls, ElementsAre("prepare", "conclude"));
-
-  // Without an owner the save goes on alone.
-  ORVSetBackupFolderURL(backup());
-  owner.reset();
-  storage.setValue(std::string("Bob"), artist);
-  writer.writeStorage(storage);
-  EXPECT_THAT(readEditor(path)->originalValue(artist), Optional(std::string("Bob")));
-}
-
 // The file is moved aside, exiftool writes the new one beside it, which takes the file's place
 // with its attributes; the former one goes.
 TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
@@ -702,11 +667,12 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   RecordingRunner runner;
   FailingFileSystem fileSystem;  // fails nothing: records the moves
   MetadataETWriter writer;
+  writer.shouldUpdateImagesFinderTags = true;  // none pending: the file's own stay
   save(writer, *editor);
 
   ASSERT_EQ(runner.commands().size(), 1u);
   const auto arguments = runner.commands()[0];
-  ASSERT_EQ(arguments.size(), 13u + ORVGetExtraArguments().size());
+  ASSERT_EQ(arguments.size(), 15u + ORVGetExtraArguments().size());
   const auto work = fs::path(arguments.back());
   const auto output = fs::path(arguments[arguments.size() - 2]);
   EXPECT_EQ(work.parent_path(), backup());
@@ -716,8 +682,8 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   EXPECT_EQ(json.rfind("-json=" + temporary().string() + "/", 0), 0u) << json;
   const std::vector<std::string> head(arguments.begin(), arguments.begin() + 3);
   EXPECT_THAT(head, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8"));
-  const std::vector<std::string> tail(arguments.end() - 10, arguments.end() - 4);
-  EXPECT_THAT(tail, ElementsAre("-G", "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8"));
+  const std::vector<std::string> tail(arguments.end() - 12, arguments.end() - 4);
+  EXPECT_THAT(tail, ElementsAre("-G", "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG"));
   EXPECT_EQ(arguments[arguments.size() - 3], "-o");
   EXPECT_THAT(movesOf(fileSystem), ElementsAre(std::make_pair(path, work), std::make_pair(output, path)));
   EXPECT_THAT(filesIn(backup()), IsEmpty());
@@ -819,18 +785,12 @@ TEST_F(MetadataETWriterTest, FinderTagsAreSetByTheWriterNotSentToExiftool) {
 
   MetadataETWriter writer;
   writer.shouldUpdateImagesFinderTags = true;
-  const auto json = writer.jsonValues(editor->storage());
-  EXPECT_FALSE(json.contains("macOS:MDItemUserTags"));
-  const auto arguments = writer.buildArguments("/tmp/x.json");
-  EXPECT_THAT(arguments, ElementsAre("-G", "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
-                                     "-json=/tmp/x.json"));
   save(writer, *editor);
   EXPECT_EQ(finderTagsOf(path), (std::vector<std::string>{"Red", "Été"}));
   EXPECT_EQ(editor->originalFinderTags(), (std::vector<std::string>{"Red", "Été"}));
   EXPECT_EQ(editor->writtenFinderTags(), std::nullopt);
 
-  // Nothing pending: the attribute stays as it is, and "-use MWG" is still asked for.
-  EXPECT_FALSE(writer.jsonValues(editor->storage()).contains("macOS:MDItemUserTags"));
+  // Nothing pending: the attribute stays as it is.
   save(writer, *editor);
   EXPECT_EQ(finderTagsOf(path), (std::vector<std::string>{"Red", "Été"}));
 

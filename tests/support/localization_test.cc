@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/test_support.h"
+#include "common/user_language.h"
 #include "orvelin/exiftool/language.h"
 #include "orvelin/support/user_defaults.h"
 
@@ -77,23 +78,7 @@ TEST(Format, SpecifiersOfTheTexts) {
   EXPECT_EQ(ORVFormat("%lu %d %@", {count, 5, "text"}), "4 5 text");
 }
 
-// Sets the user's language for one test and restores the stored choice afterwards.
-class UserLanguageScope {
- public:
-  explicit UserLanguageScope(Language language)
-      : saved_(ORVGetUserDefaults()->object(Language::userLanguageKey())) {
-    Language::setUserLanguage(language);
-  }
-  ~UserLanguageScope() {
-    if (saved_)
-      ORVGetUserDefaults()->set(Language::userLanguageKey(), *saved_);
-    else
-      ORVGetUserDefaults()->remove(Language::userLanguageKey());
-  }
-
- private:
-  std::optional<nlohmann::json> saved_;
-};
+using testing::UserLanguageScope;
 
 TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKey) {
   {
