@@ -3,12 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "common/editors.h"
+#include "common/recording_runner.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/editor_image_facts.h"
@@ -25,17 +25,14 @@ using ::testing::Optional;
 using testing::copySample;
 using testing::ScratchFolder;
 
-// Counts the processes started through it.
-class CountingRunner : public ProcessRunnerWrapper {
- public:
-  CountingRunner() : ProcessRunnerWrapper(ProcessRunner::Default()) { ORVSetProcessRunner(this); }
-  ~CountingRunner() override { ORVSetProcessRunner(nullptr); }
-  ProcessResult run(const ProcessRequest& request) override {
-    ++runs;
-    return ProcessRunnerWrapper::run(request);
-  }
-  std::atomic<int> runs{0};
-};
+// The editor's thumbnail as "WIDTHxHEIGHT" ("none" without one), and how many processes it took.
+using Thumbnail = std::pair<std::size_t, std::string>;
+Thumbnail thumbnailOf(const MetadataEditor& editor) {
+  testing::RecordingRunner runner;
+  const auto image = editor.extractThumbnail();
+  return {runner.commands().size(),
+          image ? std::to_string(image->width()) + "x" + std::to_string(image->height()) : "none"};
+}
 
 class ETEditorsTest : public ::testing::Test {
  protected:
@@ -54,8 +51,6 @@ TEST_F(ETEditorsTest, ReadImageFileFillsAnEditorWithValuesAndFinderTags) {
   EXPECT_THAT(untagged->originalValue(TagName("EXIF", "Make")), Optional(std::string("Canon")));
   EXPECT_TRUE(untagged->originalFinderTags().empty());
   EXPECT_EQ(untagged->password(), std::optional<std::string>("pass"));
-  EXPECT_FALSE(untagged->isFolder());
-  EXPECT_FALSE(untagged->isEdited());
 
   std::error_code error;
   writeFinderTags(path, {"Holiday", "Été"}, error);
@@ -66,64 +61,40 @@ TEST_F(ETEditorsTest, ReadImageFileFillsAnEditorWithValuesAndFinderTags) {
 }
 
 TEST_F(ETEditorsTest, ReadImageFolderRunsNoProcess) {
-  CountingRunner runner;
+  testing::RecordingRunner runner;
   MetadataETReader reader(std::string("pass"));
   auto folder = readImageFolder(reader, scratch / "album");
-  EXPECT_EQ(runner.runs, 0);
   EXPECT_EQ(folder->url(), scratch / "album");
   EXPECT_EQ(folder->password(), std::optional<std::string>("pass"));
   EXPECT_TRUE(folder->originalTagNames().empty());
   EXPECT_EQ(folder->extractThumbnail(), std::nullopt);
-}
-
-// Runs exiftool on `path` with `arguments`, in place.
-void runExifTool(const fs::path& path, std::vector<std::string> arguments) {
-  ExifToolCLI cli;
-  cli.overwriteInPlace = true;
-  arguments.push_back(path.string());
-  cli.run(arguments);
+  EXPECT_TRUE(runner.commands().empty());
 }
 
 TEST_F(ETEditorsTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
   // GPS.jpg (120 x 80) gets Canon.jpg (8 x 8) as its EXIF thumbnail.
   const auto path = copySample("GPS.jpg", scratch.path());
-  runExifTool(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
+  ExifToolCLI cli;
+  cli.overwriteInPlace = true;
+  cli.run({"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string(), path.string()});
   auto editor = read(path);
   ASSERT_THAT(editor->originalValue(TagName::exifThumbnailLength),
               Optional(std::to_string(fs::file_size(testing::dataDirectory() / "Canon.jpg"))));
-  {
-    CountingRunner runner;
-    const auto thumbnail = editor->extractThumbnail();
-    EXPECT_EQ(runner.runs, 1) << "exiftool extracts the embedded thumbnail";
-    ASSERT_TRUE(thumbnail.has_value());
-    EXPECT_EQ(thumbnail->width(), 8);
-    EXPECT_EQ(thumbnail->height(), 8);
-  }
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8")) << "exiftool extracts the embedded thumbnail";
 
   // A pending "0" or empty length skips the embedded one: no process, a picture of the image.
   for (const std::string pending : {"0", ""}) {
     editor->unsafeSetValue(pending, TagName::exifThumbnailLength);
-    CountingRunner runner;
-    const auto thumbnail = editor->extractThumbnail();
-    EXPECT_EQ(runner.runs, 0) << "pending length '" << pending << "'";
-    ASSERT_TRUE(thumbnail.has_value());
-    EXPECT_EQ(thumbnail->width(), 120);
-    EXPECT_EQ(thumbnail->height(), 80);
+    EXPECT_EQ(thumbnailOf(*editor), Thumbnail(0, "120x80")) << "pending length '" << pending << "'";
   }
   editor->unsafeSetValue(std::nullopt, TagName::exifThumbnailLength);
-  ASSERT_EQ(editor->extractThumbnail()->width(), 8);
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
 
   // So does a thumbnail removed through the editor, until the edit is withdrawn.
   removeThumbnail(*editor);
-  {
-    CountingRunner runner;
-    const auto thumbnail = editor->extractThumbnail();
-    EXPECT_EQ(runner.runs, 0);
-    ASSERT_TRUE(thumbnail.has_value());
-    EXPECT_EQ(thumbnail->width(), 120);
-  }
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(0, "120x80"));
   restoreThumbnail(*editor);
-  EXPECT_EQ(editor->extractThumbnail()->width(), 8);
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
 }
 
 TEST_F(ETEditorsTest, ThumbnailFallsBackOnAPictureOfTheImage) {
@@ -131,30 +102,18 @@ TEST_F(ETEditorsTest, ThumbnailFallsBackOnAPictureOfTheImage) {
   // the picture of the main image is the answer.
   auto broken = read(copySample("GPS.jpg", scratch.path()));
   ASSERT_THAT(broken->originalValue(TagName::exifThumbnailLength), Optional(std::string("28")));
-  {
-    CountingRunner runner;
-    const auto thumbnail = broken->extractThumbnail();
-    EXPECT_EQ(runner.runs, 1);
-    ASSERT_TRUE(thumbnail.has_value());
-    EXPECT_EQ(thumbnail->width(), 120);
-    EXPECT_EQ(thumbnail->height(), 80);
-  }
+  EXPECT_EQ(thumbnailOf(*broken), Thumbnail(1, "120x80"));
 
   // A pending length on a file without a thumbnail: the file's own length decides.
   auto without = read(copySample("Canon.jpg", scratch.path()));
   ASSERT_EQ(without->originalValue(TagName::exifThumbnailLength), std::nullopt);
   without->unsafeSetValue(std::string("1000"), TagName::exifThumbnailLength);
-  CountingRunner runner;
-  const auto thumbnail = without->extractThumbnail();
-  EXPECT_EQ(runner.runs, 0);
-  ASSERT_TRUE(thumbnail.has_value());
-  EXPECT_EQ(thumbnail->width(), 8);
+  EXPECT_EQ(thumbnailOf(*without), Thumbnail(0, "8x8"));
 
   // A file that is no image has no picture at all.
   testing::writeFile(scratch / "notes.jpg", "not an image");
-  ReadWriteStorage storage(scratch / "notes.jpg");
-  EXPECT_EQ(MetadataEditor::create<ETImageMetadataEditor>(std::move(storage), std::nullopt)->extractThumbnail(),
-            std::nullopt);
+  const auto notes = MetadataEditor::create<ETImageMetadataEditor>(ReadWriteStorage(scratch / "notes.jpg"), std::nullopt);
+  EXPECT_EQ(thumbnailOf(*notes), Thumbnail(0, "none"));
 }
 
 }  // namespace
