@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "common/editors.h"
+#include "common/event_log.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
@@ -52,24 +53,22 @@ TEST(MetadataEditorConcurrencyTest, EveryEditEndsSavedOrPending) {
   std::atomic<int> willBegin{0};
   std::atomic<int> didEnd{0};
   std::atomic<int> foreignEditions{0};
-  auto& center = NotificationCenter::defaultCenter();
   const void* manager = &EditionsManager::shared();
-  auto willBeginToken = center.addObserver(EditionsManager::willBeginSessionNotification, manager, nullptr,
-                                           [&](const Notification&) { ++willBegin; });
-  auto didEndToken = center.addObserver(
-      EditionsManager::didEndSessionNotification, manager, nullptr, [&](const Notification& note) {
-        ++didEnd;
-        const auto set = EditionsManager::editionsSet(note);
-        if (!set) {
-          ++foreignEditions;
-          return;
-        }
-        for (const auto& [touched, names] : set->values) {
-          if (touched != editor) ++foreignEditions;
-          for (const auto& name : names)
-            if (std::find(tags.begin(), tags.end(), name) == tags.end()) ++foreignEditions;
-        }
-      });
+  testing::Observation begins(EditionsManager::willBeginSessionNotification, manager,
+                              [&](const Notification&) { ++willBegin; });
+  testing::Observation ends(EditionsManager::didEndSessionNotification, manager, [&](const Notification& note) {
+    ++didEnd;
+    const auto set = EditionsManager::editionsSet(note);
+    if (!set) {
+      ++foreignEditions;
+      return;
+    }
+    for (const auto& [touched, names] : set->values) {
+      if (touched != editor) ++foreignEditions;
+      for (const auto& name : names)
+        if (std::find(tags.begin(), tags.end(), name) == tags.end()) ++foreignEditions;
+    }
+  });
 
   std::atomic<bool> saving{true};
   std::atomic<int> saves{0};
@@ -96,11 +95,9 @@ TEST(MetadataEditorConcurrencyTest, EveryEditEndsSavedOrPending) {
   std::atomic<int> looks{0};
   std::thread watcher([&] {
     while (saving) {
-      const bool inSession = EditionsManager::shared().isInSession();
       const auto set = EditionsManager::shared().editionsSet();
       for (const auto& [touched, names] : set.values)
         if (touched != editor) ++foreignEditions;
-      (void)inSession;
       ++looks;
       std::this_thread::sleep_for(1ms);
     }
@@ -131,8 +128,6 @@ TEST(MetadataEditorConcurrencyTest, EveryEditEndsSavedOrPending) {
   saver.join();
   for (auto& thread : editors) thread.join();
   watcher.join();
-  center.removeObserver(willBeginToken);
-  center.removeObserver(didEndToken);
 
   EXPECT_THAT(saveErrors, ::testing::IsEmpty());
   EXPECT_EQ(saves, 4);

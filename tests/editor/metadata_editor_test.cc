@@ -17,6 +17,7 @@
 
 #include "common/test_support.h"
 #include "common/editors.h"
+#include "common/event_log.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/editor/et_editors.h"
@@ -412,12 +413,10 @@ TEST_F(MetadataEditorTest, ObserversReadTheEditorOnThePostingThread) {
   editor->setValue(std::string("Ada"), artist);
   std::vector<std::optional<std::string>> seen;
   auto read = [&](const Notification&) { seen.push_back(editor->currentValue(artist)); };
-  auto& center = NotificationCenter::defaultCenter();
   const auto* manager = &EditionsManager::shared();
-  const NotificationObserverToken tokens[] = {
-      center.addObserver(MetadataEditor::didChangeLockStateNotification, editor.get(), nullptr, read),
-      center.addObserver(EditionsManager::willBeginSessionNotification, manager, nullptr, read),
-      center.addObserver(EditionsManager::didEndSessionNotification, manager, nullptr, read)};
+  testing::Observation locks(MetadataEditor::didChangeLockStateNotification, editor.get(), read);
+  testing::Observation begins(EditionsManager::willBeginSessionNotification, manager, read);
+  testing::Observation ends(EditionsManager::didEndSessionNotification, manager, read);
   std::promise<void> done;
   std::thread watchdog([finished = done.get_future()] {
     if (finished.wait_for(std::chrono::minutes(1)) == std::future_status::timeout) {
@@ -432,7 +431,6 @@ TEST_F(MetadataEditorTest, ObserversReadTheEditorOnThePostingThread) {
   editor->setValue(std::string("Bob"), artist);  // a session of its own
   done.set_value();
   watchdog.join();
-  for (const auto& token : tokens) center.removeObserver(token);
   EXPECT_THAT(seen, ElementsAre("Ada", "Ada", "Ada", "Ada", "Bob", "Bob"));
 }
 
