@@ -11,12 +11,12 @@
 
 #include "common/event_log.h"
 #include "common/test_support.h"
+#include "common/user_language.h"
 #include "orvelin/catalogue/tags_resources_reader.h"
 #include "orvelin/exiftool/language.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/operation_queue.h"
-#include "orvelin/support/user_defaults.h"
 #include "orvelin/values/value.h"
 
 namespace orvelin {
@@ -72,17 +72,24 @@ class RecordingDelegate : public TagsResourcesReaderDelegate {
   double finishedProgress = -1;
 };
 
-TEST(TagsResourcesReader, AnEmptyStreamListFinishesAtOnce) {
-  CatalogueFolder folder;
-  folder.streams(nlohmann::json::array());
-  OperationQueue delegation(1);
-  auto delegate = std::make_shared<RecordingDelegate>();
+// Reads the folder's catalogue with `delegate` told on `delegation`, and waits for its finish.
+std::shared_ptr<TagsResourcesReader> readWith(const CatalogueFolder& folder, OperationQueue& delegation,
+                                              const std::shared_ptr<RecordingDelegate>& delegate) {
   auto reader = TagsResourcesReader::make(folder.path());
   reader->delegationQueue = &delegation;
   reader->delegate = delegate;
   reader->readResources();
   reader->waitResourcesParsing();
-  ASSERT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  return reader;
+}
+
+TEST(TagsResourcesReader, AnEmptyStreamListFinishesAtOnce) {
+  CatalogueFolder folder;
+  folder.streams(nlohmann::json::array());
+  OperationQueue delegation(1);
+  auto delegate = std::make_shared<RecordingDelegate>();
+  const auto reader = readWith(folder, delegation, delegate);
   EXPECT_THAT(delegate->events(), ElementsAre("will", "finish"));
   EXPECT_EQ(delegate->finishedProgress, 1.0);
   EXPECT_FALSE(reader->isReading());
@@ -99,12 +106,7 @@ TEST(TagsResourcesReader, ParsesEveryStreamAndSkipsWhatCannotBeUsed) {
   folder.tags("IPTC", {record(0, "IPTC", "Keywords", "string")});
   OperationQueue delegation(1);
   auto delegate = std::make_shared<RecordingDelegate>();
-  auto reader = TagsResourcesReader::make(folder.path());
-  reader->delegationQueue = &delegation;
-  reader->delegate = delegate;
-  reader->readResources();
-  reader->waitResourcesParsing();
-  ASSERT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  const auto reader = readWith(folder, delegation, delegate);
   const auto events = delegate->events();
   EXPECT_EQ(std::count(events.begin(), events.end(), "progress"), 4);
   EXPECT_EQ(events.front(), "will");
@@ -276,19 +278,7 @@ TEST_F(GeneratedCatalogue, HoldsEveryStreamThatAReadFilesAndReadsUntypedTagsRead
   EXPECT_EQ(sharpness->type, TagType::integer);
 }
 
-// User defaults of the test's own, with `language` chosen; the former ones come back at the end.
-class LanguageChoice {
- public:
-  explicit LanguageChoice(Language language) : former_(ORVGetUserDefaults()) {
-    ORVSetUserDefaults(std::make_shared<UserDefaults>(folder_ / "defaults.json"));
-    Language::setUserLanguage(language);
-  }
-  ~LanguageChoice() { ORVSetUserDefaults(former_); }
-
- private:
-  testing::ScratchFolder folder_;
-  std::shared_ptr<UserDefaults> former_;
-};
+using LanguageChoice = testing::UserLanguageScope;
 
 TEST_F(GeneratedCatalogue, StringsTablesReadWholeInEveryLanguage) {
   // File.strings has keys with a double quote ("File:Quoting:\"") and a backslash; every entry

@@ -17,7 +17,6 @@
 #include "common/user_language.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/process_runner.h"
-#include "orvelin/support/user_defaults.h"
 
 namespace orvelin {
 namespace {
