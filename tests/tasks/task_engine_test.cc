@@ -111,6 +111,17 @@ class ManagerObserver {
 
 using testing::Gate;
 
+// `count` tasks whose bodies wait at `gate`.
+std::vector<std::shared_ptr<TaskItem>> gatedTasks(Gate& gate, int count) {
+  std::vector<std::shared_ptr<TaskItem>> tasks;
+  for (int i = 0; i < count; ++i) {
+    auto task = std::make_shared<ScriptedTask>("gated");
+    task->body = gate.body();
+    tasks.push_back(task);
+  }
+  return tasks;
+}
+
 // The engine's status steps and group counters run on the main queue: these tests give it a
 // thread of its own.
 class TaskEngine : public ::testing::Test {
@@ -192,12 +203,7 @@ TEST_F(TaskEngine, CancellingAGroupBeforeItRuns) {
   ManagerObserver observer(*manager, journal);
   // Fill the queue's eight slots with a group that waits, so that the next one cannot start.
   Gate gate;
-  std::vector<std::shared_ptr<TaskItem>> blockers;
-  for (int i = 0; i < 8; ++i) {
-    auto task = std::make_shared<ScriptedTask>("blocker");
-    task->body = gate.body();
-    blockers.push_back(task);
-  }
+  const auto blockers = gatedTasks(gate, 8);
   manager->addToPendingList(groupOf("blockers", blockers));
   std::vector<std::shared_ptr<TaskItem>> waiting;
   for (int i = 0; i < 5; ++i) waiting.push_back(std::make_shared<ScriptedTask>("waiting"));
@@ -219,12 +225,7 @@ TEST_F(TaskEngine, EightBodiesAtOnceAndNoMore) {
   Journal journal;
   ManagerObserver observer(*manager, journal);
   Gate gate;
-  std::vector<std::shared_ptr<TaskItem>> tasks;
-  for (int i = 0; i < 24; ++i) {
-    auto task = std::make_shared<ScriptedTask>("t");
-    task->body = gate.body();
-    tasks.push_back(task);
-  }
+  const auto tasks = gatedTasks(gate, 24);
   // Two groups share the one width.
   manager->addToPendingList(groupOf("a", std::vector<std::shared_ptr<TaskItem>>(tasks.begin(), tasks.begin() + 12)));
   manager->addToPendingList(groupOf("b", std::vector<std::shared_ptr<TaskItem>>(tasks.begin() + 12, tasks.end())));
@@ -253,12 +254,7 @@ TEST_F(TaskEngine, AnEmptyGroupComesToNothing) {
 TEST_F(TaskEngine, CancelAllTasksLeavesDroppedGroupsBehind) {
   auto manager = std::make_unique<TasksManager>();
   Gate gate;
-  std::vector<std::shared_ptr<TaskItem>> blockers;
-  for (int i = 0; i < 8; ++i) {
-    auto task = std::make_shared<ScriptedTask>("blocker");
-    task->body = gate.body();
-    blockers.push_back(task);
-  }
+  const auto blockers = gatedTasks(gate, 8);
   auto running = groupOf("running", blockers);
   manager->addToPendingList(running);
   auto later = groupOf("later", {std::make_shared<ScriptedTask>("x"), std::make_shared<ScriptedTask>("y")});
