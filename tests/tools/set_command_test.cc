@@ -23,29 +23,75 @@ using testing::exifToolRecord;
 using testing::runTool;
 using testing::ScratchFolder;
 
-TEST(SetCommand, ValuesClearsAndForcesPrintWhatTheSaveSent) {
+// One run per form of edit: the tags the save sent, and a value of each edit read back.
+struct SetCase {
+  const char* name;
+  const char* sample;
+  std::vector<std::string> options;
+  std::string sent;  // the line printed after "PATH: "
+  std::vector<std::pair<const char*, nlohmann::json>> expected;  // null: absent from the file
+};
+
+void PrintTo(const SetCase& value, std::ostream* out) { *out << value.name; }
+
+class SetCommandForm : public ::testing::TestWithParam<SetCase> {};
+
+TEST_P(SetCommandForm, SendsItsTagsAndSavesItsValues) {
+  const auto& [name, sample, options, sent, expected] = GetParam();
   ScratchFolder folder;
-  const auto file = testing::copySample("GPS.jpg", folder.path());
-  const auto before = testing::metadataRecord(file);
-  ASSERT_FALSE(before.contains("EXIF:LensModel"));
-  // A clear of a tag that the file lacks is an edit that comes to nothing: not sent.
-  auto run = runTool({"set", file.string(), "-t", "EXIF:Artist=Someone Else", "-t", "EXIF:ISO=200", "--clear",
-                      "EXIF:Software", "--clear", "EXIF:LensModel", "--force", "EXIF:Make"},
-                     folder.path());
+  const auto file = testing::copySample(sample, folder.path());
+  std::vector<std::string> arguments{"set", file.string()};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  const auto run = runTool(arguments, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
-  EXPECT_EQ(run.output, file.string() + ": EXIF:Artist EXIF:ISO EXIF:Make EXIF:Software\n");
   EXPECT_EQ(run.errors, "");
-
-  auto expected = testing::withIPTCCharacterSet(before);
-  expected["EXIF:Artist"] = "Someone Else";
-  expected["EXIF:ISO"] = 200;
-  expected["EXIF:Software"] = "";  // a cleared text tag holds an empty text
-  EXPECT_EQ(testing::metadataRecord(file), expected);
-
-  run = runTool({"set", file.string(), "--clear", "EXIF:LensModel"}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  EXPECT_EQ(run.output, file.string() + ": nothing to write; unchanged: EXIF:LensModel\n");
+  EXPECT_EQ(run.output, file.string() + ": " + sent + "\n");
+  const auto record = exifToolRecord(file);
+  for (const auto& [tag, value] : expected) {
+    if (value.is_null())
+      EXPECT_FALSE(record.contains(tag)) << tag;
+    else
+      EXPECT_EQ(record.value(tag, nlohmann::json()), value) << tag;
+  }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Forms, SetCommandForm,
+    ::testing::Values(
+        // A clear of a tag that the file lacks is an edit that comes to nothing: not sent.
+        SetCase{"ValuesClearsAndForces", "GPS.jpg",
+                {"-t", "EXIF:Artist=Someone Else", "-t", "EXIF:ISO=200", "--clear", "EXIF:Software", "--clear",
+                 "EXIF:LensModel", "--force", "EXIF:Make"},
+                "EXIF:Artist EXIF:ISO EXIF:Make EXIF:Software",
+                {{"EXIF:Artist", "Someone Else"}, {"EXIF:ISO", 200}, {"EXIF:Software", ""}, {"EXIF:Make", "FUJIFILM"}}},
+        SetCase{"NothingToWrite", "GPS.jpg", {"--clear", "EXIF:LensModel"}, "nothing to write; unchanged: EXIF:LensModel", {}},
+        // The file has no altitude and no date stamp: their clears are not sent.
+        SetCase{"EraseGPS", "GPS.jpg", {"--erase-gps"},
+                "EXIF:GPSLatitude EXIF:GPSLatitudeRef EXIF:GPSLongitude EXIF:GPSLongitudeRef EXIF:GPSTimeStamp",
+                {{"EXIF:GPSLatitude", nullptr}, {"EXIF:GPSTimeStamp", nullptr}, {"EXIF:GPSLatitudeRef", ""},
+                 {"EXIF:GPSMapDatum", "WGS84"}}},
+        SetCase{"GPSAndDates", "Canon.jpg",
+                {"--gps", "33 52 4.5 S, 151 12 36 W", "--gps-altitude=-3", "--date",
+                 "EXIF:CreateDate=SELECT(YY: 2020, MM: 1, DD: 2)", "--date", "EXIF:DateTimeOriginal=SHIFT(hh: 1)"},
+                "EXIF:CreateDate EXIF:DateTimeOriginal EXIF:GPSAltitude EXIF:GPSAltitudeRef EXIF:GPSLatitude "
+                "EXIF:GPSLatitudeRef EXIF:GPSLongitude EXIF:GPSLongitudeRef",
+                {{"EXIF:GPSLatitudeRef", "S"}, {"EXIF:GPSLongitudeRef", "W"}, {"EXIF:GPSLongitude", 151.21},
+                 {"EXIF:GPSAltitude", 3}, {"EXIF:GPSAltitudeRef", 1}, {"EXIF:CreateDate", "2020:01:02 00:00:00"},
+                 {"EXIF:DateTimeOriginal", "2003:12:04 07:46:52"}}},
+        SetCase{"RemoveThumbnail", "GPS.jpg", {"--remove-thumbnail"},
+                "EXIF:PreviewImage EXIF:PreviewImageLength EXIF:ThumbnailImage EXIF:ThumbnailLength",
+                {{"EXIF:ThumbnailLength", nullptr}, {"EXIF:ThumbnailOffset", nullptr}, {"EXIF:Artist", "Ian Britton"}}},
+        SetCase{"CopiesCloneAndMerges", "ExifTool.jpg",
+                {"--copy", "IPTC:City=EXIF:Artist", "--copy-date", "IPTC:DateCreated=EXIF:CreateDate", "--clone",
+                 "IPTC:Urgency=EXIF:ImageDescription", "--merge", "IPTC:Keywords=gumbo", "--merge",
+                 "IPTC:Headline=at all"},
+                "EXIF:Artist EXIF:CreateDate EXIF:ImageDescription IPTC:Headline IPTC:Keywords",
+                {{"EXIF:Artist", "Kingston"},
+                 {"EXIF:CreateDate", "2004:02:26 18:36:41"},  // the IPTC day, the EXIF time
+                 {"EXIF:ImageDescription", "8 (least urgent)"},
+                 {"IPTC:Keywords", {"jambalaya", "gumbo"}},
+                 {"IPTC:Headline", "No headline at all"}}}),
+    [](const ::testing::TestParamInfo<SetCase>& info) { return info.param.name; });
 
 TEST(SetCommand, RefusedValuesAreToldAndTheOthersSaved) {
   ScratchFolder folder;
@@ -98,7 +144,10 @@ TEST(SetCommand, FailedFilesAndUsageErrors) {
        {std::vector<std::string>{"set", file.string(), "-t", "EXIF:Artist"},
         std::vector<std::string>{"set", file.string(), "-t", "Artist=Someone"},
         std::vector<std::string>{"set", file.string(), "--clear", "EXIF:"},
-        std::vector<std::string>{"set", "-t", "EXIF:Artist=Someone"}, std::vector<std::string>{"set", "--bogus"}}) {
+        std::vector<std::string>{"set", "-t", "EXIF:Artist=Someone"}, std::vector<std::string>{"set", "--bogus"},
+        std::vector<std::string>{"set", file.string(), "--gps=somewhere"},
+        std::vector<std::string>{"set", file.string(), "--date=EXIF:CreateDate=LATER(hh: 1)"},
+        std::vector<std::string>{"set", file.string(), "--copy", "EXIF:Artist"}}) {
     run = runTool(arguments, folder.path());
     EXPECT_EQ(run.status, 2) << arguments.back();
     EXPECT_EQ(run.output, "") << arguments.back();
@@ -160,43 +209,6 @@ TEST(SetCommand, UpdateModifyDateSetsTheFilesDate) {
   EXPECT_EQ(modification(), expected);
 }
 
-TEST(SetCommand, EraseGPSSendsTheTagsTheFileHas) {
-  ScratchFolder folder;
-  const auto file = testing::copySample("GPS.jpg", folder.path());
-  const auto run = runTool({"set", file.string(), "--erase-gps"}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  // The file has no altitude and no date stamp: their clears are not sent.
-  EXPECT_EQ(run.output, file.string() +
-                            ": EXIF:GPSLatitude EXIF:GPSLatitudeRef EXIF:GPSLongitude EXIF:GPSLongitudeRef "
-                            "EXIF:GPSTimeStamp\n");
-  const auto record = exifToolRecord(file, {"EXIF:GPS*"});
-  for (const char* name : {"EXIF:GPSLatitude", "EXIF:GPSLongitude", "EXIF:GPSTimeStamp"})
-    EXPECT_FALSE(record.contains(name)) << name << " in " << record;
-  EXPECT_EQ(record.value("EXIF:GPSLatitudeRef", nlohmann::json()), "") << record;
-  EXPECT_EQ(record["EXIF:GPSMapDatum"], "WGS84");
-}
-
-TEST(SetCommand, GPSPositionAltitudeAndDates) {
-  ScratchFolder folder;
-  const auto file = testing::copySample("Canon.jpg", folder.path());
-  auto run = runTool({"set", file.string(), "--gps", "33 52 4.5 S, 151 12 36 W", "--gps-altitude=-3", "--date",
-                      "EXIF:CreateDate=SELECT(YY: 2020, MM: 1, DD: 2)", "--date",
-                      "EXIF:DateTimeOriginal=SHIFT(hh: 1)"},
-                     folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  const auto record = exifToolRecord(file, {"EXIF:GPS*", "EXIF:CreateDate", "EXIF:DateTimeOriginal"});
-  EXPECT_NEAR(record["EXIF:GPSLatitude"].get<double>(), 33.867917, 1e-5);
-  EXPECT_NEAR(record["EXIF:GPSLongitude"].get<double>(), 151.21, 1e-5);
-  EXPECT_EQ(record["EXIF:GPSLatitudeRef"], "S");
-  EXPECT_EQ(record["EXIF:GPSLongitudeRef"], "W");
-  EXPECT_EQ(record["EXIF:GPSAltitude"], 3);
-  EXPECT_EQ(record["EXIF:GPSAltitudeRef"], 1);
-  EXPECT_EQ(record["EXIF:CreateDate"], "2020:01:02 00:00:00");
-  EXPECT_EQ(record["EXIF:DateTimeOriginal"], "2003:12:04 07:46:52");
-  for (const char* wrong : {"--gps=somewhere", "--date=EXIF:CreateDate=LATER(hh: 1)"})
-    EXPECT_EQ(runTool({"set", file.string(), wrong}, folder.path()).status, 2) << wrong;
-}
-
 TEST(SetCommand, APresetDoesExactlyItsEntriesInOneSession) {
   ScratchFolder folder;
   const auto file = testing::copySample("GPS.jpg", folder.path());
@@ -212,7 +224,7 @@ TEST(SetCommand, APresetDoesExactlyItsEntriesInOneSession) {
   const auto presets = folder / "presets.json";
   Preset::exportToFile({other, preset}, presets);
 
-  const auto before = testing::metadataRecord(file);
+  const auto before = exifToolRecord(file, {"EXIF:Software"});
   const auto run = runTool({"set", file.string(), "-t", "EXIF:Software=Pending edit", "--preset", presets.string(),
                             "--preset-name", "Four"},
                            folder.path());
@@ -220,46 +232,21 @@ TEST(SetCommand, APresetDoesExactlyItsEntriesInOneSession) {
   // EXIF:Software, edited and then restored by the preset, is not sent.
   EXPECT_EQ(run.output, file.string() + ": EXIF:Artist EXIF:ImageDescription IPTC:Headline\n");
 
-  auto expected = testing::withIPTCCharacterSet(before);
-  expected["EXIF:ImageDescription"] = "From preset";
-  expected["EXIF:Artist"] = "FreeFoto.com";
-  expected["IPTC:Headline"] = "";  // a removed text tag holds an empty text
-  EXPECT_EQ(testing::metadataRecord(file), expected);
-
+  const auto record = exifToolRecord(file, {"EXIF:ImageDescription", "EXIF:Artist", "IPTC:Headline", "EXIF:Software"});
+  EXPECT_EQ(record["EXIF:ImageDescription"], "From preset");
+  EXPECT_EQ(record["EXIF:Artist"], "FreeFoto.com");
+  EXPECT_EQ(record["IPTC:Headline"], "");  // a removed text tag holds an empty text
+  EXPECT_EQ(record["EXIF:Software"], before["EXIF:Software"]);
   EXPECT_EQ(runTool({"set", file.string(), "--preset", presets.string(), "--preset-name", "None"}, folder.path()).status,
             2);
   EXPECT_EQ(runTool({"set", file.string(), "--preset", (folder / "missing.json").string()}, folder.path()).status, 2);
 }
 
-TEST(SetCommand, RemoveThumbnail) {
-  ScratchFolder folder;
-  const auto file = testing::copySample("GPS.jpg", folder.path());
-  ASSERT_EQ(exifToolRecord(file, {"ThumbnailLength"})["EXIF:ThumbnailLength"], 28);
-  const auto run = runTool({"set", file.string(), "--remove-thumbnail"}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  const auto record = exifToolRecord(file);
-  EXPECT_FALSE(record.contains("EXIF:ThumbnailImage")) << record;
-  EXPECT_FALSE(record.contains("EXIF:ThumbnailLength"));
-  EXPECT_FALSE(record.contains("EXIF:ThumbnailOffset"));
-  EXPECT_EQ(record["EXIF:Artist"], "Ian Britton");
-}
-
-TEST(SetCommand, CopiesCloneMergeAndKeywords) {
+TEST(SetCommand, KeywordsAndFinderTagsAndEditsThatCannotBeMade) {
   ScratchFolder folder;
   const auto file = testing::copySample("ExifTool.jpg", folder.path());
-  auto run = runTool({"set", file.string(), "--copy", "IPTC:City=EXIF:Artist", "--copy-date",
-                      "IPTC:DateCreated=EXIF:CreateDate", "--clone", "IPTC:Urgency=EXIF:ImageDescription",
-                      "--merge", "IPTC:Keywords=gumbo", "--merge", "IPTC:Headline=at all"},
-                     folder.path());
+  auto run = runTool({"set", file.string(), "--merge", "IPTC:Keywords=gumbo"}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
-  auto record = exifToolRecord(file, {"EXIF:Artist", "EXIF:CreateDate", "EXIF:ImageDescription", "IPTC:Keywords",
-                                      "IPTC:Headline"});
-  EXPECT_EQ(record["EXIF:Artist"], "Kingston");
-  EXPECT_EQ(record["EXIF:CreateDate"], "2004:02:26 18:36:41");  // the IPTC day, the EXIF time
-  EXPECT_EQ(record["EXIF:ImageDescription"], "8 (least urgent)");
-  EXPECT_EQ(record["IPTC:Keywords"], (nlohmann::json{"jambalaya", "gumbo"}));
-  EXPECT_EQ(record["IPTC:Headline"], "No headline at all");
-
   run = runTool({"set", file.string(), "--finder-tags-from-keywords"}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   std::error_code error;
@@ -276,7 +263,6 @@ TEST(SetCommand, CopiesCloneMergeAndKeywords) {
   EXPECT_NE(run.errors.find("EXIF:ISO refused"), std::string::npos) << run.errors;
   EXPECT_NE(run.errors.find("EXIF:Nothing refused"), std::string::npos) << run.errors;
   EXPECT_EQ(exifToolRecord(file, {"IPTC:City"})["IPTC:City"], "Kingston Ontario");
-  EXPECT_EQ(runTool({"set", file.string(), "--copy", "EXIF:Artist"}, folder.path()).status, 2);
 }
 
 }  // namespace

@@ -68,12 +68,4 @@ inline nlohmann::json metadataRecord(const std::filesystem::path& file) {
   return record;
 }
 
-// `record` as a save leaves it beside the edited values: the writer's IPTC character set
-// argument adds the character set (and with it the envelope's version) to the file.
-inline nlohmann::json withIPTCCharacterSet(nlohmann::json record) {
-  record["IPTC:CodedCharacterSet"] = "\x1b%G";
-  record["IPTC:EnvelopeRecordVersion"] = 4;
-  return record;
-}
-
 }  // namespace orvelin::testing
