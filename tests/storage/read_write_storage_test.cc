@@ -135,21 +135,10 @@ TEST(ReadWriteStorageFinderTags, ReadFromTheFileAttribute) {
   EXPECT_TRUE(missing.originalFinderTags().empty());
 }
 
-TEST(ReadWriteStorageFinderTags, AFileSystemWithoutUserAttributesHasNoTags) {
-  // /proc has no user attributes: the answer is "no tags", not an error or a crash.
-  ReadWriteStorage storage("/proc/self/status");
-  storage.readFinderTags();
-  EXPECT_TRUE(storage.originalFinderTags().empty());
-}
-
 class ReadWriteStorageExport : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { TagsResources::shared().reload(); }
 };
-
-TEST_F(ReadWriteStorageExport, AnUntouchedStorageWritesOnlyTheSource) {
-  EXPECT_EQ(fileWithMake().buildETValues().dump(), R"({"SourceFile":"*"})");
-}
 
 TEST_F(ReadWriteStorageExport, GroupsValuesAndDeletions) {
   auto storage = fileWithMake();
