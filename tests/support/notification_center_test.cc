@@ -4,10 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
+#include "common/gate.h"
 #include "orvelin/support/operation_queue.h"
 
 namespace orvelin {
@@ -70,25 +69,17 @@ TEST(NotificationCenter, RemovedObserversAreNotCalled) {
 TEST(NotificationCenter, ObserverWithAQueueGetsTheNotificationThere) {
   NotificationCenter center;
   OperationQueue queue(1);
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool release = false;
-  std::vector<int> received;
-  bool onQueue = true;
+  testing::Gate gate;
+  std::vector<int> received;  // touched on the queue only
+  std::atomic<bool> onQueue{true};
   center.addObserver("Q", nullptr, &queue, [&](const Notification& note) {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return release; });  // the poster must not wait for this
+    gate.wait();  // the poster must not wait for this
     onQueue = onQueue && queue.isCurrentQueue();
     received.push_back(*note.userInfoValue<int>("N"));
   });
   center.post("Q", nullptr, {{"N", 1}});
   center.post("Q", nullptr, {{"N", 2}});
-  {
-    std::lock_guard lock(mutex);
-    EXPECT_TRUE(received.empty());
-    release = true;
-    changed.notify_all();
-  }
+  gate.open();
   queue.waitUntilAllOperationsAreFinished();
   EXPECT_THAT(received, ElementsAre(1, 2));
   EXPECT_TRUE(onQueue);
@@ -97,22 +88,13 @@ TEST(NotificationCenter, ObserverWithAQueueGetsTheNotificationThere) {
 TEST(NotificationCenter, RemovalDropsDeliveriesNotYetBegun) {
   NotificationCenter center;
   OperationQueue queue(1);
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool release = false;
-  queue.addOperation([&] {  // holds the queue until released
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return release; });
-  });
+  testing::Gate gate;
+  queue.addOperation(gate.body());  // holds the queue until opened
   std::atomic<int> calls{0};
   auto token = center.addObserver("Q", nullptr, &queue, [&](const Notification&) { ++calls; });
   center.post("Q");
   center.removeObserver(token);
-  {
-    std::lock_guard lock(mutex);
-    release = true;
-    changed.notify_all();
-  }
+  gate.open();
   queue.waitUntilAllOperationsAreFinished();
   EXPECT_EQ(calls.load(), 0);
 }
