@@ -22,8 +22,6 @@ using testing::Gate;
 
 TEST(OperationQueue, WidthOneRunsInOrderOneAtATime) {
   OperationQueue queue(1, "serial");
-  EXPECT_EQ(queue.name(), "serial");
-  EXPECT_EQ(queue.maxConcurrentOperationCount(), 1u);
   std::vector<int> order;
   std::atomic<int> running{0};
   std::atomic<bool> overlapped{false};
@@ -43,26 +41,16 @@ TEST(OperationQueue, WidthOneRunsInOrderOneAtATime) {
 TEST(OperationQueue, RunsUpToItsWidthAtOnce) {
   OperationQueue queue(3);
   Gate gate;
-  std::atomic<int> running{0};
-  std::atomic<int> highest{0};
-  for (int i = 0; i < 7; ++i)
-    queue.addOperation([&] {
-      const int now = ++running;
-      int seen = highest.load();
-      while (now > seen && !highest.compare_exchange_weak(seen, now)) {
-      }
-      gate.wait();
-      --running;
-    });
+  for (int i = 0; i < 7; ++i) queue.addOperation(gate.body());
   ASSERT_TRUE(gate.awaitWaiting(3));
   std::this_thread::sleep_for(50ms);  // room for a fourth to start, were the width not kept
-  EXPECT_EQ(highest.load(), 3);
+  EXPECT_EQ(gate.highest(), 3);
   EXPECT_EQ(queue.operationCount(), 7u);  // three running, four waiting
-  EXPECT_TRUE(queue.isCurrentQueue() == false);
+  EXPECT_FALSE(queue.isCurrentQueue());
   gate.open();
   queue.waitUntilAllOperationsAreFinished();
   EXPECT_EQ(queue.operationCount(), 0u);
-  EXPECT_EQ(highest.load(), 3);
+  EXPECT_EQ(gate.highest(), 3);
 }
 
 TEST(OperationQueue, CancelDropsWhatHasNotBegun) {
