@@ -6,7 +6,6 @@
 #include <thread>
 #include <nlohmann/json.hpp>
 
-#include <condition_variable>
 #include <future>
 
 #include "common/event_log.h"

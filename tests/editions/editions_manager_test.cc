@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <set>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "common/editors.h"
 #include "orvelin/catalogue/tags_resources.h"

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>

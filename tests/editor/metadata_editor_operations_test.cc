@@ -8,9 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <cmath>
-#include <mutex>
 #include <thread>
 
 #include "common/editors.h"

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>

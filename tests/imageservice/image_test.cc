@@ -1,11 +1,9 @@
 #include "orvelin/imageservice/image.h"
 
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>

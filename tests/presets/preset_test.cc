@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
-#include <cmath>
 #include <vector>
 
 #include "common/event_log.h"

@@ -1,6 +1,5 @@
 #include "orvelin/support/process_runner.h"
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -4,10 +4,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-
-#include <typeindex>
-#include <typeinfo>
-
 #include "common/test_support.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/tags/tag_access.h"

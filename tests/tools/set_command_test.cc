@@ -5,7 +5,6 @@
 
 #include <sys/stat.h>
 
-#include <cmath>
 #include <ctime>
 
 #include "common/test_support.h"

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
-
 #include "orvelin/values/coordinate_parser.h"
 #include "values/comma_locale.h"
 

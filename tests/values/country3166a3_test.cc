@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <set>
 #include <string>
-#include <unordered_set>
 
 namespace orvelin {
 namespace {
