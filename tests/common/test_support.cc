@@ -94,6 +94,19 @@ const auto* const registered = ::testing::AddGlobalTestEnvironment(new IsolatedE
 
 }  // namespace
 
+std::vector<std::string> finderTagsOf(const fs::path& path) {
+  std::error_code error;
+  auto tags = readFinderTags(path, error);
+  if (error) ADD_FAILURE() << "file tags of " << path << ": " << error.message();
+  return tags;
+}
+
+void setFinderTags(const fs::path& path, const std::vector<std::string>& tags) {
+  std::error_code error;
+  writeFinderTags(path, tags, error);
+  if (error) ADD_FAILURE() << "file tags of " << path << ": " << error.message();
+}
+
 ConsoleCapture::ConsoleCapture() : file_(std::tmpfile()), previous_(ORVGetConsole()) {
   if (!file_) throw std::runtime_error("no temporary file for the console");
   ORVSetConsole(::fileno(file_));

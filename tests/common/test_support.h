@@ -37,6 +37,10 @@ std::filesystem::path copySample(const std::string& name, const std::filesystem:
 void writeFile(const std::filesystem::path& path, const std::string& contents);
 std::string readFile(const std::filesystem::path& path);
 
+// The file tags of `path`, read or written; a failure is a test failure (and reads as none).
+std::vector<std::string> finderTagsOf(const std::filesystem::path& path);
+void setFinderTags(const std::filesystem::path& path, const std::vector<std::string>& tags);
+
 // Environment variables set (or, when absent, unset) for the life of the scope, then restored.
 class EnvironmentScope {
  public:

@@ -52,9 +52,7 @@ TEST_F(ETEditorsTest, ReadImageFileFillsAnEditorWithValuesAndFinderTags) {
   EXPECT_TRUE(untagged->originalFinderTags().empty());
   EXPECT_EQ(untagged->password(), std::optional<std::string>("pass"));
 
-  std::error_code error;
-  writeFinderTags(path, {"Holiday", "Été"}, error);
-  ASSERT_FALSE(error);
+  testing::setFinderTags(path, {"Holiday", "Été"});
   EXPECT_EQ(read(path)->originalFinderTags(), (std::vector<std::string>{"Holiday", "Été"}));
 
   EXPECT_THROW(read(scratch / "missing.jpg"), std::exception);

@@ -256,9 +256,7 @@ TEST_F(MetadataEditorTest, UnsafeSetValueSkipsEveryCheckButTheLock) {
 
 TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   const auto path = copySample("Canon.jpg", scratch.path());
-  std::error_code error;
-  writeFinderTags(path, {"Red", "Blue"}, error);
-  ASSERT_FALSE(error) << error.message();
+  testing::setFinderTags(path, {"Red", "Blue"});
   auto file = testing::readEditor(path);
   ASSERT_EQ(file->originalFinderTags(), (std::vector<std::string>{"Red", "Blue"}));
   EXPECT_TRUE(file->canEditFinderTags());

@@ -49,6 +49,7 @@ using testing::copySample;
 using testing::readFile;
 using testing::ScratchFolder;
 using testing::writeFile;
+using testing::finderTagsOf;
 
 const TagName artist("EXIF", "Artist");
 const TagName software("EXIF", "Software");
@@ -64,13 +65,6 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
   if (!fs::exists(folder)) return files;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) files.push_back(entry.path());
   return files;
-}
-
-std::vector<std::string> finderTagsOf(const fs::path& path) {
-  std::error_code error;
-  auto tags = readFinderTags(path, error);
-  EXPECT_FALSE(error) << path << ": " << error.message();
-  return tags;
 }
 
 using testing::FailingFileSystem;
@@ -652,9 +646,7 @@ TEST_F(MetadataETWriterTest, EachFileOperationFailingInTurnLeavesTheFileWhole) {
 TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   const auto path = copySample("Canon.jpg", scratch.path());
   ::chmod(path.c_str(), 0640);
-  std::error_code error;
-  writeFinderTags(path, {"Kept"}, error);
-  ASSERT_FALSE(error);
+  testing::setFinderTags(path, {"Kept"});
   auto editor = readEditor(path);
   editor->setValue(std::string("Ada Lovelace"), artist);
   editor->setValue(std::string("99999999"), iso);

@@ -280,14 +280,13 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   for (const auto& task : group->tasks) EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
 
   // The files of the folder, and the file, take the date as file date and the Finder tags.
-  std::error_code error;
   for (const auto& path : {images[0], images[1], file->url()}) {
     EXPECT_EQ(exifTool(path, "EXIF:ModifyDate"), "2001:02:03 04:05:06") << path;
     EXPECT_THAT(exifTool(path, "FileModifyDate"), ::testing::StartsWith("2001:02:03 04:05:06")) << path;
-    EXPECT_THAT(readFinderTags(path, error), ::testing::ElementsAre("Blue")) << path;
+    EXPECT_THAT(testing::finderTagsOf(path), ::testing::ElementsAre("Blue")) << path;
   }
   // The folder itself takes neither.
-  EXPECT_TRUE(readFinderTags(inside, error).empty());
+  EXPECT_TRUE(testing::finderTagsOf(inside).empty());
   EXPECT_GT(std::chrono::file_clock::to_sys(fs::last_write_time(inside)),
             std::chrono::sys_days{std::chrono::year{2010} / 1 / 1});
   // Creation dates cannot be set here: each save says so for its files, and the file editor

@@ -161,8 +161,7 @@ TEST(SetCommand, FinderTagsOnAFileAndOnTheImagesOfAFolder) {
   auto run = runTool({"set", file.string(), "--finder-tags", "red, blue"}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(run.output, file.string() + ": ORVFinder:Tags\n");
-  std::error_code error;
-  EXPECT_EQ(readFinderTags(file, error), (std::vector<std::string>{"red", "blue"}));
+  EXPECT_EQ(testing::finderTagsOf(file), (std::vector<std::string>{"red", "blue"}));
 
   // A folder (a path without extension): the tags and values go to its images, not to it.
   const auto album = folder / "album";
@@ -173,11 +172,10 @@ TEST(SetCommand, FinderTagsOnAFileAndOnTheImagesOfAFolder) {
   ASSERT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(run.output, album.string() + ": EXIF:Artist ORVFinder:Tags\n");
   for (const auto& image : {first, second}) {
-    EXPECT_EQ(readFinderTags(image, error), (std::vector<std::string>{"green"})) << image;
+    EXPECT_EQ(testing::finderTagsOf(image), (std::vector<std::string>{"green"})) << image;
     EXPECT_EQ(exifToolRecord(image, {"EXIF:Artist"})["EXIF:Artist"], "Folder Artist") << image;
   }
-  EXPECT_EQ(readFinderTags(album, error), std::vector<std::string>{});
-  EXPECT_FALSE(error) << error.message();
+  EXPECT_EQ(testing::finderTagsOf(album), std::vector<std::string>{});
 }
 
 TEST(SetCommand, UpdateModifyDateSetsTheFilesDate) {
@@ -248,8 +246,7 @@ TEST(SetCommand, KeywordsAndFinderTagsAndEditsThatCannotBeMade) {
   ASSERT_EQ(run.status, 0) << run.errors;
   run = runTool({"set", file.string(), "--finder-tags-from-keywords"}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
-  std::error_code error;
-  EXPECT_EQ(readFinderTags(file, error), (std::vector<std::string>{"jambalaya", "gumbo"}));
+  EXPECT_EQ(testing::finderTagsOf(file), (std::vector<std::string>{"jambalaya", "gumbo"}));
   run = runTool({"set", file.string(), "--finder-tags", "red,blue", "--keywords-from-finder-tags"}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(exifToolRecord(file, {"IPTC:Keywords"})["IPTC:Keywords"], (nlohmann::json{"red", "blue"}));
