@@ -18,10 +18,19 @@
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/editor/metadata_editor.h"
+#include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/notification_center.h"
 
 namespace orvelin::testing {
+
+// Runs exiftool over `path` in place with `arguments` before it: a test's own preparation.
+inline void exifToolInPlace(const std::filesystem::path& path, std::vector<std::string> arguments) {
+  ExifToolCLI cli;
+  cli.overwriteInPlace = true;
+  arguments.push_back(path.string());
+  cli.run(arguments);
+}
 
 // "STREAM:KEY" as a tag name (the test's own text: a bad one is a fault of the test).
 inline TagName tag(const char* raw) { return *TagName::fromRawValue(raw); }

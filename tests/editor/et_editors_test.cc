@@ -12,7 +12,6 @@
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/editor_image_facts.h"
-#include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/files.h"
 #include "orvelin/support/process_runner.h"
@@ -72,9 +71,7 @@ TEST_F(ETEditorsTest, ReadImageFolderRunsNoProcess) {
 TEST_F(ETEditorsTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
   // GPS.jpg (120 x 80) gets Canon.jpg (8 x 8) as its EXIF thumbnail.
   const auto path = copySample("GPS.jpg", scratch.path());
-  ExifToolCLI cli;
-  cli.overwriteInPlace = true;
-  cli.run({"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string(), path.string()});
+  testing::exifToolInPlace(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
   auto editor = read(path);
   ASSERT_THAT(editor->originalValue(TagName::exifThumbnailLength),
               Optional(std::to_string(fs::file_size(testing::dataDirectory() / "Canon.jpg"))));

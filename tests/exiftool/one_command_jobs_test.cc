@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/recording_runner.h"
+#include "common/editors.h"
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/exiftool/exiftool_cli.h"
@@ -52,9 +53,7 @@ class OneCommandJobs : public ::testing::Test {
     testing::ScratchFolder scratch;
     const auto image = scratch / "embedded.jpg";
     testing::writeFile(image, jpeg);
-    ExifToolCLI cli;
-    cli.overwriteInPlace = true;
-    cli.run({"-" + tag + "<=" + image.string(), file.string()});
+    testing::exifToolInPlace(file, {"-" + tag + "<=" + image.string()});
   }
 
   // The thumbnail of ExifTool.jpg (a JFIF extension thumbnail of 45 x 60 pixels), as exiftool

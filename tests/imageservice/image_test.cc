@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "common/editors.h"
 #include "common/test_support.h"
-#include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/debug_log.h"
 
 namespace orvelin {
@@ -108,9 +108,7 @@ TEST(Image, ThumbnailsAreUprightAndNeverEnlarged) {
   EXPECT_EQ(thumbnail->width(), 120);  // smaller than 300 already
   EXPECT_EQ(thumbnail->height(), 80);
 
-  ExifToolCLI cli;
-  cli.overwriteInPlace = true;
-  cli.run({"-Orientation#=6", file.string()});  // rotate 90 degrees clockwise to view
+  testing::exifToolInPlace(file, {"-Orientation#=6"});  // rotate 90 degrees clockwise to view
   thumbnail = Image::thumbnail(file, 30);
   ASSERT_TRUE(thumbnail);
   EXPECT_EQ(thumbnail->width(), 20);

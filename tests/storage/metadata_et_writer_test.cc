@@ -140,14 +140,6 @@ std::string embeddedPixels(const fs::path& path) {
   return image ? image->pixelData() : std::string();
 }
 
-// Runs exiftool over `path` in place with `arguments` before the file.
-void runExifTool(const fs::path& path, std::vector<std::string> arguments) {
-  ExifToolCLI cli;
-  cli.overwriteInPlace = true;
-  arguments.push_back(path.string());
-  cli.run(arguments);
-}
-
 // Makes the file that a case saves, in a folder, and answers its path.
 using FileMaker = std::function<fs::path(const fs::path& folder)>;
 
@@ -159,7 +151,7 @@ FileMaker copyOf(std::string sample) {
 FileMaker rawWithJPEG(std::string sample, std::string tag) {
   return [sample, tag](const fs::path& folder) {
     const auto path = copySample(sample, folder);
-    runExifTool(path, {"-m", "-" + tag + "<=" + (testing::dataDirectory() / "GPS.jpg").string()});
+    testing::exifToolInPlace(path, {"-m", "-" + tag + "<=" + (testing::dataDirectory() / "GPS.jpg").string()});
     return path;
   };
 }
@@ -690,7 +682,7 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
 TEST_F(MetadataETWriterTest, JSONFileOfAnEditedStorage) {
   // GPS.jpg with Canon.jpg as its EXIF thumbnail.
   const auto path = copySample("GPS.jpg", scratch.path());
-  runExifTool(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
+  testing::exifToolInPlace(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
   const auto byHand = scratch / "by-hand.jpg";
   fs::copy_file(path, byHand);
   auto editor = readEditor(path);
