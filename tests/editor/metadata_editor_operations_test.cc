@@ -493,6 +493,8 @@ TEST_F(EditorOperations, GPSWritersStoreMagnitudeAndReference) {
   setEXIFGPSTimeStamp(*editor, PartialTime(1, 2, 3));
   setEXIFGPSDateStamp(*editor, PartialDate(2020, 2, 29));
   EXPECT_EQ(dateText.stringValueFromTypedValue(exifGPSDateTime(*editor)), "2020:02:29 01:02:03");
+  setEXIFGPSDateStamp(*editor, std::nullopt);  // a time alone is no moment
+  EXPECT_EQ(exifGPSDateTime(*editor), std::nullopt);
 }
 
 TEST_F(EditorOperations, GPSCoordinatesAndLocations) {
@@ -678,52 +680,7 @@ TEST_F(EditorOperations, ThumbnailFactsAndDirectWrites) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// The editor's rules hold
-
-TEST_F(EditorOperations, ALockedEditorRefusesEveryValueWrite) {
-  auto editor = editorOf({{"EXIF:Make", "Canon"},
-                          {"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"},
-                          {"IPTC:Headline", "News"},
-                          {"EXIF:ThumbnailLength", "10"}});
-  editor->lockEditor();
-  clearValue(*editor, tag("EXIF:Make"));
-  clearAll(*editor);
-  mergeValue(*editor, "x", tag("IPTC:Headline"));
-  copy(*editor, tag("EXIF:Make"), tag("IPTC:Headline"));
-  clone(*editor, tag("EXIF:Make"), tag("IPTC:Headline"));
-  copyDate(*editor, tag("EXIF:DateTimeOriginal"), tag("EXIF:CreateDate"));
-  apply(*editor, *DateEdition::fromDescription("SHIFT(hh: 1)"), tag("EXIF:DateTimeOriginal"));
-  apply(*editor, {{tag("EXIF:Artist"), PresetEntry::value("x")}});
-  setExifCreateDate(*editor, currentDate());
-  setEXIFGPSLocation(*editor, Location{}, false);
-  eraseEXIFGPSLocation(*editor);
-  removeThumbnail(*editor);
-  EXPECT_FALSE(editor->isEdited());
-  editor->unlockEditor();
-}
-
-TEST_F(EditorOperations, SamplesReadThroughExifTool) {
-  ScratchFolder folder;
-  const auto gps = testing::readEditor(testing::copySample("GPS.jpg", folder.path()));
-  // City and Province-State are there, each a blank.
-  EXPECT_EQ(iptcLocationDescription(*gps), " ,  , United Kingdom");
-  clearValue(*gps, tag("IPTC:Province-State"));
-  clearValue(*gps, tag("IPTC:City"));
-  EXPECT_EQ(iptcLocationDescription(*gps), ", , United Kingdom");
-  EXPECT_EQ(imageSize(*gps), (ImageSize{120, 80}));
-  EXPECT_TRUE(hasOriginalThumbnail(*gps));
-  EXPECT_EQ(exifGPSTimeStamp(*gps), PartialTime(14, 58, 24));
-  EXPECT_EQ(exifGPSDateTime(*gps), std::nullopt);  // no date stamp
-  const auto position = exifGPSLocation(*gps);
-  ASSERT_TRUE(position);
-  EXPECT_NEAR(position->latitude, 54.98966667, 1e-7);
-  EXPECT_NEAR(position->longitude, -1.91416667, 1e-7);  // "W"
-  const auto png = testing::readEditor(testing::copySample("PNG.png", folder.path()));
-  EXPECT_EQ(imageSize(*png), (ImageSize{16, 16}));
-  EXPECT_FALSE(hasCurrentThumbnail(*png));
-  const auto canon = testing::readEditor(testing::copySample("Canon.jpg", folder.path()));
-  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*canon)), "2003:12:04 06:46:52");
-}
+// From many threads
 
 // Operations on shared editors from many threads: each slot call is atomic, and the sessions
 // of all threads nest in the one global session. Run under ThreadSanitizer for the races.
