@@ -1,7 +1,6 @@
 // The operations built on the editor's slots: values, Finder tags, edits with intent, dates,
-// presets, GPS and image facts. Most cases use editors over storages filled here (file type
-// "jpg", whose streams EXIF and IPTC are editable and File readable); a few read sample files
-// through exiftool.
+// presets, GPS and image facts, on editors over storages filled here (file type "jpg", whose
+// streams EXIF and IPTC are editable and File readable).
 
 #include "orvelin/editor/metadata_editor.h"
 
