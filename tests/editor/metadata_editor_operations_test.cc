@@ -121,11 +121,6 @@ TEST_F(EditorOperations, FinderTagsAndKeywords) {
   restoreValue(*editor, TagName::iptcKeywords);
   copyFinderTagsToIPTCKeywords(*editor);
   EXPECT_EQ(editor->writtenValue(TagName::iptcKeywords), "");
-
-  // A folder keeps even the original tags pending.
-  auto folderEditor = editorOf({}, "/photos/folder");
-  folderEditor->setFinderTags(std::vector<std::string>{});
-  EXPECT_FALSE(areOriginalFinderTags(*folderEditor));
 }
 
 // ---------------------------------------------------------------------------------------------
