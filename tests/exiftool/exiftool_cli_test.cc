@@ -157,36 +157,6 @@ TEST(ExifToolCLIOutput, AMissingOrUnusableLauncherGivesEmptyOutputAndAClearError
   }
 }
 
-TEST(ExifToolCLIRun, ReportsTheToolsVersion) {
-  ExifToolCLI cli;
-  cli.run({"-ver"});
-  const auto version = cli.buildStdOutString();
-  ASSERT_TRUE(version);
-  EXPECT_THAT(*version, ::testing::MatchesRegex("[0-9]+\\.[0-9]+\n"));
-  EXPECT_EQ(cli.stdErrData(), "");
-}
-
-TEST(ExifToolCLIRun, ReadsASampleAsJSON) {
-  ExifToolCLI cli;
-  cli.disableComposite = true;
-  cli.run({"-g0:1", "-m", "-j", (testing::dataDirectory() / "Canon.jpg").string()});
-  const auto json = nlohmann::json::parse(*cli.buildStdOutString());
-  ASSERT_TRUE(json.is_array());
-  ASSERT_EQ(json.size(), 1u);
-  EXPECT_EQ(json[0]["EXIF:IFD0"]["Make"], "Canon");
-  EXPECT_FALSE(json[0].contains("Composite"));
-}
-
-TEST(ExifToolCLIRun, PrintsValuesInTheChosenLanguage) {
-  const auto sample = (testing::dataDirectory() / "Canon.jpg").string();
-  ExifToolCLI english(Language::english);
-  english.run({"-s3", "-Flash", sample});
-  ExifToolCLI german(Language::german);
-  german.run({"-s3", "-Flash", sample});
-  EXPECT_EQ(english.buildStdOutString(), "No Flash\n");
-  EXPECT_EQ(german.buildStdOutString(), "Blitz wurde nicht ausgelöst\n");
-}
-
 TEST(ExifToolCLIRun, FileNamesInUTF8) {
   testing::ScratchFolder folder;
   const auto copy = testing::copySample("Canon.jpg", folder.path());
@@ -220,32 +190,6 @@ TEST(ExifToolCLIRun, FileDatesInTheProcesssTimeZone) {
     cli.run({"-s3", "-FileModifyDate", file.string()});
   }
   EXPECT_EQ(cli.buildStdOutString(), "2020:09:13 21:26:40+09:00\n");
-}
-
-TEST(ExifToolCLIRun, ChildrenGetNoDescriptorsAndAreReaped) {
-  // A descriptor opened without close-on-exec must not reach the child.
-  const int leaky = ::open("/dev/null", O_RDONLY);
-  ASSERT_GE(leaky, 0);
-  auto result = ProcessRunner::Default()->run({"/bin/ls", {"/proc/self/fd"}, {}});
-  ::close(leaky);
-  ASSERT_TRUE(result.launched);
-  // 0, 1, 2 and the one ls opens to read its folder.
-  EXPECT_EQ(result.standardOutput, "0\n1\n2\n3\n");
-  ExifToolCLI cli;
-  cli.run({"-ver"});
-  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
-  EXPECT_EQ(errno, ECHILD);
-}
-
-TEST(ExifToolCLIRun, LargeOutputOnBothStreamsIsReadToTheEnd) {
-  // Enough on both pipes to fill them many times over while the other is being written.
-  auto result = ProcessRunner::Default()->run(
-      {"/bin/sh", {"-c", "i=0; while [ $i -lt 20000 ]; do echo out$i; echo err$i >&2; i=$((i+1)); done"}, {}});
-  ASSERT_TRUE(result.launched);
-  EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_THAT(result.standardOutput, HasSubstr("out19999\n"));
-  EXPECT_THAT(result.standardError, HasSubstr("err19999\n"));
-  EXPECT_EQ(std::count(result.standardOutput.begin(), result.standardOutput.end(), '\n'), 20000);
 }
 
 TEST(MediaKinds, FromFileExtensions) {

@@ -1,12 +1,15 @@
 #include "orvelin/support/process_runner.h"
 
 #include <signal.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "common/test_support.h"
@@ -65,6 +68,29 @@ TEST(ProcessRunner, LaunchFailuresSayWhy) {
   EXPECT_FALSE(result.launched);
   EXPECT_EQ(result.launchError, EACCES);  // no execute bit at all: refused even to root
   EXPECT_THAT(result.standardError, HasSubstr(script.string()));
+}
+
+TEST(ProcessRunner, ChildrenGetNoDescriptorsAndAreReaped) {
+  // A descriptor opened without close-on-exec must not reach the child.
+  const int leaky = ::open("/dev/null", O_RDONLY);
+  ASSERT_GE(leaky, 0);
+  auto result = ProcessRunner::Default()->run({"/bin/ls", {"/proc/self/fd"}, {}});
+  ::close(leaky);
+  ASSERT_TRUE(result.launched);
+  // 0, 1, 2 and the one ls opens to read its folder.
+  EXPECT_EQ(result.standardOutput, "0\n1\n2\n3\n");
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(ProcessRunner, LargeOutputOnBothStreamsIsReadToTheEnd) {
+  // Enough on both pipes to fill them many times over while the other is being written.
+  const auto result = runShell("i=0; while [ $i -lt 20000 ]; do echo out$i; echo err$i >&2; i=$((i+1)); done");
+  ASSERT_TRUE(result.launched);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.standardOutput, HasSubstr("out19999\n"));
+  EXPECT_THAT(result.standardError, HasSubstr("err19999\n"));
+  EXPECT_EQ(std::count(result.standardOutput.begin(), result.standardOutput.end(), '\n'), 20000);
 }
 
 TEST(ProcessRunnerDeathTest, WorksWhenTheParentsStandardStreamsAreClosed) {
