@@ -1,12 +1,9 @@
 #include "orvelin/exiftool/exiftool_cli.h"
 
 #include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "common/recording_runner.h"
 #include "common/test_support.h"
