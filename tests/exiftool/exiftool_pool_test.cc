@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -44,6 +45,10 @@ TEST_F(Pool, EveryCommandGivesWhatASpawnedExifToolGives) {
   ExifToolCLI().run({"-EXIF:Artist=Me", "-o", withArtist, canon.string()});
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(testing::dataDirectory())) files.push_back(entry.path());
+  // More samples, such as the project's whole corpus, when ORVELIN_CORPUS names their folder.
+  if (const char* corpus = std::getenv("ORVELIN_CORPUS"))
+    for (const auto& entry : fs::recursive_directory_iterator(corpus))
+      if (entry.is_regular_file() && entry.path().extension() != ".md") files.push_back(entry.path());
   std::sort(files.begin(), files.end());
 
   // The commands as the library builds them for a spawned process.
