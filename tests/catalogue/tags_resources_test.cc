@@ -277,7 +277,7 @@ TEST_F(GeneratedCatalogue, HoldsEveryStreamThatAReadFilesAndReadsUntypedTagsRead
   EXPECT_EQ(sharpness->type, TagType::integer);
 }
 
-using LanguageChoice = testing::UserLanguageScope;
+using testing::UserLanguageScope;
 
 TEST_F(GeneratedCatalogue, StringsTablesReadWholeInEveryLanguage) {
   // File.strings has keys with a double quote ("File:Quoting:\"") and a backslash; every entry
@@ -287,7 +287,7 @@ TEST_F(GeneratedCatalogue, StringsTablesReadWholeInEveryLanguage) {
            std::pair{Language::german, "Vertikale Bildauflösung"},
            std::pair{Language::french, "Résolution verticale de l'image"},
        }) {
-    LanguageChoice choice(language);
+    UserLanguageScope choice(language);
     SCOPED_TRACE(ORVCurrentLocalizationName());
     EXPECT_EQ(ORVTL("File", "File:Quoting:\""), "Double quotes");
     EXPECT_EQ(ORVTL("File", "File:Quoting:'"), "Single quotes");
@@ -297,7 +297,7 @@ TEST_F(GeneratedCatalogue, StringsTablesReadWholeInEveryLanguage) {
 }
 
 TEST_F(GeneratedCatalogue, LocalisedNamesAndValuesInAnotherLanguage) {
-  LanguageChoice german(Language::german);
+  UserLanguageScope german(Language::german);
   const auto source = tag("EXIF:FileSource");
   ASSERT_TRUE(source);
   EXPECT_EQ(source->localizedName(), "Dateiquelle");

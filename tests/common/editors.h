@@ -1,7 +1,8 @@
 #pragma once
 
 // Editors for tests: made from a list of values without reading a file, saved as the save
-// tasks save them, and observed through the lock and session notifications.
+// tasks save them, and observed through the lock and session notifications; and exiftool run
+// for a test's own preparation.
 
 #include <filesystem>
 #include <initializer_list>
@@ -31,6 +32,15 @@ inline void exifToolInPlace(const std::filesystem::path& path, std::vector<std::
   arguments.push_back(path.string());
   cli.run(arguments);
 }
+
+// Arguments every exiftool command of the library carries (ORVSetExtraArguments) for the scope.
+class ExtraArgumentsScope {
+ public:
+  explicit ExtraArgumentsScope(std::vector<std::string> arguments) { ORVSetExtraArguments(std::move(arguments)); }
+  ExtraArgumentsScope(const ExtraArgumentsScope&) = delete;
+  ExtraArgumentsScope& operator=(const ExtraArgumentsScope&) = delete;
+  ~ExtraArgumentsScope() { ORVSetExtraArguments({}); }
+};
 
 // "STREAM:KEY" as a tag name (the test's own text: a bad one is a fault of the test).
 inline TagName tag(const char* raw) { return *TagName::fromRawValue(raw); }

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "common/editors.h"
 #include "common/recording_runner.h"
 #include "common/test_support.h"
 #include "common/user_language.h"
@@ -23,19 +24,6 @@ ProcessResult canned(std::string output = "", std::string error = "") {
   return {true, 0, std::move(output), std::move(error)};
 }
 
-// Installs a runner for the life of a test.
-class RunnerScope {
- public:
-  explicit RunnerScope(ProcessRunner* runner) { ORVSetProcessRunner(runner); }
-  ~RunnerScope() { ORVSetProcessRunner(nullptr); }
-};
-
-class ExtraArgumentsScope {
- public:
-  explicit ExtraArgumentsScope(std::vector<std::string> arguments) { ORVSetExtraArguments(std::move(arguments)); }
-  ~ExtraArgumentsScope() { ORVSetExtraArguments({}); }
-};
-
 std::vector<std::string> argumentsFor(ExifToolCLI& cli, const std::vector<std::string>& args) {
   testing::RecordingRunner runner(canned());
   cli.run(args);
@@ -43,7 +31,7 @@ std::vector<std::string> argumentsFor(ExifToolCLI& cli, const std::vector<std::s
 }
 
 TEST(ExifToolCLIArguments, EveryOptionInItsPlace) {
-  ExtraArgumentsScope extra({"-api", "LargeFileSupport=1"});
+  testing::ExtraArgumentsScope extra({"-api", "LargeFileSupport=1"});
   testing::RecordingRunner runner(canned());
   ExifToolCLI cli(Language::french);
   cli.enableShortTags = true;
@@ -113,11 +101,14 @@ TEST(ExifToolCLIOutput, InvalidUTF8IsReadAsMacRoman) {
   EXPECT_EQ(cli.stdOutData(), "Caf\x8E \xA5");
 }
 
-// Lets the real runner start another launcher than the library's.
+// Lets the real runner start another launcher than the library's, for the object's life.
 class OtherLauncher : public ProcessRunnerWrapper {
  public:
   explicit OtherLauncher(std::filesystem::path launcher)
-      : ProcessRunnerWrapper(ProcessRunner::Default()), launcher_(std::move(launcher)) {}
+      : ProcessRunnerWrapper(ProcessRunner::Default()), launcher_(std::move(launcher)) {
+    ORVSetProcessRunner(this);
+  }
+  ~OtherLauncher() override { ORVSetProcessRunner(nullptr); }
   ProcessResult run(const ProcessRequest& request) override {
     auto changed = request;
     changed.executable = launcher_;
@@ -131,7 +122,6 @@ class OtherLauncher : public ProcessRunnerWrapper {
 TEST(ExifToolCLIOutput, AMissingOrUnusableLauncherGivesEmptyOutputAndAClearError) {
   {
     OtherLauncher runner("/nonexistent/orvperl.sh");
-    RunnerScope scope(&runner);
     ExifToolCLI cli;
     cli.run({"-ver"});
     EXPECT_EQ(cli.stdOutData(), "");
@@ -143,7 +133,6 @@ TEST(ExifToolCLIOutput, AMissingOrUnusableLauncherGivesEmptyOutputAndAClearError
     const auto launcher = folder / "orvperl.sh";
     testing::writeFile(launcher, "#!/bin/sh\n");  // there, but without the right to run it
     OtherLauncher runner(launcher);
-    RunnerScope scope(&runner);
     ExifToolCLI cli;
     cli.run({"-ver"});
     EXPECT_EQ(cli.stdOutData(), "");

@@ -19,11 +19,11 @@
 namespace orvelin {
 namespace {
 
-using StoredLanguageScope = testing::UserLanguageScope;
+using testing::UserLanguageScope;
 
 // A set of languages keeps finding its members when the user's language changes.
 TEST(Language, OrderDoesNotChangeWithTheUsersLanguage) {
-  StoredLanguageScope scope;
+  UserLanguageScope scope;
   Language::setUserLanguage(Language::english);
   const std::set<Language> languages(Language::all().begin(), Language::all().end());
   Language::setUserLanguage(Language::german);  // "Englisch" < "Französisch", where "English" > "Czech"
@@ -50,7 +50,7 @@ class LocaleEnvironmentScope {
 };
 
 TEST(Language, LocalStandsForTheLanguageOfTheProcessLocale) {
-  StoredLanguageScope scope;
+  UserLanguageScope scope;
   LocaleEnvironmentScope locale;
   Language::setUserLanguage(Language::local);
   const auto local = [] { return Language(Language::local).equivalentLanguage(); };
@@ -86,7 +86,7 @@ TEST(Language, FromExifToolValues) {
 }
 
 TEST(Language, UserLanguageIsStoredAndAnnounced) {
-  StoredLanguageScope scope;
+  UserLanguageScope scope;
   auto defaults = ORVGetUserDefaults();
   defaults->remove(Language::userLanguageKey());
   EXPECT_EQ(Language::userLanguage(), Language::local);

@@ -223,10 +223,7 @@ TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
   const auto pixelsBefore = saveCase.pixels(edited);
   ASSERT_FALSE(pixelsBefore.empty()) << "the image data of " << made << " decodes";
 
-  ORVSetExtraArguments(saveCase.extraArguments);
-  struct Restore {
-    ~Restore() { ORVSetExtraArguments({}); }
-  } restore;
+  testing::ExtraArgumentsScope extra(saveCase.extraArguments);
 
   auto editor = readEditor(edited);
   const auto before = editor->storage();
