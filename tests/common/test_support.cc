@@ -94,6 +94,19 @@ const auto* const registered = ::testing::AddGlobalTestEnvironment(new IsolatedE
 
 }  // namespace
 
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+std::size_t occurrences(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
+  return count;
+}
+
 std::vector<std::string> finderTagsOf(const fs::path& path) {
   std::error_code error;
   auto tags = readFinderTags(path, error);
@@ -106,6 +119,12 @@ void setFinderTags(const fs::path& path, const std::vector<std::string>& tags) {
   writeFinderTags(path, tags, error);
   if (error) ADD_FAILURE() << "file tags of " << path << ": " << error.message();
 }
+
+DebugLogCapture::DebugLogCapture() { ORVEnableDebugLog(folder_ / "debug.log"); }
+
+DebugLogCapture::~DebugLogCapture() { ORVDisableDebugLog(); }
+
+std::string DebugLogCapture::text() const { return readFile(folder_ / "debug.log"); }
 
 ConsoleCapture::ConsoleCapture() : file_(std::tmpfile()), previous_(ORVGetConsole()) {
   if (!file_) throw std::runtime_error("no temporary file for the console");

@@ -37,6 +37,11 @@ std::filesystem::path copySample(const std::string& name, const std::filesystem:
 void writeFile(const std::filesystem::path& path, const std::string& contents);
 std::string readFile(const std::filesystem::path& path);
 
+// The lines of `text`, without their line feeds.
+std::vector<std::string> linesOf(const std::string& text);
+// How many times `part` occurs in `text`, one after the other.
+std::size_t occurrences(const std::string& text, const std::string& part);
+
 // The file tags of `path`, read or written; a failure is a test failure (and reads as none).
 std::vector<std::string> finderTagsOf(const std::filesystem::path& path);
 void setFinderTags(const std::filesystem::path& path, const std::vector<std::string>& tags);
@@ -54,6 +59,21 @@ class EnvironmentScope {
 
  private:
   std::vector<std::pair<std::string, std::optional<std::string>>> saved_;  // first value of each
+};
+
+// The library's debug log, written to a file of its own while the object lives, then off.
+class DebugLogCapture {
+ public:
+  DebugLogCapture();
+  DebugLogCapture(const DebugLogCapture&) = delete;
+  DebugLogCapture& operator=(const DebugLogCapture&) = delete;
+  ~DebugLogCapture();
+
+  // What the log file holds so far.
+  std::string text() const;
+
+ private:
+  ScratchFolder folder_;
 };
 
 // Sends the library's console to a temporary file of its own while it lives.

@@ -79,14 +79,11 @@ TEST(ExifToolCLIArguments, LocalLanguageFollowsTheUsersLanguage) {
 }
 
 TEST(ExifToolCLIArguments, TheCommandGoesToTheDebugLogWithoutThePassword) {
-  testing::ScratchFolder folder;
-  const auto log = folder / "debug.log";
-  ORVEnableDebugLog(log);
+  testing::DebugLogCapture log;
   ExifToolCLI cli;
   cli.password = "s3cret";
   (void)argumentsFor(cli, {"-ver"});
-  ORVDisableDebugLog();
-  const auto text = testing::readFile(log);
+  const auto text = log.text();
   EXPECT_THAT(text, HasSubstr("COMMAND: exiftool " + ExifToolCLI::exiftoolExecutableURL().string() +
                               " -charset filename=UTF8 -password *** -ver\n"));
   EXPECT_THAT(text, ::testing::Not(HasSubstr("s3cret")));

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "common/test_support.h"
@@ -24,18 +23,7 @@ class DebugLogScope {
   ~DebugLogScope() { ORVDisableDebugLog(); }
 };
 
-int countOf(const std::string& text, const std::string& part) {
-  int count = 0;
-  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
-
-std::vector<std::string> linesOf(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
+using testing::linesOf;
 
 TEST(DebugLog, EnablingTwiceWithOneURLEmptiesTheFileAndWritesOneHeader) {
   testing::ScratchFolder folder;
@@ -52,7 +40,7 @@ TEST(DebugLog, EnablingTwiceWithOneURLEmptiesTheFileAndWritesOneHeader) {
 
   const auto contents = testing::readFile(log);
   EXPECT_THAT(contents, StartsWith("Date: "));
-  EXPECT_EQ(countOf(contents, "Date: "), 1);
+  EXPECT_EQ(testing::occurrences(contents, "Date: "), 1u);
   EXPECT_THAT(contents, Not(HasSubstr("old content")));
   EXPECT_THAT(contents, Not(HasSubstr("COMMAND")));
   EXPECT_THAT(contents, HasSubstr("\nEmpty STD Out\n"));

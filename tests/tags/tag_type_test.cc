@@ -87,17 +87,10 @@ TEST(TagAccess, DecodingFailsAsAWhole) {
 }
 
 // Catches what the library prints on its console and writes to the debug file.
-class PrintedText {
- public:
-  PrintedText() { ORVEnableDebugLog(folder_ / "debug.log"); }
-  ~PrintedText() { ORVDisableDebugLog(); }
-  std::string console() const { return console_.text(); }
-  std::string debugFile() const { return testing::readFile(folder_ / "debug.log"); }
-  const testing::ScratchFolder& folder() const { return folder_; }
-
- private:
-  testing::ScratchFolder folder_;
-  testing::ConsoleCapture console_;
+struct PrintedText {
+  testing::ScratchFolder folder;
+  testing::DebugLogCapture debugLog;
+  testing::ConsoleCapture console;
 };
 
 TEST(TagAccess, ReadingTheTableReportsEachFailureAndGivesNothing) {
@@ -114,17 +107,17 @@ TEST(TagAccess, ReadingTheTableReportsEachFailureAndGivesNothing) {
            Case{std::string("{not json"), true, "Data of TagsAccessByFileTypes cannot be decoded"},
        }) {
     PrintedText printed;
-    const auto url = printed.folder() / "TagsAccessByFileTypes.json";
+    const auto url = printed.folder / "TagsAccessByFileTypes.json";
     if (file) testing::writeFile(url, *file);
     EXPECT_TRUE(TagAccess::readTagsAccess(hasURL ? std::optional(url) : std::nullopt).empty()) << text;
-    EXPECT_EQ(printed.console(), std::string(text) + "\n");
-    EXPECT_THAT(printed.debugFile(), HasSubstr(std::string(text) + "\n"));
+    EXPECT_EQ(printed.console.text(), std::string(text) + "\n");
+    EXPECT_THAT(printed.debugLog.text(), HasSubstr(std::string(text) + "\n"));
   }
   PrintedText printed;
-  const auto url = printed.folder() / "TagsAccessByFileTypes.json";
+  const auto url = printed.folder / "TagsAccessByFileTypes.json";
   testing::writeFile(url, R"({"JPEG":{"EXIF":"RWC"}})");
   EXPECT_EQ(TagAccess::readTagsAccess(url).at("JPEG").at("EXIF"), TagAccess::rwc);
-  EXPECT_EQ(printed.console(), "");
+  EXPECT_EQ(printed.console.text(), "");
 }
 
 TEST(TagAccess, LooksUpTheUpperCasedFileType) {

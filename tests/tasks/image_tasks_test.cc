@@ -65,10 +65,11 @@ bool contains(const std::vector<std::string>& arguments, const std::string& argu
   return std::find(arguments.begin(), arguments.end(), argument) != arguments.end();
 }
 
-std::size_t occurrences(const std::string& text, const std::string& part) {
-  std::size_t count = 0;
-  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
-  return count;
+// What the debug log took while `body` ran.
+std::string loggedWhile(const std::function<void()>& body) {
+  testing::DebugLogCapture log;
+  body();
+  return log.text();
 }
 
 // The code of the error a task failed with, when it is an E.
@@ -269,14 +270,11 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
     editor->setValue("2001:02:03 04:05:06", TagName::exifCreateDate);
     editor->setFinderTags(std::vector<std::string>{"Blue"});
   }
-  const auto log = folder / "debug.log";
   RecordingRunner runner;
-  ORVEnableDebugLog(log);
   // Both dates asked; the IPTC and correction options left to their defaults.
   auto group = SaveImageEditionsTasksGenerator({album, file}, std::nullopt, std::nullopt, true, true).generateGroup();
   ASSERT_EQ(group->tasks.size(), 2u);
-  run(group);
-  ORVDisableDebugLog();
+  const auto text = loggedWhile([&] { run(group); });
   for (const auto& task : group->tasks) EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
 
   // The files of the folder, and the file, take the date as file date and the Finder tags.
@@ -291,10 +289,9 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
             std::chrono::sys_days{std::chrono::year{2010} / 1 / 1});
   // Creation dates cannot be set here: each save says so for its files, and the file editor
   // for its own file too; the folder editor never asks it for the folder.
-  const auto text = testing::readFile(log);
-  EXPECT_EQ(occurrences(text, "File:FileCreateDate cannot be set on this system"), 2u);
-  EXPECT_EQ(occurrences(text, "File creation date of " + file->url().string() + " cannot be set"), 1u);
-  EXPECT_EQ(occurrences(text, "File creation date of " + inside.string()), 0u);
+  EXPECT_EQ(testing::occurrences(text, "File:FileCreateDate cannot be set on this system"), 2u);
+  EXPECT_EQ(testing::occurrences(text, "File creation date of " + file->url().string() + " cannot be set"), 1u);
+  EXPECT_EQ(testing::occurrences(text, "File creation date of " + inside.string()), 0u);
   // By default the IPTC text is declared UTF-8 and exiftool does not correct.
   auto writes = runner.takeWrites();
   ASSERT_EQ(writes.size(), 2u);
@@ -307,12 +304,10 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   // The other way round, and no creation date asked.
   for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file})
     editor->setValue("Again", TagName("EXIF", "Artist"));
-  ORVEnableDebugLog(log);
-  run(SaveImageEditionsTasksGenerator({album, file}, true, false).generateGroup());
-  ORVDisableDebugLog();
-  const auto again = testing::readFile(log);
-  EXPECT_EQ(occurrences(again, "FileCreateDate cannot be set"), 0u);
-  EXPECT_EQ(occurrences(again, "File creation date of"), 0u);
+  const auto again =
+      loggedWhile([&] { run(SaveImageEditionsTasksGenerator({album, file}, true, false).generateGroup()); });
+  EXPECT_EQ(testing::occurrences(again, "FileCreateDate cannot be set"), 0u);
+  EXPECT_EQ(testing::occurrences(again, "File creation date of"), 0u);
   writes = runner.takeWrites();
   ASSERT_EQ(writes.size(), 2u);
   for (const auto& arguments : writes) {

@@ -3,11 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 
 #include "common/test_support.h"
 #include "orvelin/storage/metadata_et_reader.h"
-#include "orvelin/support/files.h"
 #include "orvelin/tags/tag_name.h"
 #include "tools/tool_support.h"
 
@@ -18,13 +16,6 @@ namespace fs = std::filesystem;
 using testing::exifToolRecord;
 using testing::runTool;
 using testing::ScratchFolder;
-
-std::vector<std::string> lines(const std::string& text) {
-  std::vector<std::string> result;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) result.push_back(line);
-  return result;
-}
 
 TEST(ReadCommand, JSONHoldsOneRecordPerFileInTheCataloguesForm) {
   ScratchFolder folder;
@@ -72,7 +63,7 @@ TEST(ReadCommand, TextHasOneLinePerValueWithFinderTagsAmongThem) {
   ASSERT_EQ(run.status, 0) << run.errors;
   // One block per file, a blank line between: no value makes a line of its own.
   std::vector<std::vector<std::string>> blocks(1);
-  for (const auto& line : lines(run.output)) {
+  for (const auto& line : testing::linesOf(run.output)) {
     if (line.empty())
       blocks.emplace_back();
     else

@@ -11,7 +11,6 @@
 #include "orvelin/presets/preset.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/tasks/image_tasks.h"
-#include "orvelin/support/files.h"
 #include "tools/tool_support.h"
 
 namespace orvelin {
