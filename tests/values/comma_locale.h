@@ -6,12 +6,12 @@
 #include <unistd.h>
 
 #include <clocale>
-#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <system_error>
 
+#include "common/test_support.h"
 #include "orvelin/support/process_runner.h"
 
 namespace orvelin::testing {
@@ -24,23 +24,16 @@ namespace orvelin::testing {
 class CommaLocale {
  public:
   CommaLocale() {
-    if (const char* previous = std::getenv("LOCPATH")) previousLocalePath_ = previous;
     for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"})
       if (switchTo(name)) return;
     const auto folder = compiledLocalesFolder();
     if (!folder) return;
-    ::setenv("LOCPATH", folder->c_str(), 1);
+    localePath_.set("LOCPATH", folder->string());
     switchTo("de_DE.UTF-8");
   }
   CommaLocale(const CommaLocale&) = delete;
   CommaLocale& operator=(const CommaLocale&) = delete;
-  ~CommaLocale() {
-    std::setlocale(LC_NUMERIC, "C");
-    if (previousLocalePath_)
-      ::setenv("LOCPATH", previousLocalePath_->c_str(), 1);
-    else
-      ::unsetenv("LOCPATH");
-  }
+  ~CommaLocale() { std::setlocale(LC_NUMERIC, "C"); }
 
   bool active() const { return active_; }
 
@@ -80,7 +73,7 @@ class CommaLocale {
   }
 
   bool active_ = false;
-  std::optional<std::string> previousLocalePath_;
+  EnvironmentScope localePath_;
 };
 
 }  // namespace orvelin::testing
