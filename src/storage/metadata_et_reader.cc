@@ -73,6 +73,23 @@ bool containsAny(std::string_view text, const std::vector<std::string>& needles)
   return false;
 }
 
+// The text of a tag outside the catalogue, as exiftool printed it: a text as it is, a number
+// in its JSON spelling ("1.0" stays "1.0"), a list of those joined with ","; a structure has
+// none.
+std::optional<std::string> printedText(const nlohmann::json& raw) {
+  if (raw.is_string()) return raw.get<std::string>();
+  if (raw.is_number() || raw.is_boolean()) return raw.dump();
+  if (!raw.is_array()) return std::nullopt;
+  std::string joined;
+  for (const auto& element : raw) {
+    const auto text = printedText(element);
+    if (!text) return std::nullopt;
+    if (&element != &raw.front()) joined += ',';
+    joined += *text;
+  }
+  return joined;
+}
+
 }  // namespace
 
 void MetadataETReader::fillStorage(GenericStorage& storage, std::string_view output) const {
@@ -101,15 +118,19 @@ void MetadataETReader::fillStorage(GenericStorage& storage, std::string_view out
 
     const TagStream stream(g0 == "MakerNotes" ? g1 : g0);
     const auto* streamTags = catalogue->stream(stream);
-    if (!streamTags) continue;
     const bool keepsExisting = TagStream(g1).isAdditional();
     for (const auto& [key, raw] : content.items()) {
       TagKey tagKey(key);
-      const auto found = streamTags->items.find(tagKey);
-      if (found == streamTags->items.end()) continue;
       // The item's converter: lists and variable counts join with ",", fixed counts of
-      // non-text types with " ".
-      auto text = found->second->converter()->stringValueFromRawValue(Value::fromJSON(raw));
+      // non-text types with " ". A tag the catalogue lacks (exiftool makes up names while it
+      // reads: XML read as XMP, APP12 picture info, language variants) is kept as exiftool
+      // prints it; without a record it can never be edited.
+      const TagItem* item = nullptr;
+      if (streamTags) {
+        if (const auto found = streamTags->items.find(tagKey); found != streamTags->items.end())
+          item = found->second.get();
+      }
+      auto text = item ? item->converter()->stringValueFromRawValue(Value::fromJSON(raw)) : printedText(raw);
       if (!text) continue;
       if (containsAny(*text, bannedValues)) continue;
       TagName name(stream, std::move(tagKey));

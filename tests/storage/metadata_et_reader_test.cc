@@ -97,22 +97,25 @@ TEST_F(MetadataETReaderTest, GroupsStreamsAndFilters) {
   const auto storage = fill(R"json([{
     "SourceFile": "/a/b.jpg",
     "ExifTool:ExifTool": {"ExifToolVersion": 12.57},
-    "EXIF:IFD0": {"Make": "Canon", "NoSuchTag": "x", "FirmwareVersion": "1"},
+    "EXIF:IFD0": {"Make": "Canon", "NoSuchTag": ["x", 2.0], "ISO": "many"},
     "MakerNotes:Canon": {"FirmwareVersion": "Firmware 1.1.1", "CanonImageType": "(Binary data 5 bytes, use -b option to extract)"},
     "IPTC": {"Keywords": ["a", "b"]},
     "EXIF:ExifIFD": {"ISO": 400, "FNumber": 14.0},
     "EXIF:SubIFD": {"CacheVersion": [2, 3, 0, 0]},
     "PrintIM": {"PrintIMVersion": "0100"},
     "ASF": {"Duration": 12.5},
+    "GPX:Unlisted": {"TrkName": "TESTTRK"},
     "Empty:Group": {}
   }])json");
   EXPECT_THAT(storage.streams, UnorderedElementsAre(Pair("SourceFile", "SourceFile"), Pair("EXIF", "IFD0"),
                                                     Pair("MakerNotes", "Canon"), Pair("IPTC", "IPTC"),
                                                     Pair("EXIF", "ExifIFD"), Pair("EXIF", "SubIFD"),
-                                                    Pair("PrintIM", "PrintIM"), Pair("ASF", "ASF"), Pair("Empty", "Group")));
+                                                    Pair("PrintIM", "PrintIM"), Pair("ASF", "ASF"), Pair("GPX", "Unlisted"),
+                                                    Pair("Empty", "Group")));
   EXPECT_EQ(storage.values.at(TagName("EXIF", "Make")), "Canon");
-  EXPECT_FALSE(storage.values.contains(TagName("EXIF", "NoSuchTag")));
-  EXPECT_FALSE(storage.values.contains(TagName("EXIF", "FirmwareVersion")));  // not an EXIF tag
+  // A tag the catalogue lacks is kept as printed; a value its converter cannot read is not.
+  EXPECT_EQ(storage.values.at(TagName("EXIF", "NoSuchTag")), "x,2.0");
+  EXPECT_EQ(storage.values.at(TagName("GPX", "TrkName")), "TESTTRK");
   EXPECT_EQ(storage.values.at(TagName("Canon", "FirmwareVersion")), "Firmware 1.1.1");
   EXPECT_FALSE(storage.values.contains(TagName("Canon", "CanonImageType")));
   EXPECT_EQ(storage.values.at(TagName::iptcKeywords), "a,b");

@@ -33,12 +33,14 @@ class MetadataReader {
 };
 
 // Reads one file through exiftool into a storage: one `exiftool -g0:1 -m -j FILE` run, the
-// groups filed under their streams (maker notes under the maker's stream), only the tags the
-// catalogue knows kept, each value normalised to its text by the tag's converter.
+// groups filed under their streams (maker notes under the maker's stream), each value
+// normalised to its text by the tag's converter. A tag the catalogue lacks (names exiftool makes
+// up while it reads) is kept as exiftool prints it, lists joined with ","; with no record, no
+// editor will change it. A value its converter cannot read is dropped.
 //
 // A small configuration object that keeps nothing between reads; one caller at a time. Reads
 // block the calling thread for one process. The catalogue (TagsResources::shared()) must be
-// loaded first, else every tag is dropped as unknown.
+// loaded first, else no tag is typed and every value is kept as printed.
 class MetadataETReader : public MetadataReader {
  public:
   explicit MetadataETReader(std::optional<std::string> password = std::nullopt) : password(std::move(password)) {}
