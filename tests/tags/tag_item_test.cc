@@ -99,17 +99,11 @@ TEST(TagItemIdentity, OrderByIndexEqualityByIdentity) {
 }
 
 TEST(TagItemLocalisation, KeysAreStreamKeyAndValue) {
-  // Without a catalogue loaded for this stream, the keys themselves come back.
-  TagItemData data;
-  data.index = 0;
-  data.stream = "NoSuchStream";
-  data.key = "Thing";
-  data.type = "int8u";
-  data.values = {"1", "2"};
-  const auto item = TagItem::make(data);
-  EXPECT_EQ(item->localizedName(), "NoSuchStream:Thing");
-  EXPECT_EQ(item->localizedDescription(), "NoSuchStream:Thing (NoSuchStream:Thing)");
-  EXPECT_EQ(item->localizedValues(), (std::vector<std::string>{"NoSuchStream:Thing:1", "NoSuchStream:Thing:2"}));
+  // Without an entry in the catalogue, the keys themselves come back.
+  const auto item = makeItem("int8u", 0, false, {"1", "2"});
+  EXPECT_EQ(item->localizedName(), "EXIF:Test");
+  EXPECT_EQ(item->localizedDescription(), "EXIF:Test (EXIF:Test)");
+  EXPECT_EQ(item->localizedValues(), (std::vector<std::string>{"EXIF:Test:1", "EXIF:Test:2"}));
 }
 
 TEST(TagItemData, OptionalAndRequiredKeys) {

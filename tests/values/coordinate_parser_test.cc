@@ -16,85 +16,69 @@ constexpr double kDMS = 1e-9;
 
 double dms(double degrees, double minutes, double seconds) { return (seconds / 60.0 + minutes) * 60.0 / 3600.0 + degrees; }
 
-TEST(CoordinateParser, DecimalDegreesWithPointOrComma) {
+// What coordinate() reads from a whole text, the first of its four forms that reads it winning;
+// absent where none does.
+TEST(CoordinateParser, ReadsPairsInTheFourForms) {
   const CoordinateParser parser;
-  EXPECT_EQ(parser.coordinate("48.8566, 2.3522"), Coordinate(48.8566, 2.3522));
-  EXPECT_EQ(parser.coordinate("48,8566 2,3522"), Coordinate(48.8566, 2.3522));
+  const Coordinate paris(48.8566, 2.3522);
+  const Coordinate parisDMS(dms(48, 51, 23.8), dms(2, 21, 7.9));
+  const struct {
+    const char* text;
+    Coordinate expected;
+  } cases[] = {
+      {"48.8566, 2.3522", paris},    {"48,8566 2,3522", paris},    {" 48.85660°; 2.35220° ", paris},
+      {"-48.5, -2.5", Coordinate(-48.5, -2.5)},    {"- 12.5|+3", Coordinate(-12.5, 3.0)},
+      {"-33.868820000000001, 151.209295000000000", Coordinate(-33.86882, 151.209295)},
+      // Nothing between the numbers: backtracking alone splits them, the last digit going to
+      // the longitude.
+      {"12.34", Coordinate(12.3, 4.0)},    {"48.8566°", Coordinate(48.856, 6.0)},
+      {"N 48 51.396 E 2 21.132", paris},
+      {"S 48 51.396; W 2 21.132", Coordinate(-48.8566, -2.3522)},
+      {"s 48° 51,396' w 2° 21,132'", Coordinate(-48.8566, -2.3522)},
+      {"N 48° 51' 23.8\"; E 02° 21' 7.9\"", parisDMS},
+      {"48 51 23.8 N, 2 21 7.9 E", parisDMS},
+      {"48 51 23.8 s 2 21 7.9 w", Coordinate(-parisDMS.latitude.value, -parisDMS.longitude.value)},
+      {"120, 400", Coordinate(120.0, 400.0)},  // no range check
+  };
+  for (const auto& c : cases) {
+    const auto read = parser.coordinate(c.text);
+    ASSERT_TRUE(read) << c.text;
+    EXPECT_NEAR(read->latitude.value, c.expected.latitude.value, kDMS) << c.text;
+    EXPECT_NEAR(read->longitude.value, c.expected.longitude.value, kDMS) << c.text;
+  }
+  // The sign in front of the degrees only passes as "+" without a blank ("-48 30.0, 2 0").
+  for (const char* text : {"7", "-48 30.0, 2 0", "", "abc", "48.8566, 2.3522 x", "N48 E2 junk", "48..8, 2", "1e5, 2",
+                           "48.8566;; 2.3522;"})
+    EXPECT_EQ(parser.coordinate(text), std::nullopt) << '"' << text << '"';
+}
+
+TEST(CoordinateParser, EachFormReadsItsOwnTexts) {
+  const CoordinateParser parser;
   EXPECT_EQ(parser.coordinateFromDDdddddString("48,8566 2,3522"), Coordinate(48.8566, 2.3522));
-  EXPECT_EQ(parser.coordinate("-48.5, -2.5"), Coordinate(-48.5, -2.5));
-  EXPECT_EQ(parser.coordinate(" 48.85660°; 2.35220° "), Coordinate(48.8566, 2.3522));
-  EXPECT_EQ(parser.coordinate("- 12.5|+3"), Coordinate(-12.5, 3.0));
-  EXPECT_EQ(parser.coordinate("-33.868820000000001, 151.209295000000000"), Coordinate(-33.86882, 151.209295));
-  const auto southWest = parser.coordinate("-48.5, -2.5");
-  ASSERT_TRUE(southWest);
-  EXPECT_EQ(southWest->latitude.reference, Latitude::Reference::south);
-  EXPECT_EQ(southWest->longitude.reference, Longitude::Reference::west);
-}
-
-// Nothing between the numbers: backtracking alone splits them, the last digit going to the
-// longitude.
-TEST(CoordinateParser, BacktrackingSplitsAdjacentNumbers) {
-  const CoordinateParser parser;
-  EXPECT_EQ(parser.coordinate("12.34"), Coordinate(12.3, 4.0));
-  EXPECT_EQ(parser.coordinate("48.8566°"), Coordinate(48.856, 6.0));
-  EXPECT_EQ(parser.latitudeValue("48.8566°"), 48.8566);
-  EXPECT_EQ(parser.longitudeValue("48.8566°"), 48.8566);
-  EXPECT_EQ(parser.coordinate("7"), std::nullopt);
-}
-
-TEST(CoordinateParser, DegreesAndDecimalMinutesWithLeadingLetters) {
-  const CoordinateParser parser;
-  const auto north = parser.coordinate("N 48 51.396 E 2 21.132");
-  ASSERT_TRUE(north);
-  EXPECT_NEAR(north->latitude.value, 48.8566, kDMS);
-  EXPECT_NEAR(north->longitude.value, 2.3522, kDMS);
   EXPECT_EQ(parser.coordinateFromDDdddddString("N 48 51.396 E 2 21.132"), std::nullopt);
-
-  const auto south = parser.coordinate("S 48 51.396; W 2 21.132");
-  ASSERT_TRUE(south);
-  EXPECT_NEAR(south->latitude.value, -48.8566, kDMS);
-  EXPECT_NEAR(south->longitude.value, -2.3522, kDMS);
-  EXPECT_NEAR(parser.coordinate("s 48° 51,396' w 2° 21,132'")->longitude.value, -2.3522, kDMS);
   EXPECT_NEAR(parser.latitudeFromDDMMmmmString("+12 30").value_or(0), 12.5, kDMS);
-
-  // The sign in front of the degrees only passes as "+" without a blank.
-  EXPECT_EQ(parser.coordinate("-48 30.0, 2 0"), std::nullopt);
   EXPECT_EQ(parser.latitudeFromDDMMmmmString("-12 30"), std::nullopt);
   EXPECT_EQ(parser.latitudeFromDDMMmmmString("+ 12 30"), std::nullopt);
-}
-
-TEST(CoordinateParser, SecondsWithTheLetterInFrontOrBehind) {
-  const CoordinateParser parser;
-  const auto pre = parser.coordinate("N 48° 51' 23.8\"; E 02° 21' 7.9\"");
-  ASSERT_TRUE(pre);
-  EXPECT_NEAR(pre->latitude.value, dms(48, 51, 23.8), kDMS);
-  EXPECT_NEAR(pre->longitude.value, dms(2, 21, 7.9), kDMS);
-  EXPECT_NEAR(parser.latitudeValue("48 51 23.8").value_or(0), dms(48, 51, 23.8), kDMS);  // every sign is optional
 
   // Only the fourth form reads a letter behind.
   const std::string behind = "48 51 23.8 N, 2 21 7.9 E";
   EXPECT_EQ(parser.coordinateFromDDdddddString(behind), std::nullopt);
   EXPECT_EQ(parser.coordinateFromDDMMmmmString(behind), std::nullopt);
   EXPECT_EQ(parser.coordinateFromPreDDMMSSsString(behind), std::nullopt);
-  const auto post = parser.coordinateFromPostDDMMSSsString(behind);
-  ASSERT_TRUE(post);
-  EXPECT_EQ(parser.coordinate(behind), post);
-  EXPECT_NEAR(post->latitude.value, dms(48, 51, 23.8), kDMS);
-  EXPECT_NEAR(post->longitude.value, dms(2, 21, 7.9), kDMS);
-  EXPECT_NEAR(parser.coordinate("48 51 23.8 s 2 21 7.9 w")->latitude.value, -dms(48, 51, 23.8), kDMS);
+  EXPECT_NE(parser.coordinateFromPostDDMMSSsString(behind), std::nullopt);
+}
+
+TEST(CoordinateParser, SingleValuesAndTheirParts) {
+  const CoordinateParser parser;
+  EXPECT_EQ(parser.latitudeValue("48.8566°"), 48.8566);
+  EXPECT_EQ(parser.longitudeValue("48.8566°"), 48.8566);
+  EXPECT_NEAR(parser.latitudeValue("48 51 23.8").value_or(0), dms(48, 51, 23.8), kDMS);  // every sign is optional
   const auto latitude = parser.latitude("33 52 7.75 S");
   ASSERT_TRUE(latitude);
   EXPECT_EQ(latitude->reference, Latitude::Reference::south);
   EXPECT_NEAR(latitude->minutes, 52.12916666, 1e-6);
   EXPECT_NEAR(parser.longitude("151° 12' 33.46\" E")->value, dms(151, 12, 33.46), kDMS);
-}
-
-TEST(CoordinateParser, NoRangeCheckAndRefusals) {
-  const CoordinateParser parser;
   EXPECT_EQ(parser.latitudeValue("120"), 120.0);
-  EXPECT_EQ(parser.coordinate("120, 400"), Coordinate(120.0, 400.0));
-  for (const char* text : {"", "abc", "48.8566, 2.3522 x", "N48 E2 junk", "48..8, 2", "1e5, 2", "48.8566;; 2.3522;"})
-    EXPECT_EQ(parser.coordinate(text), std::nullopt) << '"' << text << '"';
   EXPECT_EQ(parser.latitude("north"), std::nullopt);
   EXPECT_EQ(parser.latitudeValue(std::string(400, '9')), std::numeric_limits<double>::infinity());
   EXPECT_EQ(parser.longitude(""), std::nullopt);

@@ -21,17 +21,27 @@ DateValues yearAndHour(std::int64_t year, std::int64_t hour) {
   return values;
 }
 
+// The description is read back to the same edition; the localised one keeps the values
+// unlocalised.
 TEST(DateEdition, DescriptionsRoundTrip) {
-  const DateEdition editions[] = {
-      DateEdition::select(yearAndHour(2021, 6)), DateEdition::update(yearAndHour(2000, 0)),
-      DateEdition::shift(yearAndHour(-1, 25)),   DateEdition::select(DateValues()),
-      DateEdition::restore(),                    DateEdition::remove(),
+  const struct {
+    DateEdition edition;
+    const char* description;
+    const char* localized;
+  } cases[] = {
+      {DateEdition::select(yearAndHour(2021, 6)), "SELECT(YY: 2021, hh: 6)", "Select(YY: 2021, hh: 6)"},
+      {DateEdition::update(yearAndHour(2000, 0)), "UPDATE(YY: 2000, hh: 0)", "Update(YY: 2000, hh: 0)"},
+      {DateEdition::shift(yearAndHour(-1, 25)), "SHIFT(YY: -1, hh: 25)", "Shift(YY: -1, hh: 25)"},
+      {DateEdition::select(DateValues()), "SELECT()", "Select()"},
+      {DateEdition::shift(DateValues()), "SHIFT()", "Shift()"},
+      {DateEdition::restore(), "RESTORE()", "Restore"},
+      {DateEdition::remove(), "REMOVE()", "Remove"},
   };
-  for (const auto& edition : editions) EXPECT_EQ(DateEdition::fromDescription(edition.description()), edition) << edition;
-  EXPECT_EQ(DateEdition::select(yearAndHour(2021, 6)).description(), "SELECT(YY: 2021, hh: 6)");
-  EXPECT_EQ(DateEdition::shift(DateValues()).description(), "SHIFT()");
-  EXPECT_EQ(DateEdition::restore().description(), "RESTORE()");
-  EXPECT_EQ(DateEdition::remove().description(), "REMOVE()");
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.edition.description(), c.description);
+    EXPECT_EQ(c.edition.localizedDescription(), c.localized);
+    EXPECT_EQ(DateEdition::fromDescription(c.description), c.edition) << c.description;
+  }
   EXPECT_NE(DateEdition::select(DateValues()), DateEdition::update(DateValues()));
 }
 
@@ -66,14 +76,6 @@ TEST(DateEdition, CodedInJSONAsOneString) {
     EXPECT_EQ(error.code(), DateEdition::DecodingError::Code::notParsableInput);
     EXPECT_EQ(error.localizedDescription(), "Not parsable input");
   }
-}
-
-TEST(DateEdition, LocalizedDescriptionKeepsTheValuesUnlocalised) {
-  EXPECT_EQ(DateEdition::select(yearAndHour(2021, 6)).localizedDescription(), "Select(YY: 2021, hh: 6)");
-  EXPECT_EQ(DateEdition::update(DateValues()).localizedDescription(), "Update()");
-  EXPECT_EQ(DateEdition::shift(yearAndHour(1, 1)).localizedDescription(), "Shift(YY: 1, hh: 1)");
-  EXPECT_EQ(DateEdition::restore().localizedDescription(), "Restore");
-  EXPECT_EQ(DateEdition::remove().localizedDescription(), "Remove");
 }
 
 TEST(DateEdition, ApplyByCase) {

@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 // Expected moments come from the C library's own local time, not from the code under test.
-Date local(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+std::tm fieldsOf(int year, int month, int day, int hour, int minute, int second) {
   std::tm fields{};
   fields.tm_year = year - 1900;
   fields.tm_mon = month - 1;
@@ -24,23 +24,22 @@ Date local(int year, int month, int day, int hour = 0, int minute = 0, int secon
   fields.tm_min = minute;
   fields.tm_sec = second;
   fields.tm_isdst = -1;
+  return fields;
+}
+
+Date local(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+  auto fields = fieldsOf(year, month, day, hour, minute, second);
   return Date(seconds(std::mktime(&fields)));
 }
 
 Date utc(int year, int month, int day, int hour, int minute, int second) {
-  std::tm fields{};
-  fields.tm_year = year - 1900;
-  fields.tm_mon = month - 1;
-  fields.tm_mday = day;
-  fields.tm_hour = hour;
-  fields.tm_min = minute;
-  fields.tm_sec = second;
+  auto fields = fieldsOf(year, month, day, hour, minute, second);
   return Date(seconds(timegm(&fields)));
 }
 
-DateValues values(std::optional<std::int64_t> year, std::optional<std::int64_t> month, std::optional<std::int64_t> day,
-                  std::optional<std::int64_t> hour = std::nullopt, std::optional<std::int64_t> minute = std::nullopt,
-                  std::optional<std::int64_t> second = std::nullopt) {
+using Field = std::optional<std::int64_t>;
+
+DateValues values(Field year, Field month, Field day, Field hour = {}, Field minute = {}, Field second = {}) {
   DateValues result;
   result.year = year;
   result.month = month;

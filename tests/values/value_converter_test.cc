@@ -6,7 +6,10 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "orvelin/values/coordinate_parser.h"
+#include "orvelin/values/coordinate_writer.h"
 #include "orvelin/values/date_time_value_converter.h"
 #include "values/comma_locale.h"
 
@@ -15,7 +18,23 @@ namespace {
 
 using namespace std::string_literals;
 
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
 Value array(std::initializer_list<Value> elements) { return Value(Value::Array(elements)); }
+
+// What typedValueFromRawValue and typedValueFromStringValue answer, a pair a case.
+template <typename Converter>
+void expectTypedFromRaw(const Converter& converter,
+                        std::initializer_list<std::pair<Value, std::optional<typename Converter::Typed>>> cases) {
+  for (const auto& [raw, expected] : cases) EXPECT_EQ(converter.typedValueFromRawValue(raw), expected) << raw;
+}
+
+template <typename Converter>
+void expectTypedFromText(const Converter& converter,
+                         std::initializer_list<std::pair<const char*, std::optional<typename Converter::Typed>>> cases) {
+  for (const auto& [text, expected] : cases)
+    EXPECT_EQ(converter.typedValueFromStringValue(text), expected) << '"' << text << '"';
+}
 
 TEST(BoolValueConverter, ReadsTextsByTheTwoSetsOnly) {
   const BoolValueConverter converter;
@@ -34,17 +53,10 @@ TEST(BoolValueConverter, ReadsTextsByTheTwoSetsOnly) {
 
 TEST(BoolValueConverter, RawNumbersOnlyAsZeroOrOne) {
   const BoolValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(true)), true);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(1)), true);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(0u)), false);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(2)), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(-1)), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(1.0)), true);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(0.5)), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::nan(""))), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value("n")), false);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value()), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(Country3166a3::france)), std::nullopt);
+  expectTypedFromRaw(converter, {{Value(true), true}, {Value(1), true}, {Value(0u), false}, {Value(2), std::nullopt},
+                                 {Value(-1), std::nullopt}, {Value(1.0), true}, {Value(0.5), std::nullopt},
+                                 {Value(std::nan("")), std::nullopt}, {Value("n"), false}, {Value(), std::nullopt},
+                                 {Value(Country3166a3::france), std::nullopt}});
   EXPECT_EQ(BoolValueConverter::typedValueFromIntegerValue(std::nullopt), std::nullopt);
   EXPECT_EQ(BoolValueConverter::typedValueFromDoubleValue(-0.0), false);
   EXPECT_EQ(converter.csvValueFromRawValue(Value("Yes")), "true");
@@ -54,19 +66,14 @@ TEST(BoolValueConverter, RawNumbersOnlyAsZeroOrOne) {
 
 TEST(SDoubleValueConverter, TextsLoseBlanksAndTabsAndTakeTheDecimalComma) {
   const SDoubleValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromStringValue("1,5"), 1.5);
-  EXPECT_EQ(converter.stringValueFromStringValue("1,5"), "1.50000000");
-  EXPECT_EQ(converter.typedValueFromStringValue("\t12 "), 12.0);
-  EXPECT_EQ(converter.typedValueFromStringValue("1 234,5"), 1234.5);
-  EXPECT_EQ(converter.typedValueFromStringValue("- 2"), -2.0);
-  EXPECT_EQ(converter.typedValueFromStringValue("1e3"), 1000.0);
-  EXPECT_EQ(converter.typedValueFromStringValue("0x10"), 16.0);
-  EXPECT_EQ(converter.typedValueFromStringValue("-inf"), -std::numeric_limits<double>::infinity());
+  expectTypedFromText(converter, {{"1,5", 1.5}, {"\t12 ", 12.0}, {"1 234,5", 1234.5}, {"- 2", -2.0}, {"1e3", 1000.0},
+                                  {"0x10", 16.0}, {"-inf", -kInfinity}});
   EXPECT_TRUE(std::isnan(*converter.typedValueFromStringValue("nan")));
   for (const char* text : {"", "abc", "1,2,3", "1,234.5", "12abc", "\n1", "1\n", "--1", "1e", "e5"})
     EXPECT_EQ(converter.typedValueFromStringValue(text), std::nullopt) << '"' << text << '"';
   EXPECT_EQ(converter.typedValueFromStringValue(std::string("1\0", 2)), std::nullopt);
   EXPECT_DOUBLE_EQ(converter.typedValueFromStringValue(std::string(100, '1') + ".5").value_or(0), 1.1111111111111111e99);
+  EXPECT_EQ(converter.stringValueFromStringValue("1,5"), "1.50000000");
   EXPECT_EQ(converter.formattedValueFromStringValue("-0,25"), "-0.25000000");
   EXPECT_EQ(converter.objectValueFromStringValue("2,5"), Value(2.5));
 }
@@ -74,38 +81,28 @@ TEST(SDoubleValueConverter, TextsLoseBlanksAndTabsAndTakeTheDecimalComma) {
 // Out of range is no failure: the parse rounds to an infinity or to zero, and each converter
 // goes on from there.
 TEST(SDoubleValueConverter, MagnitudesOutOfRangeRoundLikeTheCLibrary) {
-  constexpr double infinity = std::numeric_limits<double>::infinity();
   const SDoubleValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromStringValue("1e999"), infinity);
-  EXPECT_EQ(converter.typedValueFromStringValue("-1e999"), -infinity);
-  EXPECT_EQ(converter.typedValueFromStringValue("1e-999"), 0.0);
+  expectTypedFromText(converter, {{"1e999", kInfinity}, {"-1e999", -kInfinity}, {"1e-999", 0.0}});
   EXPECT_GT(converter.typedValueFromStringValue("4e-320").value_or(0), 0.0);  // a denormal
   EXPECT_EQ(converter.stringValueFromStringValue("1e999"), "inf");
-  EXPECT_EQ(converter.typedValueFromRawValue(Value("-1e999")), -infinity);
+  EXPECT_EQ(converter.typedValueFromRawValue(Value("-1e999")), -kInfinity);
 
   const UDoubleValueConverter unsignedConverter;
-  EXPECT_EQ(unsignedConverter.typedValueFromStringValue("1e999"), infinity);
-  EXPECT_EQ(unsignedConverter.typedValueFromStringValue("-1e999"), std::nullopt);
-  EXPECT_EQ(unsignedConverter.typedValueFromStringValue("-1e-999"), 0.0);  // negative zero passes
+  // Negative zero passes.
+  expectTypedFromText(unsignedConverter, {{"1e999", kInfinity}, {"-1e999", std::nullopt}, {"-1e-999", 0.0}});
   EXPECT_EQ(unsignedConverter.formattedValueFromStringValue("1e999"), "inf");
 
   // An integer reads the shortest text of the double: "inf" has no digits, so 0.
-  EXPECT_EQ(SIntValueConverter().typedValueFromStringValue("1e999"), 0);
-  EXPECT_EQ(SIntValueConverter().typedValueFromStringValue("-1e999"), 0);
-  EXPECT_EQ(SIntValueConverter().typedValueFromStringValue("1e-999"), 0);
+  expectTypedFromText(SIntValueConverter(), {{"1e999", 0}, {"-1e999", 0}, {"1e-999", 0}});
   EXPECT_EQ(UIntValueConverter().typedValueFromStringValue("-1e999"), 0);
   EXPECT_EQ(UIntValueConverter().stringValueFromStringValue("1e999"), "0");
 }
 
 TEST(SDoubleValueConverter, RawValuesAndTheirForms) {
   const SDoubleValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(2.25)), 2.25);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(-7)), -7.0);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::uint64_t{1} << 63)), 9223372036854775808.0);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(true)), 1.0);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value("3,5")), 3.5);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(PartialTime(1, 2, 3))), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(array({Value(1.0)})), std::nullopt);
+  expectTypedFromRaw(converter, {{Value(2.25), 2.25}, {Value(-7), -7.0}, {Value(std::uint64_t{1} << 63), 0x1p63},
+                                 {Value(true), 1.0}, {Value("3,5"), 3.5}, {Value(PartialTime(1, 2, 3)), std::nullopt},
+                                 {array({Value(1.0)}), std::nullopt}});
   EXPECT_EQ(converter.stringValueFromRawValue(Value(1.5)), "1.50000000");
   EXPECT_EQ(converter.stringValueFromRawValue(Value(-1e-9)), "-0.00000000");
   EXPECT_EQ(converter.csvValueFromRawValue(Value(2)), "2.00000000");
@@ -113,6 +110,7 @@ TEST(SDoubleValueConverter, RawValuesAndTheirForms) {
   EXPECT_EQ(converter.rawValueFromStringValue("x"), std::nullopt);
 }
 
+// Numbers and coordinates are read and printed with a point, not with the host's separator.
 TEST(SDoubleValueConverter, ReadsAndPrintsAPointWhateverTheLocale) {
   const testing::CommaLocale locale;
   if (!locale.active()) GTEST_SKIP() << "no locale with a decimal comma, and localedef cannot make one";
@@ -124,16 +122,22 @@ TEST(SDoubleValueConverter, ReadsAndPrintsAPointWhateverTheLocale) {
   EXPECT_EQ(UDoubleValueConverter().formattedValueFromStringValue("2,25"), "2.25000000");
   EXPECT_EQ(SIntValueConverter().typedValueFromStringValue("1.5e3"), 1500);
   EXPECT_EQ(StringValueConverter().stringValueFromRawValue(Value(5.6)), "5.6");
+
+  const Coordinate paris(48.8566, 2.3522);
+  const CoordinateWriter writer;
+  EXPECT_EQ(writer.DDMMmmm(paris), "N 48° 51.396'; E 02° 21.132'");
+  EXPECT_EQ(writer.DDddddd(paris), "48.85660°; 2.35220°");
+  EXPECT_EQ(writer.preDDMMSSs(paris), "N 48° 51' 23.8\"; E 02° 21' 7.9\"");
+  const CoordinateParser parser;
+  EXPECT_EQ(parser.coordinate("48.8566, 2.3522"), paris);
+  EXPECT_NEAR(parser.latitudeValue("N 48 51.396").value_or(0), 48.8566, 1e-9);
 }
 
 TEST(UDoubleValueConverter, RefusesNegativesAndNotANumber) {
   const UDoubleValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromStringValue("-0.1"), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromStringValue("0"), 0.0);
-  EXPECT_EQ(converter.typedValueFromStringValue("-0"), 0.0);  // negative zero passes
-  EXPECT_EQ(converter.typedValueFromStringValue("nan"), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(-1)), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::nan(""))), std::nullopt);
+  // Negative zero passes.
+  expectTypedFromText(converter, {{"-0.1", std::nullopt}, {"0", 0.0}, {"-0", 0.0}, {"nan", std::nullopt}});
+  expectTypedFromRaw(converter, {{Value(-1), std::nullopt}, {Value(std::nan("")), std::nullopt}});
   EXPECT_EQ(converter.objectValueFromStringValue("-3"), std::nullopt);
   EXPECT_EQ(converter.formattedValueFromStringValue("-3"), std::nullopt);
   EXPECT_EQ(converter.jsonValueFromRawValue(Value(-3.0)), std::nullopt);
@@ -143,11 +147,7 @@ TEST(UDoubleValueConverter, RefusesNegativesAndNotANumber) {
 
 TEST(SIntValueConverter, TextsMustBeWholeNumbers) {
   const SIntValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromStringValue("-3"), -3);
-  EXPECT_EQ(converter.typedValueFromStringValue("3.0"), 3);
-  EXPECT_EQ(converter.typedValueFromStringValue("3,0"), 3);
-  EXPECT_EQ(converter.typedValueFromStringValue("1e3"), 1000);
-  EXPECT_EQ(converter.typedValueFromStringValue("1 000"), 1000);
+  expectTypedFromText(converter, {{"-3", -3}, {"3.0", 3}, {"3,0", 3}, {"1e3", 1000}, {"1 000", 1000}});
   for (const char* text : {"3.5", "", "abc", "nan", "0.1", "1,2,3"})
     EXPECT_EQ(converter.typedValueFromStringValue(text), std::nullopt) << '"' << text << '"';
   EXPECT_EQ(converter.stringValueFromStringValue("+42"), "42");
@@ -156,29 +156,21 @@ TEST(SIntValueConverter, TextsMustBeWholeNumbers) {
 }
 
 // Large and small magnitudes take an exponent in their shortest text, and only the digits
-// before it count.
+// before it count: 1e-5 is "1e-05", 0.0001 "0.0001".
 TEST(SIntValueConverter, IntegersGoThroughTheShortestText) {
   const SIntValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromStringValue("1e20"), 1);
-  EXPECT_EQ(converter.typedValueFromStringValue("-3e20"), -3);
-  EXPECT_EQ(converter.typedValueFromStringValue("1e16"), 10000000000000000);
-  EXPECT_EQ(converter.typedValueFromStringValue("18014398509481984"), 18014398509481984);  // 2^54
-  EXPECT_EQ(converter.typedValueFromStringValue("2e16"), 2);
-  EXPECT_EQ(converter.typedValueFromStringValue("inf"), 0);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(1e-5)), 1);  // "1e-05"
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(0.0001)), 0);  // "0.0001"
+  expectTypedFromText(converter, {{"1e20", 1}, {"-3e20", -3}, {"1e16", 10000000000000000}, {"2e16", 2}, {"inf", 0},
+                                  {"18014398509481984", 18014398509481984} /* 2^54 */});
+  expectTypedFromRaw(converter, {{Value(1e-5), 1}, {Value(0.0001), 0}});
 }
 
 TEST(SIntValueConverter, RawDoublesAreTruncatedStringsAreNot) {
   const SIntValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(3.7)), 3);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(-3.7)), -3);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value("3.7")), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::int64_t{-5})), -5);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(true)), 1);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::uint64_t{9223372036854775807u})), 9223372036854775807);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(std::uint64_t{9223372036854775808u})), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(Country3166a3::france)), std::nullopt);
+  expectTypedFromRaw(converter, {{Value(3.7), 3}, {Value(-3.7), -3}, {Value("3.7"), std::nullopt},
+                                 {Value(std::int64_t{-5}), -5}, {Value(true), 1},
+                                 {Value(std::uint64_t{9223372036854775807u}), 9223372036854775807},
+                                 {Value(std::uint64_t{9223372036854775808u}), std::nullopt},
+                                 {Value(Country3166a3::france), std::nullopt}});
   EXPECT_EQ(converter.stringValueFromRawValue(Value(12.9)), "12");
   EXPECT_EQ(converter.jsonValueFromRawValue(Value("12")), Value(12));
   EXPECT_EQ(converter.csvValueFromRawValue(Value(-4)), "-4");
@@ -186,11 +178,9 @@ TEST(SIntValueConverter, RawDoublesAreTruncatedStringsAreNot) {
 
 TEST(UIntValueConverter, RefusesNegatives) {
   const UIntValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromStringValue("-3"), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(-1)), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(-0.5)), 0);  // "-0.5" gives 0, which is no negative
-  EXPECT_EQ(converter.typedValueFromStringValue("-0"), 0);
-  EXPECT_EQ(converter.typedValueFromStringValue("400"), 400);
+  expectTypedFromText(converter, {{"-3", std::nullopt}, {"-0", 0}, {"400", 400}});
+  // "-0.5" gives 0, which is no negative.
+  expectTypedFromRaw(converter, {{Value(-1), std::nullopt}, {Value(-0.5), 0}});
   EXPECT_EQ(converter.stringValueFromRawValue(Value(400u)), "400");
   EXPECT_EQ(converter.jsonValueFromRawValue(Value("-1")), std::nullopt);
   EXPECT_EQ(converter.objectValueFromStringValue("-1"), std::nullopt);
@@ -199,21 +189,16 @@ TEST(UIntValueConverter, RefusesNegatives) {
 
 TEST(StringValueConverter, KeepsTextsAndDescribesNumbers) {
   const StringValueConverter converter;
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(" a b ")), " a b ");
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(400)), "400");
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(5.6)), "5.6");
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(3.0)), "3");
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(0.1 + 0.2)), "0.3");
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(1e20)), "1e+20");
-  // A boolean is a boxed number, and describes itself as one.
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(false)), "0");
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(true)), "1");
+  const std::pair<Value, std::optional<std::string>> cases[] = {
+      {Value(" a b "), " a b "}, {Value(400), "400"}, {Value(5.6), "5.6"}, {Value(3.0), "3"}, {Value(0.1 + 0.2), "0.3"},
+      {Value(1e20), "1e+20"},
+      // A boolean is a boxed number, and describes itself as one.
+      {Value(false), "0"}, {Value(true), "1"},
+      {array({Value("a"), Value("b")}), "a, b"}, {array({}), ""}, {array({Value("a"), Value(1)}), std::nullopt},
+      {Value(Date{}), std::nullopt}, {Value(), std::nullopt},
+  };
+  for (const auto& [raw, expected] : cases) EXPECT_EQ(converter.stringValueFromRawValue(raw), expected) << raw;
   EXPECT_EQ(converter.jsonValueFromRawValue(Value(true)), Value("1"));
-  EXPECT_EQ(converter.stringValueFromRawValue(array({Value("a"), Value("b")})), "a, b");
-  EXPECT_EQ(converter.stringValueFromRawValue(array({})), "");
-  EXPECT_EQ(converter.stringValueFromRawValue(array({Value("a"), Value(1)})), std::nullopt);
-  EXPECT_EQ(converter.stringValueFromRawValue(Value(Date{})), std::nullopt);
-  EXPECT_EQ(converter.stringValueFromRawValue(Value()), std::nullopt);
   EXPECT_EQ(converter.stringValueFromStringValue(" x "), " x ");
   EXPECT_EQ(converter.stringValueFromStringValue(""), "");
   EXPECT_EQ(converter.stringValueFromStringValue(std::nullopt), std::nullopt);
@@ -241,16 +226,11 @@ TEST(NoneValueConverter, AnswersAbsentToEverything) {
 
 TEST(C3166a3ValueConverter, CodesAreExactAndDisplayedWithTheirNames) {
   const C3166a3ValueConverter converter;
-  EXPECT_EQ(converter.typedValueFromStringValue("fra"), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromStringValue("FR"), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromStringValue(" FRA"), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromStringValue("AFG"), Country3166a3::afghanistan);
-  EXPECT_EQ(converter.typedValueFromStringValue("COD"), Country3166a3::congo);
-  EXPECT_EQ(converter.typedValueFromStringValue("COG"), Country3166a3::republicOfTheCongo);
-  EXPECT_EQ(converter.typedValueFromStringValue("BES"), Country3166a3::bonaire);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(Country3166a3::japan)), Country3166a3::japan);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value("JPN")), Country3166a3::japan);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(392)), std::nullopt);
+  expectTypedFromText(converter, {{"fra", std::nullopt}, {"FR", std::nullopt}, {" FRA", std::nullopt},
+                                  {"AFG", Country3166a3::afghanistan}, {"COD", Country3166a3::congo},
+                                  {"COG", Country3166a3::republicOfTheCongo}, {"BES", Country3166a3::bonaire}});
+  expectTypedFromRaw(converter, {{Value(Country3166a3::japan), Country3166a3::japan},
+                                 {Value("JPN"), Country3166a3::japan}, {Value(392), std::nullopt}});
   EXPECT_EQ(converter.formattedValueFromStringValue("FRA"), "FRA - France");
   EXPECT_EQ(converter.formattedValueFromStringValue("XXX"), std::nullopt);
   EXPECT_EQ(converter.objectValueFromStringValue("FRA"), Value("FRA"));
