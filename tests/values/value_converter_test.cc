@@ -23,15 +23,16 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 Value array(std::initializer_list<Value> elements) { return Value(Value::Array(elements)); }
 
 // What typedValueFromRawValue and typedValueFromStringValue answer, a pair a case.
+template <typename Converter, typename Input>
+using Cases = std::initializer_list<std::pair<Input, std::optional<typename Converter::Typed>>>;
+
 template <typename Converter>
-void expectTypedFromRaw(const Converter& converter,
-                        std::initializer_list<std::pair<Value, std::optional<typename Converter::Typed>>> cases) {
+void expectTypedFromRaw(const Converter& converter, Cases<Converter, Value> cases) {
   for (const auto& [raw, expected] : cases) EXPECT_EQ(converter.typedValueFromRawValue(raw), expected) << raw;
 }
 
 template <typename Converter>
-void expectTypedFromText(const Converter& converter,
-                         std::initializer_list<std::pair<const char*, std::optional<typename Converter::Typed>>> cases) {
+void expectTypedFromText(const Converter& converter, Cases<Converter, const char*> cases) {
   for (const auto& [text, expected] : cases)
     EXPECT_EQ(converter.typedValueFromStringValue(text), expected) << '"' << text << '"';
 }
