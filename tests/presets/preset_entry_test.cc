@@ -1,5 +1,6 @@
 #include "orvelin/presets/preset_entry.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -7,6 +8,9 @@
 
 namespace orvelin {
 namespace {
+
+using ::testing::StrEq;
+using ::testing::ThrowsMessage;
 
 TEST(PresetEntry, EveryCaseRoundTripsThroughItsJSONObject) {
   const std::vector<std::pair<PresetEntry, const char*>> cases = {
@@ -20,8 +24,7 @@ TEST(PresetEntry, EveryCaseRoundTripsThroughItsJSONObject) {
       {PresetEntry::value(""), R"({"type":"value","value":""})"},
   };
   for (const auto& [entry, text] : cases) {
-    const nlohmann::json json = entry;
-    EXPECT_EQ(json.dump(), text);
+    EXPECT_EQ(nlohmann::json(entry).dump(), text);
     EXPECT_EQ(nlohmann::json::parse(text).get<PresetEntry>(), entry) << text;
   }
 }
@@ -29,19 +32,14 @@ TEST(PresetEntry, EveryCaseRoundTripsThroughItsJSONObject) {
 TEST(PresetEntry, DecodingNeedsBothTextMembersAndAKnownType) {
   // "value" is required even by the cases that ignore it.
   for (const char* text : {R"({"type":"remove"})", R"({"type":"value"})", R"({"value":"x"})",
-                           R"({"type":"value","value":3})", R"({"type":1,"value":""})", R"(["value","x"])"}) {
+                           R"({"type":"value","value":3})", R"({"type":1,"value":""})", R"(["value","x"])"})
     EXPECT_THROW(nlohmann::json::parse(text).get<PresetEntry>(), nlohmann::json::exception) << text;
-  }
   // A payload given to a case without one is dropped.
   EXPECT_EQ(nlohmann::json::parse(R"({"type":"restore","value":"ignored"})").get<PresetEntry>(), PresetEntry::restore());
   for (const char* text : {R"({"type":"Value","value":"x"})", R"({"type":"delete","value":""})"}) {
-    try {
-      nlohmann::json::parse(text).get<PresetEntry>();
-      ADD_FAILURE() << text;
-    } catch (const PresetEntry::CodingError& error) {
-      EXPECT_EQ(error.code(), PresetEntry::CodingError::Code::unknownType);
-      EXPECT_STREQ(error.what(), "Unknown type");
-    }
+    EXPECT_THAT([&] { nlohmann::json::parse(text).get<PresetEntry>(); },
+                ThrowsMessage<PresetEntry::CodingError>(StrEq("Unknown type")))
+        << text;
   }
 }
 

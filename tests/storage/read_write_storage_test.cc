@@ -22,45 +22,39 @@ ReadWriteStorage fileWithMake() {
   return storage;
 }
 
+// setValue() calls one after the other on EXIF:Make of a storage, and what is then pending.
+struct SetValueCase {
+  const char* name;
+  const char* url;
+  std::optional<std::string> original;
+  std::vector<std::optional<std::string>> values;
+  std::optional<std::string> written;
+};
+
 TEST(ReadWriteStorageOverlay, SetValueFollowsTheTable) {
-  auto storage = fileWithMake();
-  EXPECT_FALSE(storage.isFolder());
-  EXPECT_EQ(storage.fileType(), "jpg");
-
-  storage.setValue("Nikon", kMake);
-  EXPECT_EQ(storage.writtenValue(kMake), "Nikon");
-  EXPECT_EQ(storage.currentValue(kMake), "Nikon");
-  storage.setValue("Canon", kMake);  // back to the original: no edit
-  EXPECT_FALSE(storage.hasWrittenValues());
-  storage.setValue("Canon", kMake);  // current already: nothing
-  EXPECT_FALSE(storage.hasWrittenValues());
-
-  storage.setValue("", kMake);  // clear a tag the file has
-  EXPECT_EQ(storage.writtenValue(kMake), "");
-  EXPECT_EQ(storage.currentValue(kMake), "");
-  storage.setValue("", kMake);  // twice is once
-  EXPECT_EQ(storage.writtenValuesTagNames().size(), 1u);
-  storage.setValue(std::nullopt, kMake);  // restore
-  EXPECT_EQ(storage.currentValue(kMake), "Canon");
-  EXPECT_FALSE(storage.hasWrittenValues());
-
-  storage.setValue("", kArtist);  // clear a tag the file lacks: nothing to do on a file
-  EXPECT_FALSE(storage.hasWrittenValues());
-  storage.setValue("Me", kArtist);
-  EXPECT_EQ(storage.currentValue(kArtist), "Me");
-  storage.setValue(std::nullopt, kArtist);
-  EXPECT_FALSE(storage.currentValue(kArtist));
-  EXPECT_FALSE(storage.hasValue(kArtist));
-}
-
-TEST(ReadWriteStorageOverlay, FoldersKeepClearsOfTagsTheyLack) {
-  ReadWriteStorage folder("/photos/holiday");
-  EXPECT_TRUE(folder.isFolder());
-  EXPECT_EQ(folder.fileType(), "");
-  folder.setValue("", kArtist);
-  EXPECT_EQ(folder.writtenValue(kArtist), "");
-  ReadWriteStorage noExtension("/photos/README");
-  EXPECT_TRUE(noExtension.isFolder());
+  const SetValueCase cases[] = {
+      {"a new value", "/photos/a.jpg", "Canon", {"Nikon"}, "Nikon"},
+      {"back to the original: no edit", "/photos/a.jpg", "Canon", {"Nikon", "Canon"}, std::nullopt},
+      {"the current value: nothing", "/photos/a.jpg", "Canon", {"Canon"}, std::nullopt},
+      {"a clear of a tag the file has", "/photos/a.jpg", "Canon", {"", ""}, ""},
+      {"a restore", "/photos/a.jpg", "Canon", {"", std::nullopt}, std::nullopt},
+      {"a clear of a tag the file lacks: nothing to do", "/photos/a.jpg", std::nullopt, {""}, std::nullopt},
+      {"a value the file lacks", "/photos/a.jpg", std::nullopt, {"Me"}, "Me"},
+      {"a restore of a value the file lacks", "/photos/a.jpg", std::nullopt, {"Me", std::nullopt}, std::nullopt},
+      {"a folder keeps a clear of a tag it lacks", "/photos/holiday", std::nullopt, {""}, ""},
+      {"a file without extension is a folder", "/photos/README", std::nullopt, {""}, ""},
+  };
+  for (const auto& [name, url, original, values, written] : cases) {
+    ReadWriteStorage storage(url);
+    if (original) storage.store(*original, kMake);
+    for (const auto& value : values) storage.setValue(value, kMake);
+    EXPECT_EQ(storage.writtenValue(kMake), written) << name;
+    EXPECT_EQ(storage.currentValue(kMake), written ? written : original) << name;
+    EXPECT_EQ(storage.hasWrittenValues(), written.has_value()) << name;
+    EXPECT_EQ(storage.hasValue(kMake), original.has_value()) << name << ": the original values only";
+  }
+  EXPECT_EQ(fileWithMake().fileType(), "jpg");
+  EXPECT_EQ(ReadWriteStorage("/photos/holiday").fileType(), "");
 }
 
 TEST(ReadWriteStorageOverlay, NamesAreSortedAndMerged) {
@@ -79,35 +73,22 @@ TEST(ReadWriteStorageOverlay, FlushFoldsEditsIntoTheOriginals) {
   auto storage = fileWithMake();
   storage.setValue("", kMake);
   storage.setValue("Me", kArtist);
+  storage.forceTagName(TagName("EXIF", "Model"));
+  EXPECT_FALSE(storage.hasValue(TagName("EXIF", "Model")));
   storage.flushNewToOriginalValues();
   EXPECT_FALSE(storage.hasWrittenValues());
   EXPECT_EQ(storage.originalValue(kMake), "");  // a cleared tag keeps an empty original
-  EXPECT_THAT(storage.originalValuesTagNames(), ElementsAre(kArtist, kMake));
-  EXPECT_TRUE(storage.hasValue(kMake));
+  EXPECT_THAT(storage.originalValuesTagNames(), ElementsAre(kArtist, kMake, TagName("EXIF", "Model")));
+  EXPECT_TRUE(storage.hasValue(kArtist));
 
   storage.store(std::string("x"), TagName("EXIF", "Model"));  // last writer wins for readers
   storage.store(std::string("y"), TagName("EXIF", "Model"));
   EXPECT_EQ(storage.originalValue(TagName("EXIF", "Model")), "y");
 }
 
-TEST(ReadWriteStorageOverlay, HasValueLooksAtTheOriginalValuesOnly) {
-  auto storage = fileWithMake();
-  storage.setValue("Me", kArtist);
-  EXPECT_EQ(storage.currentValue(kArtist), "Me");
-  EXPECT_FALSE(storage.hasValue(kArtist));  // pending only
-  storage.setValue("", kMake);
-  EXPECT_TRUE(storage.hasValue(kMake));  // a pending delete leaves the original in place
-  storage.forceTagName(TagName("EXIF", "Model"));
-  EXPECT_FALSE(storage.hasValue(TagName("EXIF", "Model")));
-  storage.flushNewToOriginalValues();
-  EXPECT_TRUE(storage.hasValue(kArtist));
-}
-
 TEST(ReadWriteStorageFinderTags, PendingAndFlushed) {
   ReadWriteStorage storage("/a/b.jpg");
   EXPECT_TRUE(storage.canEditFinderTags());
-  storage.flushNewToOriginalValues();
-  EXPECT_TRUE(storage.originalFinderTags().empty());
   storage.setFinderTags(std::vector<std::string>{"Red", "Trip"});
   EXPECT_THAT(storage.currentFinderTags(), ElementsAre("Red", "Trip"));
   EXPECT_TRUE(storage.originalFinderTags().empty());
@@ -115,6 +96,8 @@ TEST(ReadWriteStorageFinderTags, PendingAndFlushed) {
   storage.flushNewToOriginalValues();
   EXPECT_THAT(storage.originalFinderTags(), ElementsAre("Red", "Trip"));
   EXPECT_FALSE(storage.writtenFinderTags());
+  storage.flushNewToOriginalValues();  // none pending: the tags stay
+  EXPECT_THAT(storage.originalFinderTags(), ElementsAre("Red", "Trip"));
   storage.setFinderTags(std::vector<std::string>{});
   storage.flushNewToOriginalValues();
   EXPECT_TRUE(storage.originalFinderTags().empty());
@@ -135,64 +118,32 @@ TEST(ReadWriteStorageFinderTags, ReadFromTheFileAttribute) {
   EXPECT_TRUE(missing.originalFinderTags().empty());
 }
 
-class ReadWriteStorageExport : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { TagsResources::shared().reload(); }
-};
-
-TEST_F(ReadWriteStorageExport, GroupsValuesAndDeletions) {
+TEST(ReadWriteStorageExport, GroupsConvertsAndDeletes) {
+  TagsResources::shared().reload();
   auto storage = fileWithMake();
   storage.store("1", TagName("Canon", "FirmwareVersion"));
-  storage.store("x", TagName::exifThumbnailImage);
-  storage.setValue("", kMake);
+  storage.store("5", TagName::exifPreviewImageLength);
+  storage.store("8", TagName("EXIF", "FNumber"));
+  storage.setValue("", kMake);  // a text tag is emptied, not deleted
+  storage.setValue("", TagName("EXIF", "FNumber"));  // a number is deleted
   storage.setValue("Me", kArtist);
   storage.setValue("1.2", TagName("Canon", "FirmwareVersion"));
   storage.setValue("400", TagName("EXIF", "ISO"));
-  storage.setValue("", TagName::exifThumbnailImage);
+  // Only an emptied thumbnail tag is sent as "-" without the catalogue; one with a value is
+  // looked up and converted like any other tag.
+  storage.setValue("", TagName::exifPreviewImageLength);
+  storage.setValue("1234", TagName::exifThumbnailLength);
+  storage.setValue("base64:/9j/4AAQ", TagName::exifThumbnailImage);  // of no supported type: read-only
   storage.setValue("y", TagName("EXIF", "NoSuchTag"));
   storage.setValue("z", TagName("NoSuchStream", "Make"));
-  const auto values = storage.buildETValues();
-  EXPECT_EQ(values["SourceFile"], "*");
-  EXPECT_EQ(values["EXIF:Make"], "");  // a text tag is emptied, not deleted
-  EXPECT_EQ(values["EXIF:Artist"], "Me");
-  EXPECT_EQ(values["MakerNotes:FirmwareVersion"], "1.2");
-  EXPECT_EQ(values["EXIF:ISO"], 400);
-  EXPECT_EQ(values["EXIF:ThumbnailImage"], "-");
-  EXPECT_FALSE(values.contains("EXIF:NoSuchTag"));
-  EXPECT_FALSE(values.contains("NoSuchStream:Make"));
-  EXPECT_FALSE(values.contains("MakerNotes:Make"));
-  EXPECT_EQ(values.size(), 6u);
-}
-
-TEST_F(ReadWriteStorageExport, FamilyZeroStreamsKeepTheirGroupName) {
-  ReadWriteStorage storage("/photos/a.jpg");
+  // Family 0 streams keep their group name; the others are maker notes.
   storage.setValue("Cannes", TagName("IPTC", "City"));
   storage.setValue("Ann,Bob", TagName("XMP", "Creator"));
   storage.setValue("Bob", TagName("Photoshop", "URL"));
-  storage.setValue("5.6", TagName("Canon", "FNumber"));
-  const auto values = storage.buildETValues();
-  EXPECT_EQ(values.at("IPTC:City"), "Cannes");
-  EXPECT_EQ(values.at("XMP:Creator"), nlohmann::json::array({"Ann", "Bob"}));
-  EXPECT_EQ(values.at("Photoshop:URL"), "Bob");
-  EXPECT_TRUE(values.contains("MakerNotes:FNumber"));
-  EXPECT_FALSE(values.contains("MakerNotes:City"));
-  EXPECT_FALSE(values.contains("MakerNotes:Creator"));
-  EXPECT_EQ(values.size(), 5u);
-}
-
-// Only an emptied thumbnail tag is sent as "-" without the catalogue; one with a value is looked
-// up and converted like any other tag.
-TEST_F(ReadWriteStorageExport, AThumbnailTagWithAValueIsWrittenLikeAnyTag) {
-  auto storage = fileWithMake();
-  storage.setValue("1234", TagName::exifThumbnailLength);
-  storage.setValue("base64:/9j/4AAQ", TagName::exifThumbnailImage);  // of no supported type: read-only
-  storage.store("5", TagName::exifPreviewImageLength);
-  storage.setValue("", TagName::exifPreviewImageLength);
-  const auto values = storage.buildETValues();
-  EXPECT_EQ(values.at("EXIF:ThumbnailLength"), 1234);  // converted to a number, not "-"
-  EXPECT_FALSE(values.contains("EXIF:ThumbnailImage"));
-  EXPECT_EQ(values.at("EXIF:PreviewImageLength"), "-");
-  EXPECT_EQ(values.size(), 3u);
+  EXPECT_EQ(storage.buildETValues(), nlohmann::json::parse(R"({
+    "SourceFile": "*", "EXIF:Make": "", "EXIF:FNumber": "-", "EXIF:Artist": "Me", "MakerNotes:FirmwareVersion": "1.2", "EXIF:ISO": 400,
+    "EXIF:PreviewImageLength": "-", "EXIF:ThumbnailLength": 1234, "IPTC:City": "Cannes",
+    "XMP:Creator": ["Ann", "Bob"], "Photoshop:URL": "Bob"})"));
 }
 
 }  // namespace
