@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "common/editors.h"
 #include "common/recording_runner.h"
@@ -13,8 +12,6 @@
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/storage/metadata_et_reader.h"
-#include "orvelin/support/files.h"
-#include "orvelin/support/process_runner.h"
 
 namespace orvelin {
 namespace {
@@ -22,6 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::Optional;
 using testing::copySample;
+using testing::readEditor;
 using testing::ScratchFolder;
 
 // The editor's thumbnail as "WIDTHxHEIGHT" ("none" without one), and how many processes it took.
@@ -37,30 +35,18 @@ class ETEditorsTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { TagsResources::shared().reload(); }
 
-  std::shared_ptr<ETImageMetadataEditor> read(const fs::path& path, std::optional<std::string> password = {}) {
-    return testing::readEditor(path, std::move(password));
-  }
-
   ScratchFolder scratch;
 };
 
-TEST_F(ETEditorsTest, ReadImageFileFillsAnEditorWithValuesAndFinderTags) {
-  const auto path = copySample("Canon.jpg", scratch.path());
-  auto untagged = read(path, std::string("pass"));
-  EXPECT_THAT(untagged->originalValue(TagName("EXIF", "Make")), Optional(std::string("Canon")));
-  EXPECT_TRUE(untagged->originalFinderTags().empty());
-  EXPECT_EQ(untagged->password(), std::optional<std::string>("pass"));
+// A file is read through exiftool and a folder without a process; each takes the reader's password.
+TEST_F(ETEditorsTest, ReadersGiveTheirPasswordAndAFolderRunsNoProcess) {
+  auto file = readEditor(copySample("Canon.jpg", scratch.path()), std::string("pass"));
+  EXPECT_THAT(file->originalValue(TagName("EXIF", "Make")), Optional(std::string("Canon")));
+  EXPECT_EQ(file->password(), std::optional<std::string>("pass"));
+  EXPECT_THROW(readEditor(scratch / "missing.jpg"), std::exception);
 
-  testing::setFinderTags(path, {"Holiday", "Été"});
-  EXPECT_EQ(read(path)->originalFinderTags(), (std::vector<std::string>{"Holiday", "Été"}));
-
-  EXPECT_THROW(read(scratch / "missing.jpg"), std::exception);
-}
-
-TEST_F(ETEditorsTest, ReadImageFolderRunsNoProcess) {
   testing::RecordingRunner runner;
-  MetadataETReader reader(std::string("pass"));
-  auto folder = readImageFolder(reader, scratch / "album");
+  auto folder = readImageFolder(MetadataETReader(std::string("pass")), scratch / "album");
   EXPECT_EQ(folder->url(), scratch / "album");
   EXPECT_EQ(folder->password(), std::optional<std::string>("pass"));
   EXPECT_TRUE(folder->originalTagNames().empty());
@@ -72,7 +58,7 @@ TEST_F(ETEditorsTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
   // GPS.jpg (120 x 80) gets Canon.jpg (8 x 8) as its EXIF thumbnail.
   const auto path = copySample("GPS.jpg", scratch.path());
   testing::exifToolInPlace(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
-  auto editor = read(path);
+  auto editor = readEditor(path);
   ASSERT_THAT(editor->originalValue(TagName::exifThumbnailLength),
               Optional(std::to_string(fs::file_size(testing::dataDirectory() / "Canon.jpg"))));
   EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8")) << "exiftool extracts the embedded thumbnail";
@@ -95,12 +81,12 @@ TEST_F(ETEditorsTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
 TEST_F(ETEditorsTest, ThumbnailFallsBackOnAPictureOfTheImage) {
   // GPS.jpg says its thumbnail is 28 bytes long, but they are no image: exiftool is asked, and
   // the picture of the main image is the answer.
-  auto broken = read(copySample("GPS.jpg", scratch.path()));
+  auto broken = readEditor(copySample("GPS.jpg", scratch.path()));
   ASSERT_THAT(broken->originalValue(TagName::exifThumbnailLength), Optional(std::string("28")));
   EXPECT_EQ(thumbnailOf(*broken), Thumbnail(1, "120x80"));
 
   // A pending length on a file without a thumbnail: the file's own length decides.
-  auto without = read(copySample("Canon.jpg", scratch.path()));
+  auto without = readEditor(copySample("Canon.jpg", scratch.path()));
   ASSERT_EQ(without->originalValue(TagName::exifThumbnailLength), std::nullopt);
   without->unsafeSetValue(std::string("1000"), TagName::exifThumbnailLength);
   EXPECT_EQ(thumbnailOf(*without), Thumbnail(0, "8x8"));
