@@ -219,8 +219,8 @@ TEST_F(ImageTasks, LockBeforeProcessing) {
     auto editor = MetadataEditor::create<ProbeEditor>(reader.readReadWriteStorage(sample));
     editor->setValue("x", TagName("EXIF", "Artist"));
     int lockNotes = 0;
-    auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{
-        editor, std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt, lockBefore});
+    auto task = std::make_shared<SaveImageEditionsTaskItem>(
+        SaveImageEditionsTaskInput{.editor = editor, .lockBeforeProcessing = lockBefore});
     {
       testing::Observation lock(MetadataEditor::didChangeLockStateNotification, editor.get(),
                                 [&](const Notification&) { ++lockNotes; });
