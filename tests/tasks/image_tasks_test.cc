@@ -15,16 +15,15 @@
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/storage/metadata_et_reader.h"
-#include "orvelin/support/debug_log.h"
-#include "orvelin/support/files.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/notification_center.h"
-#include "orvelin/support/process_runner.h"
 
 namespace orvelin {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::Contains;
+using ::testing::Not;
 
 class ImageTasks : public ::testing::Test {
  protected:
@@ -60,10 +59,6 @@ class ImageTasks : public ::testing::Test {
 };
 
 using testing::RecordingRunner;
-
-bool contains(const std::vector<std::string>& arguments, const std::string& argument) {
-  return std::find(arguments.begin(), arguments.end(), argument) != arguments.end();
-}
 
 // What the debug log took while `body` ran.
 std::string loggedWhile(const std::function<void()>& body) {
@@ -124,21 +119,41 @@ TEST_F(ImageTasks, ImportKeepsOrderAndReportsFailures) {
   EXPECT_EQ(codeOf<ETMetadataReaderError>(*group->tasks[1]), ETMetadataReaderError::Code::readerOutputIsEmpty);
 }
 
+// Each bad input fails its task with its own code. An editor that is neither a file's nor a
+// folder's is refused after the lock was taken, and the lock is released.
 TEST_F(ImageTasks, TheErrorsOfBadInputs) {
-  auto noInput = std::make_shared<ImportImageTaskItem>(std::optional<ImportImageTaskInput>());
-  auto noURL = std::make_shared<ImportImageTaskItem>(ImportImageTaskInput{});
-  auto sound = std::make_shared<ImportImageTaskItem>(ImportImageTaskInput{"/a/b.mp3"});
-  auto noSaveInput = std::make_shared<SaveImageEditionsTaskItem>();
-  auto noEditor = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{});
-  for (const auto& task : std::vector<std::shared_ptr<TaskItem>>{noInput, noURL, sound, noSaveInput, noEditor}) {
-    task->performFromBackground();
-    EXPECT_EQ(task->status(), TaskStatus::failed);
+  auto plain = testing::editorOf({});
+  plain->setValue("x", TagName("EXIF", "Artist"));
+  using Import = ImportImageTaskError::Code;
+  using Save = SaveImageEditionsTaskError::Code;
+  using ImportTask = ImportImageTaskItem;
+  using SaveTask = SaveImageEditionsTaskItem;
+  const struct {
+    const char* name;
+    std::shared_ptr<TaskItem> task;
+    std::optional<Import> importCode;
+    std::optional<Save> saveCode;
+  } cases[] = {
+      {"no import input", std::make_shared<ImportTask>(), Import::inputIsInvalid, {}},
+      {"no URL", std::make_shared<ImportTask>(ImportImageTaskInput{}), Import::fileURLIsMissing, {}},
+      {"a sound", std::make_shared<ImportTask>(ImportImageTaskInput{"/a/b.mp3"}), Import::fileIsNotSupported, {}},
+      {"no save input", std::make_shared<SaveTask>(), {}, Save::inputIsInvalid},
+      {"no editor", std::make_shared<SaveTask>(SaveImageEditionsTaskInput{}), {}, Save::editorIsMissing},
+      {"an unknown editor", std::make_shared<SaveTask>(SaveImageEditionsTaskInput{plain}), {}, Save::editorIsUnknown},
+  };
+  int lockNotes = 0;
+  testing::Observation lock(MetadataEditor::didChangeLockStateNotification, plain.get(),
+                            [&](const Notification&) { ++lockNotes; });
+  for (const auto& c : cases) {
+    c.task->performFromBackground();
+    EXPECT_EQ(c.task->status(), TaskStatus::failed) << c.name;
+    EXPECT_EQ(codeOf<ImportImageTaskError>(*c.task), c.importCode) << c.name;
+    EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*c.task), c.saveCode) << c.name;
   }
-  EXPECT_EQ(codeOf<ImportImageTaskError>(*noInput), ImportImageTaskError::Code::inputIsInvalid);
-  EXPECT_EQ(codeOf<ImportImageTaskError>(*noURL), ImportImageTaskError::Code::fileURLIsMissing);
-  EXPECT_EQ(codeOf<ImportImageTaskError>(*sound), ImportImageTaskError::Code::fileIsNotSupported);
-  EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*noSaveInput), SaveImageEditionsTaskError::Code::inputIsInvalid);
-  EXPECT_EQ(noEditor->errorDescription(), "Editor is missing");
+  EXPECT_EQ(cases[4].task->errorDescription(), "Editor is missing");
+  EXPECT_EQ(lockNotes, 2);  // locked for the attempt, then released
+  EXPECT_FALSE(plain->isLocked());
+  EXPECT_TRUE(plain->isEdited());
 }
 
 TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
@@ -204,8 +219,8 @@ TEST_F(ImageTasks, LockBeforeProcessing) {
     auto editor = MetadataEditor::create<ProbeEditor>(reader.readReadWriteStorage(sample));
     editor->setValue("x", TagName("EXIF", "Artist"));
     int lockNotes = 0;
-    auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{
-        editor, std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt, lockBefore});
+    auto task = std::make_shared<SaveImageEditionsTaskItem>(
+        SaveImageEditionsTaskInput{.editor = editor, .lockBeforeProcessing = lockBefore});
     {
       testing::Observation lock(MetadataEditor::didChangeLockStateNotification, editor.get(),
                                 [&](const Notification&) { ++lockNotes; });
@@ -236,26 +251,6 @@ TEST_F(ImageTasks, LockBeforeProcessing) {
   EXPECT_FALSE(held->isLocked());
 }
 
-TEST_F(ImageTasks, AnUnknownEditorIsRefusedAndUnlocked) {
-  testing::ScratchFolder folder;
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  auto plain = MetadataEditor::create(reader.readReadWriteStorage(testing::copySample("Canon.jpg", folder.path())));
-  plain->setValue("x", TagName("EXIF", "Artist"));
-  int lockNotes = 0;
-  auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{.editor = plain});
-  {
-    testing::Observation lock(MetadataEditor::didChangeLockStateNotification, plain.get(),
-                              [&](const Notification&) { ++lockNotes; });
-    task->performFromBackground();
-  }
-  EXPECT_EQ(task->status(), TaskStatus::failed);
-  EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*task), SaveImageEditionsTaskError::Code::editorIsUnknown);
-  EXPECT_EQ(lockNotes, 2);  // locked for the attempt, then released
-  EXPECT_FALSE(plain->isLocked());
-  EXPECT_TRUE(plain->isEdited());
-}
-
 TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   testing::ScratchFolder folder;
   const auto inside = folder / "album";
@@ -268,7 +263,6 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file}) {
     editor->setValue("2001:02:03 04:05:06", TagName::exifModifyDate);
     editor->setValue("2001:02:03 04:05:06", TagName::exifCreateDate);
-    editor->setFinderTags(std::vector<std::string>{"Blue"});
   }
   RecordingRunner runner;
   // Both dates asked; the IPTC and correction options left to their defaults.
@@ -277,14 +271,11 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   const auto text = loggedWhile([&] { run(group); });
   for (const auto& task : group->tasks) EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
 
-  // The files of the folder, and the file, take the date as file date and the Finder tags.
+  // The files of the folder, and the file, take the date as file date; the folder itself does not.
   for (const auto& path : {images[0], images[1], file->url()}) {
     EXPECT_EQ(exifTool(path, "EXIF:ModifyDate"), "2001:02:03 04:05:06") << path;
     EXPECT_THAT(exifTool(path, "FileModifyDate"), ::testing::StartsWith("2001:02:03 04:05:06")) << path;
-    EXPECT_THAT(testing::finderTagsOf(path), ::testing::ElementsAre("Blue")) << path;
   }
-  // The folder itself takes neither.
-  EXPECT_TRUE(testing::finderTagsOf(inside).empty());
   EXPECT_GT(std::chrono::file_clock::to_sys(fs::last_write_time(inside)),
             std::chrono::sys_days{std::chrono::year{2010} / 1 / 1});
   // Creation dates cannot be set here: each save says so for its files, and the file editor
@@ -296,8 +287,8 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   auto writes = runner.takeWrites();
   ASSERT_EQ(writes.size(), 2u);
   for (const auto& arguments : writes) {
-    EXPECT_TRUE(contains(arguments, "-IPTC:CodedCharacterSet=UTF8"));
-    EXPECT_FALSE(contains(arguments, "-F"));
+    EXPECT_THAT(arguments, Contains("-IPTC:CodedCharacterSet=UTF8"));
+    EXPECT_THAT(arguments, Not(Contains("-F")));
   }
   EXPECT_EQ(exifTool(file->url(), "IPTC:CodedCharacterSet"), "UTF8");
 
@@ -311,8 +302,8 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   writes = runner.takeWrites();
   ASSERT_EQ(writes.size(), 2u);
   for (const auto& arguments : writes) {
-    EXPECT_FALSE(contains(arguments, "-IPTC:CodedCharacterSet=UTF8"));
-    EXPECT_TRUE(contains(arguments, "-F"));
+    EXPECT_THAT(arguments, Not(Contains("-IPTC:CodedCharacterSet=UTF8")));
+    EXPECT_THAT(arguments, Contains("-F"));
   }
   EXPECT_EQ(exifTool(file->url(), "EXIF:Artist"), "Again");
 }
