@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,8 +53,7 @@ TEST_P(CommandLineTest, OptionsBeforeBetweenAndAfterTheFiles) {
     EXPECT_EQ(run.status, 0) << placement << ": " << run.errors;
     // The outputs differ only by the folder's name, and the files' own facts.
     std::string output;
-    std::istringstream lines(run.output);
-    for (std::string line; std::getline(lines, line);)
+    for (const auto& line : testing::linesOf(run.output))
       if (line.find("File:") == std::string::npos) output += line + "\n";
     for (auto at = output.find(placement + "/"); at != std::string::npos; at = output.find(placement + "/"))
       output.replace(at, placement.size(), "folder");

@@ -12,6 +12,7 @@
 
 #include "common/test_support.h"
 #include "orvelin/support/process_runner.h"
+#include "tools/tool_support.h"
 
 namespace orvelin {
 namespace {
@@ -49,15 +50,10 @@ bool ends(pid_t pid, int milliseconds) {
 
 TEST(Interrupt, SIGINTTakesThePoolWithIt) {
   testing::ScratchFolder scratch;
-  ProcessRequest request;
-  request.executable = fs::read_symlink("/proc/self/exe").parent_path() / "orvelin";
-  request.arguments = {"read"};
-  for (int i = 0; i < 400; ++i) request.arguments.push_back((testing::dataDirectory() / "Canon.jpg").string());
-  request.environment = {"HOME=" + scratch.path().string(), "TMPDIR=" + scratch.path().string()};
-  for (const char* name : {"PATH", "ORVELIN_RESOURCES"})
-    if (const char* value = std::getenv(name)) request.environment.push_back(std::string(name) + "=" + value);
+  std::vector<std::string> arguments{"read"};
+  for (int i = 0; i < 400; ++i) arguments.push_back((testing::dataDirectory() / "Canon.jpg").string());
   ProcessResult failure;
-  auto tool = ProcessRunner::Default()->start(request, failure);
+  auto tool = ProcessRunner::Default()->start(testing::toolRequest(arguments, scratch.path()), failure);
   ASSERT_TRUE(tool) << failure.standardError;
 
   // The first file's listing shows that exiftool runs.

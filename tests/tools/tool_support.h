@@ -21,11 +21,11 @@ struct ToolRun {
   std::string errors;
 };
 
-// Runs bin/orvelin (next to the test program) with `arguments`, its home, temporary and
+// A run of bin/orvelin (next to the test program) with `arguments`, its home, temporary and
 // configuration folders in `scratch`; `environment` ("NAME=value") comes before what the test
 // program passes on of its own, in place of the same names.
-inline ToolRun runTool(const std::vector<std::string>& arguments, const std::filesystem::path& scratch,
-                       const std::vector<std::string>& environment = {}) {
+inline ProcessRequest toolRequest(const std::vector<std::string>& arguments, const std::filesystem::path& scratch,
+                                  const std::vector<std::string>& environment = {}) {
   ProcessRequest request;
   request.executable = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "orvelin";
   request.arguments = arguments;
@@ -42,7 +42,13 @@ inline ToolRun runTool(const std::vector<std::string>& arguments, const std::fil
        {"PATH", "TZ", "ORVELIN_RESOURCES", "TSAN_OPTIONS", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"})
     if (const char* value = std::getenv(name); value && !given(name))
       request.environment.push_back(std::string(name) + "=" + value);
-  const auto result = ProcessRunner::Default()->run(request);
+  return request;
+}
+
+// Runs the tool as toolRequest() says, to its end.
+inline ToolRun runTool(const std::vector<std::string>& arguments, const std::filesystem::path& scratch,
+                       const std::vector<std::string>& environment = {}) {
+  const auto result = ProcessRunner::Default()->run(toolRequest(arguments, scratch, environment));
   return {result.exitStatus, result.standardOutput, result.standardError};
 }
 
