@@ -64,9 +64,9 @@ TEST_F(MetadataETReaderTest, OutputsThatAreNoArrayOfObjects) {
     testing::RecordingRunner runner(canned(output));
     try {
       MetadataETReader().readReadWriteStorage("/a/b.jpg");
-      ADD_FAILURE() << "no error for " << output;
+      ADD_FAILURE() << "no error for '" << output << "'";
     } catch (const ETMetadataReaderError& error) {
-      EXPECT_EQ(error.code(), code) << output;
+      EXPECT_EQ(error.code(), code) << "'" << output << "'";
     }
   }
   EXPECT_STREQ(ETMetadataReaderError(ETMetadataReaderError::Code::readerOutputIsEmpty).what(),
