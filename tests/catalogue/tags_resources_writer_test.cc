@@ -134,7 +134,7 @@ TEST(TagsResourcesWriterParse, OverridesAndTheICCRule) {
   std::vector<std::string> keys;
   for (const auto& record : result->records) keys.push_back(*record.key);
   // Orientation is made read-only and dropped; Secret made writable and kept.
-  EXPECT_THAT(keys, ElementsAre("Secret", "Profile", "Versions", "Levels", "Ratio", "Label"));
+  ASSERT_THAT(keys, ElementsAre("Secret", "Profile", "Versions", "Levels", "Ratio", "Label"));
   EXPECT_EQ(result->records[3].type, "int16s");
   EXPECT_EQ(result->records[0].type, "longstring");
   EXPECT_EQ(result->records[2].count, 2);
