@@ -19,9 +19,6 @@
 #include "orvelin/editor/editor_gps.h"
 #include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/editor/editor_values.h"
-#include "orvelin/editor/et_editors.h"
-#include "orvelin/storage/metadata_et_reader.h"
-#include "orvelin/support/files.h"
 #include "orvelin/values/date_time_value_converter.h"
 
 namespace orvelin {
@@ -46,11 +43,6 @@ const DateTimeValueConverter dateText;
 TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
   const auto make = tag("EXIF:Make"), fNumber = tag("EXIF:FNumber"), createDate = tag("EXIF:CreateDate");
   auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:FNumber", "5.6"}});
-  clearValue(*editor, make);
-  EXPECT_EQ(editor->currentValue(make), "");
-  restoreValue(*editor, make);
-  EXPECT_FALSE(editor->isValueEdited(make));
-  EXPECT_EQ(editor->currentValue(make), "Canon");
   clearValues(*editor, {make, fNumber});
   EXPECT_EQ(editor->writtenTagNames().size(), 2u);
   restoreValues(*editor, {make, fNumber});
@@ -89,8 +81,6 @@ TEST_F(EditorOperations, FinderTagsAndKeywords) {
 
   EXPECT_TRUE(areOriginalFinderTags(*editor));
   EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
-  editor->setFinderTags(std::vector<std::string>{"red", "trip"});
-  EXPECT_TRUE(areOriginalFinderTags(*editor));
   copyFinderTagsToIPTCKeywords(*editor);
   EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "red,trip");
 
