@@ -91,16 +91,8 @@ TEST_F(EditorOperations, FinderTagsAndKeywords) {
   restoreFinderTags(*editor);
   EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
 
-  // Locked: the keywords are refused, the Finder tags are not.
-  editor->setFinderTags(std::vector<std::string>{"blue"});
-  editor->lockEditor();
-  copyFinderTagsToIPTCKeywords(*editor);
-  EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "a, b ,c");
-  copyIPTCKeywordsToFinderTags(*editor);
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"a", "b", "c"}));
-  editor->unlockEditor();
-
   // No keywords at all: pending Finder tags go, those of the file stay.
+  editor->setFinderTags(std::vector<std::string>{"blue"});
   clearValue(*editor, TagName::iptcKeywords);
   copyIPTCKeywordsToFinderTags(*editor);
   EXPECT_TRUE(areOriginalFinderTags(*editor));
