@@ -50,25 +50,6 @@ TEST(OperationQueue, RunsUpToItsWidthAtOnce) {
   EXPECT_EQ(gate.highest(), 3);
 }
 
-TEST(OperationQueue, CancelDropsWhatHasNotBegun) {
-  OperationQueue queue(1);
-  Gate gate;
-  std::vector<int> ran;  // written by the queue's one thread
-  queue.addOperation([&] {
-    gate.wait();
-    ran.push_back(0);
-  });
-  ASSERT_TRUE(gate.awaitWaiting(1));
-  for (int i = 1; i <= 5; ++i) queue.addOperation([&, i] { ran.push_back(i); });
-  EXPECT_EQ(queue.operationCount(), 6u);
-  queue.cancelAllOperations();
-  EXPECT_EQ(queue.operationCount(), 1u);  // the running one goes on
-  queue.addOperation([&] { ran.push_back(6); });  // added after the cancel: runs
-  gate.open();
-  queue.waitUntilAllOperationsAreFinished();
-  EXPECT_THAT(ran, ElementsAre(0, 6));
-}
-
 // An object whose destructor asks the queue something, as captured state may.
 struct AsksQueueOnDestruction {
   AsksQueueOnDestruction(OperationQueue* queue, std::atomic<int>* destroyed) : queue(queue), destroyed(destroyed) {}
@@ -81,25 +62,31 @@ struct AsksQueueOnDestruction {
   }
 };
 
-TEST(OperationQueue, DroppedOperationsReleaseTheirCapturesOutsideTheQueueLock) {
+// The operations dropped, and those that ran, release their captures outside the queue's lock.
+TEST(OperationQueue, CancelDropsWhatHasNotBegun) {
   std::atomic<int> destroyed{0};
+  OperationQueue queue(1);
   Gate gate;
-  {
-    OperationQueue queue(1);
-    queue.addOperation([&] { gate.wait(); });
-    ASSERT_TRUE(gate.awaitWaiting(1));
-    auto probe = std::make_shared<AsksQueueOnDestruction>(&queue, &destroyed);
-    queue.addOperation([probe] {});
-    probe.reset();
-    queue.cancelAllOperations();
-    EXPECT_EQ(destroyed.load(), 1);
-
-    auto second = std::make_shared<AsksQueueOnDestruction>(&queue, &destroyed);
-    queue.addOperation([second] {});
-    second.reset();
-    gate.open();
-    queue.waitUntilAllOperationsAreFinished();
-  }
+  std::vector<int> ran;  // written by the queue's one thread
+  queue.addOperation([&] {
+    gate.wait();
+    ran.push_back(0);
+  });
+  ASSERT_TRUE(gate.awaitWaiting(1));
+  for (int i = 1; i <= 5; ++i) queue.addOperation([&, i] { ran.push_back(i); });
+  auto probe = std::make_shared<AsksQueueOnDestruction>(&queue, &destroyed);
+  queue.addOperation([probe] {});
+  probe.reset();
+  EXPECT_EQ(queue.operationCount(), 7u);
+  queue.cancelAllOperations();
+  EXPECT_EQ(destroyed.load(), 1);
+  EXPECT_EQ(queue.operationCount(), 1u);  // the running one goes on
+  auto second = std::make_shared<AsksQueueOnDestruction>(&queue, &destroyed);
+  queue.addOperation([&, second] { ran.push_back(6); });  // added after the cancel: runs
+  second.reset();
+  gate.open();
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_THAT(ran, ElementsAre(0, 6));
   EXPECT_EQ(destroyed.load(), 2);
 }
 

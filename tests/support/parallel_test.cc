@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <charconv>
 #include <chrono>
 #include <mutex>
 #include <stdexcept>
@@ -76,23 +75,6 @@ TEST(ParallelMap, KeepsTheInputOrderOverAThousandElements) {
   ASSERT_EQ(output.size(), 1000u);
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(output[static_cast<std::size_t>(i)], std::to_string(i * 2));
   EXPECT_TRUE(pMap(std::vector<int>{}, [](int value) { return value; }).empty());
-}
-
-TEST(ParallelMap, CompactMapDropsAbsentResultsAndKeepsOrder) {
-  const std::vector<std::string> input{"1", "x", "3"};
-  const auto parsed = pCompactMap(input, [](const std::string& text) -> std::optional<int> {
-    int value = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (result.ec != std::errc() || result.ptr != text.data() + text.size()) return std::nullopt;
-    return value;
-  });
-  EXPECT_THAT(parsed, ElementsAre(1, 3));
-
-  std::vector<int> many(500);
-  for (int i = 0; i < 500; ++i) many[static_cast<std::size_t>(i)] = i;
-  const auto odd = pCompactMap(many, [](int v) { return v % 2 ? std::optional<int>(v) : std::nullopt; });
-  ASSERT_EQ(odd.size(), 250u);
-  EXPECT_TRUE(std::is_sorted(odd.begin(), odd.end()));
 }
 
 TEST(ArrayHelpers, RemoveAtIndexes) {
