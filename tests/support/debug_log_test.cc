@@ -16,6 +16,7 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
+using testing::linesOf;
 
 // Turns the log off again at the end of a test, whatever happened.
 class DebugLogScope {
@@ -23,9 +24,7 @@ class DebugLogScope {
   ~DebugLogScope() { ORVDisableDebugLog(); }
 };
 
-using testing::linesOf;
-
-TEST(DebugLog, EnablingEmptiesTheFileAndDisablingEvaluatesAndWritesNothing) {
+TEST(DebugLog, EnablingEmptiesTheFileDisablingEvaluatesAndWritesNothingAndAFileIsOptional) {
   testing::ScratchFolder folder;
   DebugLogScope scope;
   const auto log = folder / "debug.log";
@@ -60,11 +59,8 @@ TEST(DebugLog, EnablingEmptiesTheFileAndDisablingEvaluatesAndWritesNothing) {
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(evaluated, 1);
   EXPECT_EQ(testing::readFile(log), contents);
-}
 
-TEST(DebugLog, FileThatCannotBeMadeLeavesStandardOutputOnly) {
-  testing::ScratchFolder folder;
-  DebugLogScope scope;
+  // A file that cannot be made leaves standard output only.
   ORVEnableDebugLog(folder / "no such folder" / "debug.log");
   EXPECT_TRUE(ORVIsDebugLogEnabled());
   ::testing::internal::CaptureStdout();

@@ -14,13 +14,17 @@ namespace {
 using ::testing::ElementsAre;
 using namespace std::chrono_literals;
 
-TEST(MainQueue, OwnThreadRunsBlocksInOrderOneAtATime) {
+TEST(MainQueue, OwnThreadRunsBlocksInOrderOneAtATimeAndSyncRunsThereOrInline) {
   MainQueue queue;
+  // Before any thread pumps the queue there is no main thread: sync runs at once.
+  bool ranEarly = false;
+  queue.sync([&] { ranEarly = true; });
+  EXPECT_TRUE(ranEarly);
+
   queue.startOnOwnThread();
   queue.startOnOwnThread();  // a second start does nothing
   EXPECT_TRUE(queue.isRunningOnOwnThread());
   EXPECT_FALSE(queue.isMainThread());
-
   std::vector<int> order;  // touched on the main thread only
   std::atomic<int> running{0};
   std::atomic<bool> overlapped{false};
@@ -39,16 +43,7 @@ TEST(MainQueue, OwnThreadRunsBlocksInOrderOneAtATime) {
   EXPECT_FALSE(overlapped.load());
   ASSERT_EQ(order.size(), 100u);
   EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));  // each producer's blocks keep their order
-}
 
-TEST(MainQueue, SyncRunsOnTheMainThreadAndInlineThere) {
-  MainQueue queue;
-  // Before any thread pumps the queue there is no main thread: sync runs at once.
-  bool ranEarly = false;
-  queue.sync([&] { ranEarly = true; });
-  EXPECT_TRUE(ranEarly);
-
-  queue.startOnOwnThread();
   std::thread::id blockThread;
   bool onMain = false;
   queue.sync([&] {

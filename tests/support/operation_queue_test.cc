@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -14,25 +14,27 @@ namespace orvelin {
 namespace {
 
 using ::testing::ElementsAre;
-using namespace std::chrono_literals;
 
 using testing::Gate;
 
-TEST(OperationQueue, WidthOneRunsInOrderOneAtATime) {
+TEST(OperationQueue, WidthOneRunsInOrderOneAtATimeAndItsWaitIncludesOperationsAddedMeanwhile) {
   OperationQueue queue(1, "serial");
   std::vector<int> order;
   std::atomic<int> running{0};
   std::atomic<bool> overlapped{false};
-  for (int i = 0; i < 200; ++i)
+  std::function<void(int)> add = [&](int i) {
     queue.addOperation([&, i] {
       if (++running > 1) overlapped = true;
       order.push_back(i);
+      if (i == 199) add(200);  // added from inside an operation: the wait includes it
       --running;
     });
+  };
+  for (int i = 0; i < 200; ++i) add(i);
   queue.waitUntilAllOperationsAreFinished();
   EXPECT_EQ(queue.operationCount(), 0u);
   EXPECT_FALSE(overlapped.load());
-  ASSERT_EQ(order.size(), 200u);
+  ASSERT_EQ(order.size(), 201u);
   EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
@@ -90,24 +92,8 @@ TEST(OperationQueue, CancelDropsWhatHasNotBegun) {
   EXPECT_EQ(destroyed.load(), 2);
 }
 
-TEST(OperationQueue, WaitIncludesOperationsAddedMeanwhile) {
-  OperationQueue queue(2);
-  std::atomic<int> done{0};
-  queue.addOperation([&] {
-    std::this_thread::sleep_for(20ms);
-    queue.addOperation([&] {
-      std::this_thread::sleep_for(20ms);
-      ++done;
-    });
-    ++done;
-  });
-  queue.waitUntilAllOperationsAreFinished();
-  EXPECT_EQ(done.load(), 2);
-}
-
 TEST(OperationQueue, DestructionWaitsForRunningAndDropsWaiting) {
-  std::atomic<int> finished{0};
-  std::atomic<int> started{0};
+  std::atomic<int> finished{0}, started{0};
   Gate gate;
   std::thread opener;
   {
@@ -119,9 +105,9 @@ TEST(OperationQueue, DestructionWaitsForRunningAndDropsWaiting) {
     });
     ASSERT_TRUE(gate.awaitWaiting(1));
     queue.addOperation([&] { ++started; });
-    // The running operation ends only after the destructor has begun.
+    // The running operation ends only once the destructor has dropped the waiting one.
     opener = std::thread([&] {
-      std::this_thread::sleep_for(300ms);
+      while (queue.operationCount() > 1) std::this_thread::yield();
       gate.open();
     });
   }

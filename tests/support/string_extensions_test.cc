@@ -1,4 +1,6 @@
 #include "orvelin/support/string_extensions.h"
+#include "orvelin/support/text_encoding.h"
+#include "support/xml.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -53,6 +55,27 @@ TEST(CaptureMatches, OneArrayOfGroupTextsPerMatch) {
   EXPECT_THAT(captureMatches("ab", "a(x)?(b)"), ElementsAre(ElementsAre("", "b")));  // a group that took no part
   EXPECT_THAT(captureMatches("\u00e9t\u00e9 2024", "(\\p{L}+) (\\d+)"), ElementsAre(ElementsAre("\u00e9t\u00e9", "2024")));
   EXPECT_THAT(captureMatches("abc", "x(y)"), ElementsAre());
+}
+
+TEST(Lowercased, TheWholeTextByUnicodesDefaultMapping) {
+  EXPECT_EQ(lowercased("MakerNotes"), "makernotes");
+  EXPECT_EQ(lowercased("\u00C9T\u00C9 \u00C0 PARIS"), "\u00e9t\u00e9 \u00e0 paris");
+  EXPECT_EQ(lowercased("\u0421\u041E\u041D\u0418"), "\u0441\u043E\u043D\u0438");  // Cyrillic
+  EXPECT_EQ(lowercased("\u212A"), "k");                                          // Kelvin sign
+  EXPECT_EQ(lowercased("\u0130"), "i\u0307");  // the same in every locale, Turkish included
+  EXPECT_EQ(lowercased("\u65E5\u672C 123 _-"), "\u65E5\u672C 123 _-");  // no case: unchanged
+  EXPECT_EQ(lowercased(""), "");
+  EXPECT_EQ(lowercased("A\xFF" "B"), "a\uFFFDb");  // not UTF-8: replaced, never a crash
+}
+
+// (The element walk is pinned by the catalogue generator's parse of exiftool's listing.)
+TEST(XMLHelpers, BooleanAttributeIsTrueOnlyForTrueItself) {
+  pugi::xml_document document;
+  ASSERT_TRUE(document.load_string(R"(<tag a="true" b="false" c="TRUE" d="" e="1"/>)"));
+  const auto tag = document.child("tag");
+  EXPECT_EQ(boolean(tag, "a"), true);
+  for (const char* name : {"b", "c", "d", "e"}) EXPECT_EQ(boolean(tag, name), false) << name;
+  EXPECT_EQ(boolean(tag, "missing"), std::nullopt);
 }
 
 }  // namespace
