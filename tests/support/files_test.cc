@@ -1,5 +1,10 @@
+// The file system, the file helpers, and the two files of the library's own: the user defaults
+// and the debug log.
+
+#include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
+#include "orvelin/support/user_defaults.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <barrier>
 #include <chrono>
 #include <regex>
 #include <set>
@@ -22,7 +28,20 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+using ::testing::UnorderedElementsAre;
+using testing::linesOf;
 using namespace std::chrono_literals;
+
+// The names of the entries of `folder`.
+std::set<std::string> namesIn(const fs::path& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename().string());
+  return names;
+}
 
 // "8-4-4-4-12" upper-case hexadecimal digits, version 4, variant 1.
 bool isUUID(const std::string& text) {
@@ -202,25 +221,23 @@ TEST(FileSystemMove, ConcurrentMovesToOneNameLeaveOneWinnerAndEveryOtherFile) {
       testing::writeFile(sources.back(), std::to_string(t));
     }
     std::atomic<int> ready{0};
-    std::vector<int> failures(kThreads, 0);
+    std::vector<std::error_code> errors(kThreads);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
       threads.emplace_back([&, t] {
         ++ready;
         while (ready < kThreads) std::this_thread::yield();
-        std::error_code error;
-        FileSystem::Default()->moveItem(sources[t], target, error);
-        if (error) failures[t] = error == std::errc::file_exists ? 1 : 2;
+        FileSystem::Default()->moveItem(sources[t], target, errors[t]);
       });
     for (auto& thread : threads) thread.join();
     int moved = 0;
     for (int t = 0; t < kThreads; ++t) {
-      ASSERT_NE(failures[t], 2) << "an error other than file_exists";
-      if (failures[t] == 0) {
+      if (!errors[t]) {
         ++moved;
         EXPECT_EQ(testing::readFile(target), std::to_string(t));
         EXPECT_FALSE(fs::exists(sources[t]));
       } else {
+        EXPECT_EQ(errors[t], std::errc::file_exists) << errors[t].message();
         EXPECT_EQ(testing::readFile(sources[t]), std::to_string(t));  // the loser keeps its file
       }
     }
@@ -260,9 +277,171 @@ TEST(FileSystemMove, AcrossFileSystemsCopiesWholeAndKeepsModeAndTime) {
   EXPECT_EQ(error, std::errc::file_exists);
   EXPECT_EQ(testing::readFile(folder / "again.raw"), "new");
   EXPECT_EQ(testing::readFile(other / "again.raw"), "old");
-  std::set<std::string> names;
-  for (const auto& entry : fs::directory_iterator(other.path())) names.insert(entry.path().filename().string());
-  EXPECT_EQ(names, (std::set<std::string>{"again.raw", "big.raw"}));
+  EXPECT_EQ(namesIn(other.path()), (std::set<std::string>{"again.raw", "big.raw"}));
+}
+
+TEST(UserDefaults, ValuesSurviveSynchronizeAndOnlyChangesAreCounted) {
+  testing::ScratchFolder folder;
+  const auto path = folder / "config" / "defaults.json";
+  {
+    UserDefaults defaults(path);
+    EXPECT_TRUE(defaults.keys().empty());
+    defaults.set("ORVUserLanguage", "German");
+    defaults.set("ORVPresets", nlohmann::json::array({1, 2}));
+    defaults.set("Flag", true);
+    defaults.set("Not UTF-8", std::string("caf\xE9"));  // written with U+FFFD, not failing the file
+    defaults.set("Gone", 1);
+    auto count = ORVUserDefaultsChangeCount();
+    defaults.remove("Gone");
+    EXPECT_GT(ORVUserDefaultsChangeCount(), count);
+    count = ORVUserDefaultsChangeCount();
+    EXPECT_EQ(defaults.string("ORVUserLanguage"), "German");
+    EXPECT_EQ(defaults.string("ORVPresets"), std::nullopt);  // not a text
+    EXPECT_TRUE(defaults.boolean("Flag"));
+    EXPECT_FALSE(defaults.boolean("ORVUserLanguage"));
+    EXPECT_FALSE(defaults.boolean("Missing"));
+    EXPECT_EQ(defaults.keys().size(), 4u);
+    EXPECT_EQ(ORVUserDefaultsChangeCount(), count);  // reads change nothing
+    EXPECT_FALSE(fs::exists(path));  // nothing is written before synchronize()
+    EXPECT_TRUE(defaults.synchronize());
+  }
+  UserDefaults reread(path);
+  EXPECT_THAT(reread.keys(), UnorderedElementsAre("ORVUserLanguage", "ORVPresets", "Flag", "Not UTF-8"));
+  EXPECT_EQ(reread.object("ORVPresets"), nlohmann::json::array({1, 2}));
+  EXPECT_EQ(reread.object("Missing"), std::nullopt);
+  EXPECT_EQ(namesIn(folder / "config"), std::set<std::string>{"defaults.json"});
+}
+
+TEST(UserDefaults, CorruptFileIsKeptAsideAndTheStoreStartsEmpty) {
+  testing::ScratchFolder folder;
+  for (const std::string damaged : {"{\"a\": tru", "[1, 2]", ""}) {
+    const auto path = folder / "defaults.json";
+    testing::writeFile(path, damaged);
+    UserDefaults defaults(path);
+    EXPECT_TRUE(defaults.keys().empty()) << damaged;
+    EXPECT_EQ(testing::readFile(folder / "defaults.json.corrupt"), damaged);
+    EXPECT_FALSE(fs::exists(path));
+    defaults.set("a", 1);
+    EXPECT_TRUE(defaults.synchronize());
+    EXPECT_EQ(UserDefaults(path).object("a"), 1);
+    fs::remove(path);
+  }
+}
+
+TEST(UserDefaults, FailedSynchronizeLeavesNothingBehind) {
+  testing::ScratchFolder folder;
+  fs::create_directory(folder / "defaults.json");  // a folder where the file should be
+  UserDefaults defaults(folder / "defaults.json");
+  EXPECT_TRUE(fs::is_directory(folder / "defaults.json"));  // not taken for a corrupt file
+  defaults.set("a", 1);
+  EXPECT_FALSE(defaults.synchronize());
+  EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{"defaults.json"});
+}
+
+TEST(UserDefaults, ConcurrentSynchronizeEndsWithTheLatestValues) {
+  testing::ScratchFolder folder;
+  const auto path = folder / "defaults.json";
+  UserDefaults defaults(path);
+  constexpr int threads = 4, rounds = 30;
+  // In each round every thread adds a key and synchronises at the same moment; once all are
+  // done, the file must hold every key so far: no older snapshot may land over a newer one.
+  int round = 0;
+  std::vector<int> shortRounds;
+  std::barrier roundEnd(threads, [&]() noexcept {
+    ++round;
+    if (UserDefaults(path).keys().size() != static_cast<std::size_t>(threads * round)) shortRounds.push_back(round);
+  });
+  std::vector<std::thread> workers;
+  for (int t = 0; t < threads; ++t)
+    workers.emplace_back([&, t] {
+      for (int r = 0; r < rounds; ++r) {
+        defaults.set("key " + std::to_string(t) + " " + std::to_string(r), r);
+        EXPECT_TRUE(defaults.synchronize());
+        roundEnd.arrive_and_wait();
+      }
+    });
+  for (auto& worker : workers) worker.join();
+  EXPECT_THAT(shortRounds, ::testing::IsEmpty());
+  EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{"defaults.json"});
+}
+
+TEST(UserDefaults, DefaultFileFollowsXDGConfigHome) {
+  testing::EnvironmentScope environment("XDG_CONFIG_HOME", "/config/here");
+  EXPECT_EQ(UserDefaults::defaultFilePath(), "/config/here/orvelin/defaults.json");
+  environment.set("XDG_CONFIG_HOME", std::nullopt);
+  EXPECT_TRUE(UserDefaults::defaultFilePath().string().ends_with("/.config/orvelin/defaults.json"));
+}
+
+// Turns the log off again at the end of a test, whatever happened.
+class DebugLogScope {
+ public:
+  ~DebugLogScope() { ORVDisableDebugLog(); }
+};
+
+TEST(DebugLog, EnablingEmptiesTheFileDisablingEvaluatesAndWritesNothingAndAFileIsOptional) {
+  testing::ScratchFolder folder;
+  DebugLogScope scope;
+  const auto log = folder / "debug.log";
+  testing::writeFile(log, "old content\n");
+  ORVEnableDebugLog(log);
+  EXPECT_TRUE(ORVIsDebugLogEnabled());
+  int evaluated = 0;
+  auto expensive = [&] {
+    ++evaluated;
+    return std::string("text");
+  };
+  ::testing::internal::CaptureStdout();
+  ORVDebugLog("COMMAND: exiftool -ver");
+  ORVEnableDebugLog(log);  // again with one URL: the file starts afresh
+  ORVDebugLog(expensive());
+  ORVAppendDebugFile("file only");
+  // Every entry also goes to standard output, without the header.
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "COMMAND: exiftool -ver\ntext\n");
+  EXPECT_EQ(evaluated, 1);
+  const auto contents = testing::readFile(log);
+  EXPECT_THAT(contents, StartsWith("Date: "));
+  EXPECT_EQ(testing::occurrences(contents, "Date: "), 1u);
+  EXPECT_THAT(contents, Not(HasSubstr("old content")));
+  EXPECT_THAT(contents, Not(HasSubstr("COMMAND")));
+  EXPECT_THAT(contents, EndsWith("\ntext\nfile only\n"));
+
+  ORVDisableDebugLog();
+  EXPECT_FALSE(ORVIsDebugLogEnabled());
+  ::testing::internal::CaptureStdout();
+  ORVDebugLog(expensive());
+  ORVAppendDebugFile("file only");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(evaluated, 1);
+  EXPECT_EQ(testing::readFile(log), contents);
+
+  // A file that cannot be made leaves standard output only.
+  ORVEnableDebugLog(folder / "no such folder" / "debug.log");
+  EXPECT_TRUE(ORVIsDebugLogEnabled());
+  ::testing::internal::CaptureStdout();
+  ORVDebugLog("still printed");
+  ORVAppendDebugFile("nowhere to go");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "still printed\n");
+  EXPECT_FALSE(fs::exists(folder / "no such folder"));
+}
+
+TEST(DebugLog, EntriesFromManyThreadsStayWhole) {
+  testing::DebugLogCapture capture;
+  const auto headerLines = linesOf(capture.text()).size();
+  ::testing::internal::CaptureStdout();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t] {
+      for (int i = 0; i < 200; ++i) ORVDebugLog("thread " + std::to_string(t) + " entry " + std::to_string(i));
+    });
+  for (auto& thread : threads) thread.join();
+  const auto printed = ::testing::internal::GetCapturedStdout();
+  const auto lines = linesOf(capture.text());
+  ASSERT_EQ(lines.size(), headerLines + 800);
+  std::set<std::string> entries(lines.begin() + static_cast<std::ptrdiff_t>(headerLines), lines.end());
+  for (int t = 0; t < 4; ++t)
+    for (int i = 0; i < 200; ++i)
+      EXPECT_EQ(entries.count("thread " + std::to_string(t) + " entry " + std::to_string(i)), 1u);
+  EXPECT_EQ(linesOf(printed).size(), 800u);
 }
 
 }  // namespace

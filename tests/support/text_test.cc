@@ -1,5 +1,10 @@
+// Texts: the string helpers, the strings tables and their look-up, formats.
+
 #include "orvelin/support/localization.h"
+#include "orvelin/support/string_extensions.h"
 #include "orvelin/support/strings_table.h"
+#include "orvelin/support/text_encoding.h"
+#include "support/xml.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,10 +21,13 @@
 namespace orvelin {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
+using testing::UserLanguageScope;
+using Parts = std::optional<std::pair<std::string, std::string>>;
 
-TEST(StringsTable, EntriesEscapesAndComments) {
+TEST(StringsTable, EntriesEscapesCommentsAndMalformedEntries) {
   const auto table = parseStringsTable(
       "\xEF\xBB\xBF/* Localization.strings\n   Orvelin */\n\n"
       "\"plain\" = \"Plain text\";\n"
@@ -39,9 +47,8 @@ TEST(StringsTable, EntriesEscapesAndComments) {
                                           Pair("unicode", "caf\u00e9 \u00e9t\u00e9 \U0001F600"), Pair("octal", "AB"),
                                           Pair("bare_key", "bare.value-1"), Pair("self", "self"),
                                           Pair("spaced", "out")));
-}
 
-TEST(StringsTable, StopsAtTheFirstMalformedEntryKeepingWhatCameBefore) {
+  // The first malformed entry ends the table, keeping what came before.
   EXPECT_THAT(parseStringsTable("\"a\" = \"1\";\n\"b\" = \"2\"\n\"c\" = \"3\";"), UnorderedElementsAre(Pair("a", "1")));
   EXPECT_THAT(parseStringsTable("\"a\" = \"1\";\n\"b\" = \"unterminated;"), UnorderedElementsAre(Pair("a", "1")));
   EXPECT_THAT(parseStringsTable("\"a\" = \"1\"; /* open comment"), UnorderedElementsAre(Pair("a", "1")));
@@ -70,9 +77,7 @@ TEST(Format, SpecifiersOfTheTexts) {
   EXPECT_EQ(ORVFormat("%lu %d %@", {count, 5, "text"}), "4 5 text");
 }
 
-using testing::UserLanguageScope;
-
-TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKey) {
+TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKeyAndFormats) {
   {
     UserLanguageScope english(Language::english);
     EXPECT_EQ(ORVCurrentLocalizationName(), "English");
@@ -80,6 +85,11 @@ TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKey) {
     EXPECT_EQ(ORVTL(std::nullopt, "LanguageCzech"), "Czech");
     EXPECT_EQ(ORVTL("x"), "x");                                     // no table knows the key
     EXPECT_EQ(ORVTL("NoSuchTable", "LanguageCzech"), "LanguageCzech");  // nor a missing table
+    // Up to four arguments; without any the text is not formatted.
+    EXPECT_EQ(ORVTL("Copy %@ to %@", {"a.jpg", std::string("b")}), "Copy a.jpg to b");
+    EXPECT_EQ(ORVTL(std::nullopt, "%d%d%d%d", {1, 2, 3, 4}), "1234");
+    EXPECT_EQ(ORVTL("100%%"), "100%%");
+    EXPECT_EQ(ORVTL("100%%", {1}), "100%");
   }
   {
     UserLanguageScope german(Language::german);
@@ -128,11 +138,70 @@ TEST(ORVTL, FollowsEveryChangeOfTheUsersLanguage) {
   EXPECT_EQ(ORVTL("LanguageLocalValue"), "Dutch");  // the last change holds
 }
 
-TEST(ORVTL, FormatsWithUpToFourArguments) {
-  EXPECT_EQ(ORVTL("Copy %@ to %@", {"a.jpg", std::string("b")}), "Copy a.jpg to b");
-  EXPECT_EQ(ORVTL(std::nullopt, "%d%d%d%d", {1, 2, 3, 4}), "1234");
-  EXPECT_EQ(ORVTL("100%%"), "100%%");  // without arguments the text is not formatted
-  EXPECT_EQ(ORVTL("100%%", {1}), "100%");
+TEST(Separate, SplitsAtTheFirstOccurrenceAndTrimsTheWhitespacesSet) {
+  EXPECT_EQ(separate("a:b:c", ":"), Parts({"a", "b:c"}));
+  EXPECT_EQ(separate(" a : b ", ":"), Parts({"a", "b"}));
+  EXPECT_EQ(separate("abc", ":"), std::nullopt);
+  EXPECT_EQ(separate(":Make", ":"), Parts({"", "Make"}));
+  EXPECT_EQ(separate("EXIF:", ":"), Parts({"EXIF", ""}));
+  EXPECT_EQ(separate("key => value", "=>"), Parts({"key", "value"}));
+  EXPECT_EQ(separate("abc", ""), std::nullopt);  // an empty separator is found nowhere
+  // Tab, no-break space, en quad, ideographic space; then line feeds that stay.
+  EXPECT_EQ(separate("\t\u00A0\u2000a\u3000:\u00A0b \t", ":"), Parts({"a", "b"}));
+  EXPECT_EQ(separate("\na\n : \nb\n", ":"), Parts({"\na\n", "\nb\n"}));
+  EXPECT_EQ(separate("\u00e9t\u00e9 : \u00e9", ":"), Parts({"\u00e9t\u00e9", "\u00e9"}));
+  EXPECT_EQ(trimWhitespaces(" \u2003 "), "");
+  EXPECT_EQ(trimWhitespaces("\xff x \xfe"), "\xff x \xfe");  // bytes that are not UTF-8 stay
+}
+
+TEST(ReplacePrefix, ReplacesTheFirstOccurrenceAnywhere) {
+  std::string home = "/home/ann/Pictures/home/x.jpg";
+  EXPECT_TRUE(replacePrefix(home, "/home/ann", "~"));
+  EXPECT_EQ(home, "~/Pictures/home/x.jpg");
+
+  std::string middle = "path /home/ann/x";  // not tied to the start, in spite of the name
+  EXPECT_TRUE(replacePrefix(middle, "/home/ann", "~"));
+  EXPECT_EQ(middle, "path ~/x");
+
+  std::string none = "abc";
+  EXPECT_FALSE(replacePrefix(none, "x", "y"));
+  EXPECT_FALSE(replacePrefix(none, "", "y"));
+  EXPECT_EQ(none, "abc");
+}
+
+TEST(CaptureMatches, OneArrayOfGroupTextsPerMatch) {
+  const std::string number = "[-+]?[0-9]*\\.?[0-9]*";
+  const auto pattern = "\\s*(" + number + ")\\s*(" + number + ")\\s*";
+  const auto matches = captureMatches("+48.858370\t2.294481", pattern);
+  ASSERT_FALSE(matches.empty());
+  EXPECT_THAT(matches[0], ElementsAre("+48.858370", "2.294481"));
+
+  EXPECT_THAT(captureMatches("k1=v1, k2=v2", "(\\w+)=(\\w+)"),
+              ElementsAre(ElementsAre("k1", "v1"), ElementsAre("k2", "v2")));
+  EXPECT_THAT(captureMatches("ab", "a(x)?(b)"), ElementsAre(ElementsAre("", "b")));  // a group that took no part
+  EXPECT_THAT(captureMatches("\u00e9t\u00e9 2024", "(\\p{L}+) (\\d+)"), ElementsAre(ElementsAre("\u00e9t\u00e9", "2024")));
+  EXPECT_THAT(captureMatches("abc", "x(y)"), ElementsAre());
+}
+
+TEST(Lowercased, TheWholeTextByUnicodesDefaultMapping) {
+  EXPECT_EQ(lowercased("MakerNotes"), "makernotes");
+  EXPECT_EQ(lowercased("\u00C9T\u00C9 \u00C0 PARIS"), "\u00e9t\u00e9 \u00e0 paris");
+  EXPECT_EQ(lowercased("\u0421\u041E\u041D\u0418"), "\u0441\u043E\u043D\u0438");  // Cyrillic
+  EXPECT_EQ(lowercased("\u212A"), "k");                                          // Kelvin sign
+  EXPECT_EQ(lowercased("\u0130"), "i\u0307");  // the same in every locale, Turkish included
+  EXPECT_EQ(lowercased("\u65E5\u672C 123 _-"), "\u65E5\u672C 123 _-");  // no case: unchanged
+  EXPECT_EQ(lowercased(""), "");
+  EXPECT_EQ(lowercased("A\xFF" "B"), "a\uFFFDb");  // not UTF-8: replaced, never a crash
+}
+
+// (The element walk is pinned by the catalogue generator's parse of exiftool's listing.)
+TEST(XMLHelpers, BooleanAttributeIsTrueOnlyForTrueItself) {
+  pugi::xml_document document;
+  ASSERT_TRUE(document.load_string(R"(<tag a="true" b="false" c="TRUE" d="" e="1"/>)"));
+  const auto tag = document.child("tag");
+  EXPECT_EQ(boolean(tag, "a"), true);
+  for (const char* name : {"b", "c", "d", "e"}) EXPECT_EQ(boolean(tag, name), false) << name;
+  EXPECT_EQ(boolean(tag, "missing"), std::nullopt);
 }
 
 }  // namespace
