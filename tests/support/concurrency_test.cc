@@ -29,14 +29,18 @@ using ::testing::ElementsAre;
 using namespace std::chrono_literals;
 using testing::Gate;
 
+// Runs `body` with 0, 1 ... count - 1, each on a thread of its own, and waits for them all.
+void onThreads(int count, const std::function<void(int)>& body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
+  for (auto& thread : threads) thread.join();
+}
+
 TEST(Atomic, ReadModifyWriteAndAssignmentFromManyThreads) {
   Atomic<long> counter(0);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 2000; ++i) counter.update([](long& value) { ++value; });
-    });
-  for (auto& thread : threads) thread.join();
+  onThreads(4, [&](int) {
+    for (int i = 0; i < 2000; ++i) counter.update([](long& value) { ++value; });
+  });
   EXPECT_EQ(counter.value(), 8000);  // no update lost
 
   // Assignment while other threads use the target.
@@ -189,8 +193,6 @@ TEST(OperationQueue, RunsUpToItsWidthAtOnce) {
 
 // An object whose destructor asks the queue something, as captured state may.
 struct AsksQueueOnDestruction {
-  AsksQueueOnDestruction(OperationQueue* queue, std::atomic<int>* destroyed) : queue(queue), destroyed(destroyed) {}
-  AsksQueueOnDestruction(const AsksQueueOnDestruction&) = delete;
   OperationQueue* queue;
   std::atomic<int>* destroyed;
   ~AsksQueueOnDestruction() {
@@ -265,17 +267,14 @@ TEST(MainQueue, OwnThreadRunsBlocksInOrderOneAtATimeAndSyncRunsThereOrInline) {
   std::vector<int> order;  // touched on the main thread only
   std::atomic<int> running{0};
   std::atomic<bool> overlapped{false};
-  std::vector<std::thread> producers;
-  for (int p = 0; p < 3; ++p)
-    producers.emplace_back([&, p] {
-      for (int i = 0; i < 100; ++i)
-        queue.async([&, p, i] {
-          if (++running > 1) overlapped = true;
-          if (p == 0) order.push_back(i);
-          --running;
-        });
-    });
-  for (auto& producer : producers) producer.join();
+  onThreads(3, [&](int p) {
+    for (int i = 0; i < 100; ++i)
+      queue.async([&, p, i] {
+        if (++running > 1) overlapped = true;
+        if (p == 0) order.push_back(i);
+        --running;
+      });
+  });
   queue.waitUntilIdle();
   EXPECT_FALSE(overlapped.load());
   ASSERT_EQ(order.size(), 100u);
@@ -341,18 +340,15 @@ TEST(MainQueue, WithNobodyPumpingSyncBlocksStillRunOneAtATime) {
   int counter = 0;  // touched by blocks only
   std::atomic<int> running{0};
   std::atomic<bool> overlapped{false};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 500; ++i)
-        queue.sync([&] {
-          if (++running > 1) overlapped = true;
-          ++counter;
-          std::this_thread::yield();
-          --running;
-        });
-    });
-  for (auto& thread : threads) thread.join();
+  onThreads(4, [&](int) {
+    for (int i = 0; i < 500; ++i)
+      queue.sync([&] {
+        if (++running > 1) overlapped = true;
+        ++counter;
+        std::this_thread::yield();
+        --running;
+      });
+  });
   EXPECT_FALSE(overlapped.load());
   EXPECT_EQ(counter, 2000);
 
@@ -451,16 +447,13 @@ TEST(NotificationCenter, ConcurrentPostsAndRegistrations) {
   NotificationCenter center;
   std::atomic<int> calls{0};
   center.addObserver("Hit", nullptr, nullptr, [&](const Notification&) { ++calls; });
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 200; ++i) {
-        auto token = center.addObserver("Other", nullptr, nullptr, [](const Notification&) {});
-        center.post("Hit");
-        center.removeObserver(token);
-      }
-    });
-  for (auto& thread : threads) thread.join();
+  onThreads(4, [&](int) {
+    for (int i = 0; i < 200; ++i) {
+      auto token = center.addObserver("Other", nullptr, nullptr, [](const Notification&) {});
+      center.post("Hit");
+      center.removeObserver(token);
+    }
+  });
   EXPECT_EQ(calls.load(), 800);
   EXPECT_EQ(center.observerCount(), 1u);
 }

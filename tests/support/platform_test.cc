@@ -1,20 +1,26 @@
-// The file system, the file helpers, and the two files of the library's own: the user defaults
-// and the debug log.
+// The platform: the file system, the file helpers, the library's own files (the user defaults
+// and the debug log), and the process runner.
 
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/files.h"
+#include "orvelin/support/process_runner.h"
 #include "orvelin/support/user_defaults.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <barrier>
+#include <cerrno>
 #include <chrono>
+#include <functional>
 #include <regex>
 #include <set>
 #include <thread>
@@ -36,6 +42,13 @@ using ::testing::UnorderedElementsAre;
 using testing::linesOf;
 using namespace std::chrono_literals;
 
+// Runs `body` with 0, 1 ... count - 1, each on a thread of its own, and waits for them all.
+void onThreads(int count, const std::function<void(int)>& body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
+  for (auto& thread : threads) thread.join();
+}
+
 // The names of the entries of `folder`.
 std::set<std::string> namesIn(const fs::path& folder) {
   std::set<std::string> names;
@@ -49,25 +62,21 @@ bool isUUID(const std::string& text) {
   return std::regex_match(text, uuid);
 }
 
-// A clock whose waits make a file appear once it has waited long enough.
-class AppearingFileClock : public testing::InstantClock {
- public:
-  AppearingFileClock(std::filesystem::path file, std::chrono::seconds after) : file_(std::move(file)), after_(after) {}
+// A clock whose waits make `file` appear once they add up to two seconds.
+struct AppearingFileClock : testing::InstantClock {
+  fs::path file;
   void sleepFor(std::chrono::nanoseconds duration) override {
     InstantClock::sleepFor(duration);
-    if (waited() >= after_) testing::writeFile(file_, "x");
+    if (waited() >= 2s) testing::writeFile(file, "x");
   }
-
- private:
-  std::filesystem::path file_;
-  std::chrono::seconds after_;
 };
 
 // The wait asks at once, then once a second of the clock's time until the time is up.
 TEST(WaitFileExists, PresentAtOnceMissingAfterTheTimeAppearingMeanwhile) {
   testing::ScratchFolder folder;
   testing::writeFile(folder / "here", "x");
-  AppearingFileClock clock(folder / "later", 2s);
+  AppearingFileClock clock;
+  clock.file = folder / "later";
   EXPECT_TRUE(waitFileExists(folder / "here", 3.0));
   EXPECT_EQ(clock.waited(), 0s);
   EXPECT_FALSE(waitFileExists(folder / "missing", 0.0));  // one test, no wait
@@ -87,12 +96,9 @@ TEST(TemporaryURL, FreshRandomVersion4NamesFromManyThreads) {
   // Each thread's names must differ from every other thread's: no shared or weak seed.
   constexpr int kThreads = 8, kEach = 2000;
   std::vector<std::vector<fs::path>> made(kThreads);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t)
-    threads.emplace_back([&made, &folder, t] {
-      for (int i = 0; i < kEach; ++i) made[t].push_back(temporaryURL("json", folder));
-    });
-  for (auto& thread : threads) thread.join();
+  onThreads(kThreads, [&](int t) {
+    for (int i = 0; i < kEach; ++i) made[t].push_back(temporaryURL("json", folder));
+  });
   std::set<fs::path> seen;
   for (const auto& list : made)
     for (const auto& url : list) {
@@ -222,14 +228,11 @@ TEST(FileSystemMove, ConcurrentMovesToOneNameLeaveOneWinnerAndEveryOtherFile) {
     }
     std::atomic<int> ready{0};
     std::vector<std::error_code> errors(kThreads);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-      threads.emplace_back([&, t] {
-        ++ready;
-        while (ready < kThreads) std::this_thread::yield();
-        FileSystem::Default()->moveItem(sources[t], target, errors[t]);
-      });
-    for (auto& thread : threads) thread.join();
+    onThreads(kThreads, [&](int t) {
+      ++ready;
+      while (ready < kThreads) std::this_thread::yield();
+      FileSystem::Default()->moveItem(sources[t], target, errors[t]);
+    });
     int moved = 0;
     for (int t = 0; t < kThreads; ++t) {
       if (!errors[t]) {
@@ -351,16 +354,13 @@ TEST(UserDefaults, ConcurrentSynchronizeEndsWithTheLatestValues) {
     ++round;
     if (UserDefaults(path).keys().size() != static_cast<std::size_t>(threads * round)) shortRounds.push_back(round);
   });
-  std::vector<std::thread> workers;
-  for (int t = 0; t < threads; ++t)
-    workers.emplace_back([&, t] {
-      for (int r = 0; r < rounds; ++r) {
-        defaults.set("key " + std::to_string(t) + " " + std::to_string(r), r);
-        EXPECT_TRUE(defaults.synchronize());
-        roundEnd.arrive_and_wait();
-      }
-    });
-  for (auto& worker : workers) worker.join();
+  onThreads(threads, [&](int t) {
+    for (int r = 0; r < rounds; ++r) {
+      defaults.set("key " + std::to_string(t) + " " + std::to_string(r), r);
+      EXPECT_TRUE(defaults.synchronize());
+      roundEnd.arrive_and_wait();
+    }
+  });
   EXPECT_THAT(shortRounds, ::testing::IsEmpty());
   EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{"defaults.json"});
 }
@@ -428,12 +428,9 @@ TEST(DebugLog, EntriesFromManyThreadsStayWhole) {
   testing::DebugLogCapture capture;
   const auto headerLines = linesOf(capture.text()).size();
   ::testing::internal::CaptureStdout();
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([t] {
-      for (int i = 0; i < 200; ++i) ORVDebugLog("thread " + std::to_string(t) + " entry " + std::to_string(i));
-    });
-  for (auto& thread : threads) thread.join();
+  onThreads(4, [](int t) {
+    for (int i = 0; i < 200; ++i) ORVDebugLog("thread " + std::to_string(t) + " entry " + std::to_string(i));
+  });
   const auto printed = ::testing::internal::GetCapturedStdout();
   const auto lines = linesOf(capture.text());
   ASSERT_EQ(lines.size(), headerLines + 800);
@@ -442,6 +439,74 @@ TEST(DebugLog, EntriesFromManyThreadsStayWhole) {
     for (int i = 0; i < 200; ++i)
       EXPECT_EQ(entries.count("thread " + std::to_string(t) + " entry " + std::to_string(i)), 1u);
   EXPECT_EQ(linesOf(printed).size(), 800u);
+}
+
+ProcessResult runShell(const std::string& script) {
+  return ProcessRunner::Default()->run({"/bin/sh", {"-c", script}, {}});
+}
+
+TEST(ProcessRunner, ReadsUntilTheLastWriterGoesWithTheGivenEnvironmentAndNoInput) {
+  // A child that leaves a grandchild holding the pipes open: reading goes on until the last
+  // writer is gone, then the exit is read.
+  auto result = runShell("(sleep 0.2; echo late) & echo early");
+  ASSERT_TRUE(result.launched);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.standardOutput, "early\nlate\n");
+
+  // The environment is exactly the one given.
+  result = ProcessRunner::Default()->run({"/bin/sh", {"-c", "env | sort"}, {"A=1", "B=two words"}});
+  EXPECT_THAT(result.standardOutput, HasSubstr("A=1\nB=two words\n"));
+  EXPECT_THAT(result.standardOutput, ::testing::Not(HasSubstr("HOME=")));
+
+  // Standard input is /dev/null: a reader sees its end at once.
+  result = runShell("cat; echo done");
+  EXPECT_EQ(result.standardOutput, "done\n");
+}
+
+TEST(ProcessRunner, ALaunchFailureNamesWhatCouldNotRun) {
+  const auto result = ProcessRunner::Default()->run({"/nonexistent/tool", {}, {}});
+  EXPECT_FALSE(result.launched);
+  EXPECT_THAT(result.standardError, HasSubstr("/nonexistent/tool"));
+}
+
+TEST(ProcessRunner, ChildrenGetNoDescriptorsAndAreReaped) {
+  // A descriptor opened without close-on-exec must not reach the child.
+  const int leaky = ::open("/dev/null", O_RDONLY);
+  ASSERT_GE(leaky, 0);
+  auto result = ProcessRunner::Default()->run({"/bin/ls", {"/proc/self/fd"}, {}});
+  ::close(leaky);
+  ASSERT_TRUE(result.launched);
+  // 0, 1, 2 and the one ls opens to read its folder.
+  EXPECT_EQ(result.standardOutput, "0\n1\n2\n3\n");
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(ProcessRunner, LargeOutputOnBothStreamsIsReadToTheEnd) {
+  // Enough on both pipes to fill them many times over while the other is being written.
+  const auto result = runShell("i=0; while [ $i -lt 20000 ]; do echo out$i; echo err$i >&2; i=$((i+1)); done");
+  ASSERT_TRUE(result.launched);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.standardOutput, HasSubstr("out19999\n"));
+  EXPECT_THAT(result.standardError, HasSubstr("err19999\n"));
+  EXPECT_EQ(std::count(result.standardOutput.begin(), result.standardOutput.end(), '\n'), 20000);
+}
+
+TEST(ProcessRunnerDeathTest, WorksWhenTheParentsStandardStreamsAreClosed) {
+  // Pipe ends would take the numbers 0 to 2 and be lost in the child's set-up.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        ::close(STDERR_FILENO);
+        const auto result =
+            ProcessRunner::Default()->run({"/bin/sh", {"-c", "read x; echo \"out$x\"; echo err >&2"}, {}});
+        const bool ok = result.launched && result.exitStatus == 0 && result.standardOutput == "out\n" &&
+                        result.standardError == "err\n";
+        ::_exit(ok ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
