@@ -100,13 +100,9 @@ TEST(TemporaryURL, FreshRandomVersion4NamesFromManyThreads) {
     for (int i = 0; i < kEach; ++i) made[t].push_back(temporaryURL("json", folder));
   });
   std::set<fs::path> seen;
-  for (const auto& list : made)
-    for (const auto& url : list) {
-      EXPECT_EQ(url.extension(), ".json");
-      EXPECT_TRUE(isUUID(url.stem().string())) << url;
-      seen.insert(url);
-    }
+  for (const auto& list : made) seen.insert(list.begin(), list.end());
   EXPECT_EQ(seen.size(), static_cast<std::size_t>(kThreads * kEach));
+  for (const auto& url : seen) EXPECT_TRUE(url.extension() == ".json" && isUUID(url.stem().string())) << url;
 }
 
 TEST(AvailableItemURL, CountsFromZeroBeforeTheExtension) {
@@ -132,12 +128,6 @@ TEST(AvailableItemURL, CountsFromZeroBeforeTheExtension) {
   testing::writeFile(folder / "y.jpg", "");
   fs::create_symlink(folder / "nowhere", folder / "y (0).jpg");
   EXPECT_EQ(availableItemURL(folder / "y.jpg"), folder / "y (0).jpg");
-}
-
-TEST(WriteFileAtomically, FailsWhereNoFileCanBeMade) {
-  testing::ScratchFolder folder;
-  testing::writeFile(folder / "plain", "");
-  EXPECT_FALSE(writeFileAtomically(folder / "plain" / "below", "x"));  // a file where a folder should be
 }
 
 TEST(FinderTags, LongListsCopiesRemovalAndAMissingFile) {
@@ -315,7 +305,7 @@ TEST(UserDefaults, ValuesSurviveSynchronizeAndOnlyChangesAreCounted) {
   EXPECT_EQ(namesIn(folder / "config"), std::set<std::string>{"defaults.json"});
 }
 
-TEST(UserDefaults, CorruptFileIsKeptAsideAndTheStoreStartsEmpty) {
+TEST(UserDefaults, CorruptFileIsKeptAsideAndAFailedSynchronizeLeavesNothing) {
   testing::ScratchFolder folder;
   for (const std::string damaged : {"{\"a\": tru", "[1, 2]", ""}) {
     const auto path = folder / "defaults.json";
@@ -329,16 +319,17 @@ TEST(UserDefaults, CorruptFileIsKeptAsideAndTheStoreStartsEmpty) {
     EXPECT_EQ(UserDefaults(path).object("a"), 1);
     fs::remove(path);
   }
-}
 
-TEST(UserDefaults, FailedSynchronizeLeavesNothingBehind) {
-  testing::ScratchFolder folder;
+  // A failed synchronize leaves nothing behind.
+  fs::remove(folder / "defaults.json.corrupt");
   fs::create_directory(folder / "defaults.json");  // a folder where the file should be
   UserDefaults defaults(folder / "defaults.json");
   EXPECT_TRUE(fs::is_directory(folder / "defaults.json"));  // not taken for a corrupt file
   defaults.set("a", 1);
   EXPECT_FALSE(defaults.synchronize());
   EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{"defaults.json"});
+  testing::writeFile(folder / "plain", "");
+  EXPECT_FALSE(writeFileAtomically(folder / "plain" / "below", "x"));  // a file where a folder should be
 }
 
 TEST(UserDefaults, ConcurrentSynchronizeEndsWithTheLatestValues) {
@@ -372,15 +363,9 @@ TEST(UserDefaults, DefaultFileFollowsXDGConfigHome) {
   EXPECT_TRUE(UserDefaults::defaultFilePath().string().ends_with("/.config/orvelin/defaults.json"));
 }
 
-// Turns the log off again at the end of a test, whatever happened.
-class DebugLogScope {
- public:
-  ~DebugLogScope() { ORVDisableDebugLog(); }
-};
-
 TEST(DebugLog, EnablingEmptiesTheFileDisablingEvaluatesAndWritesNothingAndAFileIsOptional) {
   testing::ScratchFolder folder;
-  DebugLogScope scope;
+  testing::DebugLogCapture off;  // turns the log off at the end, whatever happens
   const auto log = folder / "debug.log";
   testing::writeFile(log, "old content\n");
   ORVEnableDebugLog(log);
@@ -445,7 +430,7 @@ ProcessResult runShell(const std::string& script) {
   return ProcessRunner::Default()->run({"/bin/sh", {"-c", script}, {}});
 }
 
-TEST(ProcessRunner, ReadsUntilTheLastWriterGoesWithTheGivenEnvironmentAndNoInput) {
+TEST(ProcessRunner, ReadsBothStreamsToTheLastWriterWithTheGivenEnvironmentAndNoInput) {
   // A child that leaves a grandchild holding the pipes open: reading goes on until the last
   // writer is gone, then the exit is read.
   auto result = runShell("(sleep 0.2; echo late) & echo early");
@@ -456,15 +441,21 @@ TEST(ProcessRunner, ReadsUntilTheLastWriterGoesWithTheGivenEnvironmentAndNoInput
   // The environment is exactly the one given.
   result = ProcessRunner::Default()->run({"/bin/sh", {"-c", "env | sort"}, {"A=1", "B=two words"}});
   EXPECT_THAT(result.standardOutput, HasSubstr("A=1\nB=two words\n"));
-  EXPECT_THAT(result.standardOutput, ::testing::Not(HasSubstr("HOME=")));
+  EXPECT_THAT(result.standardOutput, Not(HasSubstr("HOME=")));
 
   // Standard input is /dev/null: a reader sees its end at once.
   result = runShell("cat; echo done");
   EXPECT_EQ(result.standardOutput, "done\n");
-}
 
-TEST(ProcessRunner, ALaunchFailureNamesWhatCouldNotRun) {
-  const auto result = ProcessRunner::Default()->run({"/nonexistent/tool", {}, {}});
+  // Enough on both pipes to fill them many times over while the other is being written.
+  result = runShell("i=0; while [ $i -lt 20000 ]; do echo out$i; echo err$i >&2; i=$((i+1)); done");
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.standardOutput, HasSubstr("out19999\n"));
+  EXPECT_THAT(result.standardError, HasSubstr("err19999\n"));
+  EXPECT_EQ(std::count(result.standardOutput.begin(), result.standardOutput.end(), '\n'), 20000);
+
+  // A launch failure names what could not run.
+  result = ProcessRunner::Default()->run({"/nonexistent/tool", {}, {}});
   EXPECT_FALSE(result.launched);
   EXPECT_THAT(result.standardError, HasSubstr("/nonexistent/tool"));
 }
@@ -480,16 +471,6 @@ TEST(ProcessRunner, ChildrenGetNoDescriptorsAndAreReaped) {
   EXPECT_EQ(result.standardOutput, "0\n1\n2\n3\n");
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
   EXPECT_EQ(errno, ECHILD);
-}
-
-TEST(ProcessRunner, LargeOutputOnBothStreamsIsReadToTheEnd) {
-  // Enough on both pipes to fill them many times over while the other is being written.
-  const auto result = runShell("i=0; while [ $i -lt 20000 ]; do echo out$i; echo err$i >&2; i=$((i+1)); done");
-  ASSERT_TRUE(result.launched);
-  EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_THAT(result.standardOutput, HasSubstr("out19999\n"));
-  EXPECT_THAT(result.standardError, HasSubstr("err19999\n"));
-  EXPECT_EQ(std::count(result.standardOutput.begin(), result.standardOutput.end(), '\n'), 20000);
 }
 
 TEST(ProcessRunnerDeathTest, WorksWhenTheParentsStandardStreamsAreClosed) {
