@@ -1,4 +1,4 @@
-// Texts: the string helpers, the strings tables and their look-up, formats.
+// The strings tables, their look-up and formats; the string helpers.
 
 #include "orvelin/support/localization.h"
 #include "orvelin/support/string_extensions.h"
@@ -72,9 +72,7 @@ TEST(Format, SpecifiersOfTheTexts) {
   EXPECT_EQ(ORVFormat("a%@b%dc", {}), "abc");
   EXPECT_EQ(ORVFormat("100%", {}), "100%");
   EXPECT_EQ(ORVFormat("%k", {std::string("x")}), "%k");
-  // Arguments convert from the usual types.
-  const std::size_t count = 4;
-  EXPECT_EQ(ORVFormat("%lu %d %@", {count, 5, "text"}), "4 5 text");
+  EXPECT_EQ(ORVFormat("%lu %d %@", {std::size_t{4}, 5, "text"}), "4 5 text");  // from the usual types
 }
 
 TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKeyAndFormats) {
