@@ -448,40 +448,37 @@ TEST(NotificationCenter, ConcurrentPostsAndRegistrations) {
   EXPECT_EQ(center.observerCount(), 1u);
 }
 
-struct Owner {
-  std::vector<std::string> received;
-};
-
 TEST(NoteSubscriber, DeliversToTheOwnerWhileBothLiveFromItsSenderOnItsQueue) {
   NotificationCenter center;
-  auto owner = std::make_shared<Owner>();
+  using Received = std::vector<std::string>;  // the owner: what it received
+  auto owner = std::make_shared<Received>();
   {
     NoteSubscriber subscriber(center);
     subscriber.name = "Ping";
     EXPECT_FALSE(subscriber.isObserving());
-    subscriber.subscribe(owner, [](Owner& self, const Notification& note) { self.received.push_back(note.name); });
+    subscriber.subscribe(owner, [](Received& self, const Notification& note) { self.push_back(note.name); });
     EXPECT_TRUE(subscriber.isObserving());
     EXPECT_EQ(center.observerCount(), 1u);
     center.post("Ping");
     center.post("Pong");
-    EXPECT_EQ(owner->received, std::vector<std::string>{"Ping"});
+    EXPECT_EQ(*owner, Received{"Ping"});
   }
   EXPECT_EQ(center.observerCount(), 0u);  // the subscriber's end removes the observation
   center.post("Ping");
-  EXPECT_EQ(owner->received.size(), 1u);
+  EXPECT_EQ(owner->size(), 1u);
 
   // One that filters on its sender, delivers on its queue, and once its owner is released
   // ignores the notifications.
   OperationQueue queue(1);
   auto sender = std::make_shared<int>(1);
   auto other = std::make_shared<int>(1);
-  std::vector<std::string> received;  // touched on the queue only
+  Received received;  // touched on the queue only
   bool onQueue = true;
   NoteSubscriber filtering(center);
   filtering.name = "Changed";
   filtering.object = sender;
   filtering.queue = &queue;
-  filtering.subscribe(owner, [&](Owner&, const Notification& note) {
+  filtering.subscribe(owner, [&](Received&, const Notification& note) {
     onQueue = onQueue && queue.isCurrentQueue();
     received.push_back(note.object == sender.get() ? "sender" : "other");
   });
@@ -491,7 +488,7 @@ TEST(NoteSubscriber, DeliversToTheOwnerWhileBothLiveFromItsSenderOnItsQueue) {
   owner.reset();
   center.post("Changed", sender.get());
   queue.waitUntilAllOperationsAreFinished();
-  EXPECT_EQ(received, std::vector<std::string>{"sender"});
+  EXPECT_EQ(received, Received{"sender"});
   EXPECT_TRUE(onQueue);
 }
 
