@@ -1,10 +1,18 @@
-// `orvelin read`, `clean`, `thumbnail` and `preview` on copies of the samples, checked against
-// exiftool itself.
+// The tool's commands that read files (`read`, `gps`, `size`, `clean`, `thumbnail`, `preview`)
+// on copies of the samples, checked against exiftool itself; and an interrupted run.
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "common/test_support.h"
 #include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/support/process_runner.h"
 #include "orvelin/tags/tag_name.h"
 #include "tools/tool_support.h"
 
@@ -16,7 +24,8 @@ using testing::exifToolRecord;
 using testing::runTool;
 using testing::ScratchFolder;
 
-// One record per file (JSON) or one block of lines (text), the file tags among the values.
+// One record per file (JSON) or one block of lines (text), the file tags among the values; a
+// file that fails is told, and the others are still read.
 TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
   ScratchFolder folder;
   const auto canon = testing::copySample("Canon.jpg", folder.path());
@@ -28,11 +37,17 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
   // The path as given, not made absolute.
   const auto given = fs::relative(canon).string();
   ASSERT_NE(given, canon.string());
+  const auto missing = (folder / "missing.jpg").string();
+  const auto notes = folder / "notes.xmp";
+  testing::writeFile(notes, "no XMP at all");
 
-  run = runTool({"read", "--json", given, gps.string()}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
+  run = runTool({"read", given, missing, gps.string(), notes.string(), "--json", "--quiet"}, folder.path());
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.errors,
+            missing + ": " + ETMetadataReaderError::errorDescription(ETMetadataReaderError::Code::readerOutputIsEmpty) +
+                "\n");
   const auto records = nlohmann::json::parse(run.output);
-  ASSERT_EQ(records.size(), 2u);
+  ASSERT_EQ(records.size(), 3u);
   const auto& record = records[0];
   EXPECT_EQ(record["SourceFile"], given);
   EXPECT_EQ(record["finderTags"], (nlohmann::json{"red", "blue"}));
@@ -49,6 +64,8 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
   EXPECT_EQ(records[1]["SourceFile"], gps.string());
   EXPECT_EQ(records[1]["finderTags"], nlohmann::json::array());
   EXPECT_EQ(records[1]["values"]["IPTC:Headline"], "Communications");
+  // exiftool reads a file that is no XMP as a file of no metadata.
+  EXPECT_EQ(records[2]["SourceFile"], notes.string());
 
   run = runTool({"read", given, gps.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
@@ -76,25 +93,6 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
   EXPECT_NE(std::find(block.begin(), block.end(), "EXIF:Make=Canon"), block.end()) << run.output;
 }
 
-TEST(ReadCommand, AFailedFileIsReportedAndTheOthersAreStillRead) {
-  ScratchFolder folder;
-  const auto gps = testing::copySample("GPS.jpg", folder.path());
-  const auto missing = (folder / "missing.jpg").string();
-  const auto notes = folder / "notes.xmp";
-  testing::writeFile(notes, "no XMP at all");
-  const auto run = runTool({"read", "--json", missing, gps.string(), notes.string()}, folder.path());
-  EXPECT_EQ(run.status, 1);
-  const std::string readerError =
-      ETMetadataReaderError::errorDescription(ETMetadataReaderError::Code::readerOutputIsEmpty);
-  EXPECT_NE(run.errors.find(missing + ": " + readerError + "\n"), std::string::npos) << run.errors;
-  const auto records = nlohmann::json::parse(run.output);
-  ASSERT_EQ(records.size(), 2u) << run.output;
-  EXPECT_EQ(records[0]["SourceFile"], gps.string());
-  EXPECT_EQ(records[0]["values"]["EXIF:Artist"], "Ian Britton");
-  // exiftool reads a file that is no XMP as a file of no metadata.
-  EXPECT_EQ(records[1]["SourceFile"], notes.string());
-}
-
 TEST(ReadCommand, FoldersFilesOfOtherKindsLanguagesAndProfiles) {
   ScratchFolder folder;
   // A path without extension is a folder, as for the editors, even when it is a file: nothing
@@ -115,8 +113,7 @@ TEST(ReadCommand, FoldersFilesOfOtherKindsLanguagesAndProfiles) {
   // The plain reader's profile: values as exiftool prints them, still no composite tags.
   run = runTool({"read", "--json", "--raw-profile", image.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
-  records = nlohmann::json::parse(run.output);
-  const auto printed = records[0]["values"];
+  const auto printed = nlohmann::json::parse(run.output)[0]["values"];
   run = runTool({"read", "--json", image.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   const auto raw = nlohmann::json::parse(run.output)[0]["values"];
@@ -126,12 +123,11 @@ TEST(ReadCommand, FoldersFilesOfOtherKindsLanguagesAndProfiles) {
 
   // Languages by name, own name (not ASCII) or code; an unknown one is a usage error.
   for (const char* language : {"german", "Français", "de"}) {
-    run = runTool({"read", "--lang", language, image.string()}, folder.path());
+    run = runTool({"read", image.string(), "--lang", language}, folder.path());
     EXPECT_EQ(run.status, 0) << language << ": " << run.errors;
     EXPECT_NE(run.output.find("EXIF:Make=Canon\n"), std::string::npos) << language;
   }
-  run = runTool({"read", "--lang", "FRANÇAIS", image.string()}, folder.path());
-  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(runTool({"read", "--lang", "FRANÇAIS", image.string()}, folder.path()).status, 2);
   EXPECT_EQ(runTool({"read"}, folder.path()).status, 2);
 }
 
@@ -142,23 +138,73 @@ TEST(ReadCommand, EveryCommandThatNeedsTheCatalogueFailsWithoutIt) {
   fs::create_directories(resources);
   const auto message =
       "tag catalogue not found at " + (resources / "Tags").string() + "; set ORVELIN_RESOURCES or reinstall\n";
-  for (const std::vector<std::string>& arguments :
-       std::vector<std::vector<std::string>>{{"read", file},
-                                             {"set", file, "-t", "EXIF:Artist=Someone"},
-                                             {"gps", file},
-                                             {"size", file},
-                                             {"tag", "EXIF:Make"},
-                                             {"catalogue", "info"}}) {
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"read", file}, {"set", file, "-t", "EXIF:Artist=Someone"}, {"gps", file}, {"size", file},
+           {"tag", "EXIF:Make"}, {"catalogue", "info"}}) {
     const auto run = runTool(arguments, folder.path(), {"ORVELIN_RESOURCES=" + resources.string()});
     EXPECT_EQ(run.status, 1) << arguments[0];
     EXPECT_NE(run.errors.find(message), std::string::npos) << arguments[0] << ": " << run.errors;
   }
 }
 
+TEST(GPSCommand, PrintsThePositionInTheFourNotations) {
+  ScratchFolder folder;
+  const auto gps = testing::copySample("GPS.jpg", folder.path());
+  const auto canon = testing::copySample("Canon.jpg", folder.path());
+  auto run = runTool({"gps", gps.string(), canon.string()}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.output, gps.string() +
+                            "\n"
+                            "  DDddddd:     54.98967°; -1.91417°\n"
+                            "  DDMMmmm:     N 54° 59.380'; W 01° 54.850'\n"
+                            "  PreDDMMSSs:  N 54° 59' 22.8\"; W 01° 54' 51.0\"\n"
+                            "  PostDDMMSSs: 54° 59' 22.8\" N; 01° 54' 51.0\" W\n"
+                            "  altitude:    none\n"
+                            "  moment:      none\n" +
+                            canon.string() +
+                            "\n"
+                            "  position:    none\n"
+                            "  altitude:    none\n"
+                            "  moment:      none\n");
+
+  // What `set` writes, `gps` reads: altitude below sea level, and the moment of the stamps.
+  run = runTool({"set", canon.string(), "--gps=-12.5, 130.25", "--gps-altitude=-3", "-t",
+                 "EXIF:GPSDateStamp=2021:03:04", "-t", "EXIF:GPSTimeStamp=05:06:07"},
+                folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  run = runTool({"gps", canon.string(), "--json", "--quiet"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const auto record = nlohmann::json::parse(run.output).at(0);
+  EXPECT_EQ(record["latitude"], -12.5);
+  EXPECT_EQ(record["longitude"], 130.25);
+  EXPECT_EQ(record["PostDDMMSSs"], "12° 30' 0.0\" S; 130° 15' 0.0\" E");
+  EXPECT_EQ(record["altitude"], -3.0);
+  EXPECT_EQ(record["moment"], "2021:03:04 05:06:07");
+
+  run = runTool({"gps", (folder / "missing.jpg").string(), gps.string()}, folder.path());
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.errors.find("missing.jpg"), std::string::npos);
+  EXPECT_NE(run.output.find("54.98967"), std::string::npos);
+}
+
+TEST(SizeCommand, PrintsTheFirstPairThatGivesASize) {
+  ScratchFolder folder;
+  const auto gps = testing::copySample("GPS.jpg", folder.path());
+  const auto png = testing::copySample("PNG.png", folder.path());
+  auto run = runTool({"size", gps.string(), png.string()}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  // The File pair wins over EXIF's 2400 x 1600.
+  EXPECT_EQ(run.output, gps.string() + ": 120 x 80\n" + png.string() + ": 16 x 16\n");
+  run = runTool({"size", gps.string(), "--json", "--quiet"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(nlohmann::json::parse(run.output),
+            nlohmann::json::parse("[{\"SourceFile\": \"" + gps.string() + "\", \"width\": 120, \"height\": 80}]"));
+  EXPECT_EQ(runTool({"size"}, folder.path()).status, 2);
+}
+
 TEST(CleanCommand, RemovesTheMetadataOfEachFile) {
   ScratchFolder folder;
   const auto file = testing::copySample("Canon.jpg", folder.path());
-  ASSERT_EQ(exifToolRecord(file, {"EXIF:Make"})["EXIF:Make"], "Canon");
   const auto missing = (folder / "missing.jpg").string();
   const auto run = runTool({"clean", missing, file.string()}, folder.path());
   EXPECT_EQ(run.status, 1);
@@ -173,29 +219,67 @@ TEST(CleanCommand, RemovesTheMetadataOfEachFile) {
 TEST(ThumbnailAndPreviewCommands, WriteTheEmbeddedImagesAsJPEG) {
   ScratchFolder folder;
   const auto file = testing::copySample("ExifTool.jpg", folder.path());
-  const auto thumbnail = folder / "thumbnail.jpg";
-  auto run = runTool({"thumbnail", file.string(), thumbnail.string()}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  auto written = exifToolRecord(thumbnail, {"File:FileType", "File:ImageWidth", "File:ImageHeight"});
-  EXPECT_EQ(written["File:FileType"], "JPEG");
-  EXPECT_EQ(run.output, thumbnail.string() + ": " + written["File:ImageWidth"].dump() + "x" +
-                            written["File:ImageHeight"].dump() + "\n");
-
-  const auto preview = folder / "preview.jpg";
-  run = runTool({"preview", file.string(), preview.string()}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  written = exifToolRecord(preview, {"File:FileType", "File:ImageWidth"});
-  EXPECT_EQ(written["File:FileType"], "JPEG");
+  for (const std::string command : {"thumbnail", "preview"}) {
+    const auto written = folder / (command + ".jpg");
+    const auto run = runTool({command, file.string(), written.string()}, folder.path());
+    ASSERT_EQ(run.status, 0) << run.errors;
+    const auto record = exifToolRecord(written, {"File:FileType", "File:ImageWidth", "File:ImageHeight"});
+    EXPECT_EQ(record["File:FileType"], "JPEG");
+    EXPECT_EQ(run.output, written.string() + ": " + record["File:ImageWidth"].dump() + "x" +
+                              record["File:ImageHeight"].dump() + "\n");
+  }
 
   // A file without thumbnail, and one that is missing: an error each, and no output file.
   const auto png = testing::copySample("PNG.png", folder.path());
-  run = runTool({"thumbnail", png.string(), (folder / "none.jpg").string()}, folder.path());
+  auto run = runTool({"thumbnail", png.string(), (folder / "none.jpg").string()}, folder.path());
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.errors, png.string() + ": no embedded thumbnail\n");
   run = runTool({"preview", (folder / "missing.jpg").string(), (folder / "none.jpg").string()}, folder.path());
   EXPECT_EQ(run.status, 1);
   EXPECT_FALSE(fs::exists(folder / "none.jpg"));
   EXPECT_EQ(runTool({"thumbnail", file.string()}, folder.path()).status, 2);
+}
+
+// The processes whose parent is `parent`, as pgrep finds them.
+std::vector<pid_t> childrenOf(pid_t parent) {
+  const auto pgrep = ProcessRunner::Default()->run({"/usr/bin/pgrep", {"-P", std::to_string(parent)}, {}});
+  std::istringstream found(pgrep.standardOutput);
+  std::vector<pid_t> children;
+  for (pid_t pid = 0; found >> pid;) children.push_back(pid);
+  return children;
+}
+
+// Waits (without sleeping) at most `milliseconds` for `pid` to end; true when it has.
+bool ends(pid_t pid, int milliseconds) {
+  const int fd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+  if (fd < 0) return errno == ESRCH;
+  pollfd entry{fd, POLLIN, 0};
+  const bool ended = ::poll(&entry, 1, milliseconds) == 1;
+  ::close(fd);
+  return ended;
+}
+
+// An interrupted tool leaves no exiftool process behind.
+TEST(Interrupt, SIGINTTakesThePoolWithIt) {
+  ScratchFolder scratch;
+  std::vector<std::string> arguments{"read"};
+  for (int i = 0; i < 400; ++i) arguments.push_back((testing::dataDirectory() / "Canon.jpg").string());
+  ProcessResult failure;
+  auto tool = ProcessRunner::Default()->start(testing::toolRequest(arguments, scratch.path()), failure);
+  ASSERT_TRUE(tool) << failure.standardError;
+
+  // The first file's listing shows that exiftool runs.
+  pollfd output{tool->output(), POLLIN, 0};
+  ASSERT_EQ(::poll(&output, 1, 60000), 1);
+  const auto exiftools = childrenOf(tool->pid());
+  ASSERT_FALSE(exiftools.empty());
+
+  ::kill(tool->pid(), SIGINT);
+  tool->closeInput();
+  const auto status = tool->waitFor(std::chrono::seconds(30));
+  ASSERT_TRUE(status.has_value());
+  EXPECT_EQ(*status, 128 + SIGINT);
+  for (const pid_t pid : exiftools) EXPECT_TRUE(ends(pid, 10000)) << pid;
 }
 
 }  // namespace

@@ -66,12 +66,4 @@ inline nlohmann::json exifToolRecord(const std::filesystem::path& file, const st
   return records.empty() ? nlohmann::json::object() : records.front();
 }
 
-// The EXIF, IPTC and XMP tags of `file` as exiftool reads them ("-j -a -n -G"), less the
-// thumbnail's offset: where the thumbnail lies depends on the size of what comes before it.
-inline nlohmann::json metadataRecord(const std::filesystem::path& file) {
-  auto record = exifToolRecord(file, {"EXIF:all", "IPTC:all", "XMP:all"});
-  record.erase("EXIF:ThumbnailOffset");
-  return record;
-}
-
 }  // namespace orvelin::testing
