@@ -38,16 +38,24 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
   const auto given = fs::relative(canon).string();
   ASSERT_NE(given, canon.string());
   const auto missing = (folder / "missing.jpg").string();
+  // Files that are no image are read by the reader all the same; exiftool reads one that is no
+  // XMP as a file of no metadata.
   const auto notes = folder / "notes.xmp";
   testing::writeFile(notes, "no XMP at all");
+  const auto xmp = testing::copySample("XMP.xmp", folder.path());
+  // A path without extension is a folder, as for the editors, even when it is a file: nothing
+  // of it is read.
+  fs::copy_file(canon, folder / "noextension");
 
-  run = runTool({"read", given, missing, gps.string(), notes.string(), "--json", "--quiet"}, folder.path());
+  run = runTool({"read", given, missing, gps.string(), notes.string(), xmp.string(), (folder / "noextension").string(),
+                 folder.path().string(), "--json", "--quiet"},
+                folder.path());
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.errors,
             missing + ": " + ETMetadataReaderError::errorDescription(ETMetadataReaderError::Code::readerOutputIsEmpty) +
                 "\n");
   const auto records = nlohmann::json::parse(run.output);
-  ASSERT_EQ(records.size(), 3u);
+  ASSERT_EQ(records.size(), 6u);
   const auto& record = records[0];
   EXPECT_EQ(record["SourceFile"], given);
   EXPECT_EQ(record["finderTags"], (nlohmann::json{"red", "blue"}));
@@ -59,8 +67,18 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
   EXPECT_EQ(records[1]["SourceFile"], gps.string());
   EXPECT_EQ(records[1]["finderTags"], nlohmann::json::array());
   EXPECT_EQ(records[1]["values"]["IPTC:Headline"], "Communications");
-  // exiftool reads a file that is no XMP as a file of no metadata.
   EXPECT_EQ(records[2]["SourceFile"], notes.string());
+  EXPECT_EQ(records[3]["values"].value("XMP:Model", ""), exifToolRecord(xmp, {"XMP:Model"})["XMP:Model"]);
+  EXPECT_EQ(records[4]["values"], nlohmann::json::object());
+  EXPECT_EQ(records[5]["values"], nlohmann::json::object());
+
+  // The plain reader's profile: values as exiftool prints them, still no composite tags.
+  run = runTool({"read", "--json", "--raw-profile", given}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const auto printed = nlohmann::json::parse(run.output)[0]["values"];
+  EXPECT_NE(printed, record["values"]);
+  EXPECT_EQ(printed["EXIF:Make"], record["values"]["EXIF:Make"]);
+  for (const auto& [name, value] : printed.items()) EXPECT_NE(name.rfind("Composite:", 0), 0u) << name;
 
   run = runTool({"read", given, gps.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
@@ -86,43 +104,14 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
       << run.output;
   EXPECT_NE(std::find(block.begin(), block.end(), "ORVFinder:Tags=red,blue"), block.end()) << run.output;
   EXPECT_NE(std::find(block.begin(), block.end(), "EXIF:Make=Canon"), block.end()) << run.output;
-}
-
-TEST(ReadCommand, FoldersFilesOfOtherKindsLanguagesAndProfiles) {
-  ScratchFolder folder;
-  // A path without extension is a folder, as for the editors, even when it is a file: nothing
-  // of it is read.
-  const auto image = testing::copySample("Canon.jpg", folder.path());
-  fs::copy_file(image, folder / "noextension");
-  // A file that is no image is read by the reader all the same.
-  const auto xmp = testing::copySample("XMP.xmp", folder.path());
-  auto run = runTool({"read", "--json", (folder / "noextension").string(), folder.path().string(), xmp.string()},
-                     folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  auto records = nlohmann::json::parse(run.output);
-  ASSERT_EQ(records.size(), 3u);
-  EXPECT_EQ(records[0]["values"], nlohmann::json::object());
-  EXPECT_EQ(records[1]["values"], nlohmann::json::object());
-  EXPECT_EQ(records[2]["values"]["XMP:Creator"], exifToolRecord(xmp, {"XMP:Creator"})["XMP:Creator"]) << records[2];
-
-  // The plain reader's profile: values as exiftool prints them, still no composite tags.
-  run = runTool({"read", "--json", "--raw-profile", image.string()}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  const auto printed = nlohmann::json::parse(run.output)[0]["values"];
-  run = runTool({"read", "--json", image.string()}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  const auto raw = nlohmann::json::parse(run.output)[0]["values"];
-  EXPECT_NE(printed, raw);
-  EXPECT_EQ(printed["EXIF:Make"], raw["EXIF:Make"]);
-  for (const auto& [name, value] : printed.items()) EXPECT_NE(name.rfind("Composite:", 0), 0u) << name;
 
   // Languages by name, own name (not ASCII) or code; an unknown one is a usage error.
   for (const char* language : {"german", "Français", "de"}) {
-    run = runTool({"read", image.string(), "--lang", language}, folder.path());
+    run = runTool({"read", given, "--lang", language}, folder.path());
     EXPECT_EQ(run.status, 0) << language << ": " << run.errors;
     EXPECT_NE(run.output.find("EXIF:Make=Canon\n"), std::string::npos) << language;
   }
-  EXPECT_EQ(runTool({"read", "--lang", "FRANÇAIS", image.string()}, folder.path()).status, 2);
+  EXPECT_EQ(runTool({"read", "--lang", "FRANÇAIS", given}, folder.path()).status, 2);
   EXPECT_EQ(runTool({"read"}, folder.path()).status, 2);
 }
 
@@ -149,16 +138,14 @@ TEST(GPSCommand, PrintsThePositionInTheFourNotations) {
   auto run = runTool({"gps", gps.string(), canon.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(run.output, gps.string() +
-                            "\n"
-                            "  DDddddd:     54.98967°; -1.91417°\n"
+                            "\n  DDddddd:     54.98967°; -1.91417°\n"
                             "  DDMMmmm:     N 54° 59.380'; W 01° 54.850'\n"
                             "  PreDDMMSSs:  N 54° 59' 22.8\"; W 01° 54' 51.0\"\n"
                             "  PostDDMMSSs: 54° 59' 22.8\" N; 01° 54' 51.0\" W\n"
                             "  altitude:    none\n"
                             "  moment:      none\n" +
                             canon.string() +
-                            "\n"
-                            "  position:    none\n"
+                            "\n  position:    none\n"
                             "  altitude:    none\n"
                             "  moment:      none\n");
 
