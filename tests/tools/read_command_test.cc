@@ -83,27 +83,20 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
   run = runTool({"read", given, gps.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   // One block per file, a blank line between: no value makes a line of its own.
-  std::vector<std::vector<std::string>> blocks(1);
-  for (const auto& line : testing::linesOf(run.output)) {
-    if (line.empty())
-      blocks.emplace_back();
-    else
-      blocks.back().push_back(line);
-  }
-  ASSERT_EQ(blocks.size(), 2u) << run.output;
-  EXPECT_NE(std::find(blocks[1].begin(), blocks[1].end(), "IPTC:Headline=Communications"), blocks[1].end());
-  const auto& block = blocks[0];
+  const auto lines = testing::linesOf(run.output);
+  const auto blank = std::find(lines.begin(), lines.end(), "");
+  ASSERT_EQ(std::count(lines.begin(), lines.end(), ""), 1) << run.output;
+  EXPECT_NE(std::find(blank, lines.end(), "IPTC:Headline=Communications"), lines.end());
   std::vector<TagName> names;
-  for (const auto& line : block) {
-    const auto name = TagName::fromRawValue(line.substr(0, line.find('=')));
-    ASSERT_TRUE(name && line.find('=') != std::string::npos) << line;
+  for (auto line = lines.begin(); line != blank; ++line) {
+    const auto name = TagName::fromRawValue(line->substr(0, line->find('=')));
+    ASSERT_TRUE(name && line->find('=') != std::string::npos) << *line;
     names.push_back(*name);
   }
   EXPECT_TRUE(std::is_sorted(names.begin(), names.end())) << run.output;
-  EXPECT_NE(std::find(block.begin(), block.end(), "EXIF:ImageDescription=first line\\nsecond \\\\ line"), block.end())
-      << run.output;
-  EXPECT_NE(std::find(block.begin(), block.end(), "ORVFinder:Tags=red,blue"), block.end()) << run.output;
-  EXPECT_NE(std::find(block.begin(), block.end(), "EXIF:Make=Canon"), block.end()) << run.output;
+  for (const char* line :
+       {"EXIF:ImageDescription=first line\\nsecond \\\\ line", "ORVFinder:Tags=red,blue", "EXIF:Make=Canon"})
+    EXPECT_NE(std::find(lines.begin(), blank, line), blank) << line << "\n" << run.output;
 
   // Languages by name, own name (not ASCII) or code; an unknown one is a usage error.
   for (const char* language : {"german", "Français", "de"}) {
@@ -131,10 +124,12 @@ TEST(ReadCommand, EveryCommandThatNeedsTheCatalogueFailsWithoutIt) {
   }
 }
 
-TEST(GPSCommand, PrintsThePositionInTheFourNotations) {
+// The position in the four notations, and the first pair that gives a size.
+TEST(GPSAndSizeCommands, PrintWhatTheEditorReads) {
   ScratchFolder folder;
   const auto gps = testing::copySample("GPS.jpg", folder.path());
   const auto canon = testing::copySample("Canon.jpg", folder.path());
+  const auto png = testing::copySample("PNG.png", folder.path());
   auto run = runTool({"gps", gps.string(), canon.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(run.output, gps.string() +
@@ -167,13 +162,8 @@ TEST(GPSCommand, PrintsThePositionInTheFourNotations) {
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.errors.find("missing.jpg"), std::string::npos);
   EXPECT_NE(run.output.find("54.98967"), std::string::npos);
-}
 
-TEST(SizeCommand, PrintsTheFirstPairThatGivesASize) {
-  ScratchFolder folder;
-  const auto gps = testing::copySample("GPS.jpg", folder.path());
-  const auto png = testing::copySample("PNG.png", folder.path());
-  auto run = runTool({"size", gps.string(), png.string()}, folder.path());
+  run = runTool({"size", gps.string(), png.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   // The File pair wins over EXIF's 2400 x 1600.
   EXPECT_EQ(run.output, gps.string() + ": 120 x 80\n" + png.string() + ": 16 x 16\n");

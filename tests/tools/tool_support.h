@@ -1,7 +1,6 @@
 #pragma once
 
-// Runs the orvelin tool of this build on copies of the samples, and reads files back with
-// exiftool itself.
+// Runs the orvelin tool of this build, and reads files back with exiftool itself.
 
 #include <cstdlib>
 #include <filesystem>
