@@ -174,21 +174,8 @@ TEST(GPSAndSizeCommands, PrintWhatTheEditorReads) {
   EXPECT_EQ(runTool({"size"}, folder.path()).status, 2);
 }
 
-TEST(CleanCommand, RemovesTheMetadataOfEachFile) {
-  ScratchFolder folder;
-  const auto file = testing::copySample("Canon.jpg", folder.path());
-  const auto missing = (folder / "missing.jpg").string();
-  const auto run = runTool({"clean", missing, file.string()}, folder.path());
-  EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.errors.find(missing + ": "), std::string::npos) << run.errors;
-  const auto record = exifToolRecord(file);
-  EXPECT_FALSE(record.contains("EXIF:Make")) << record;
-  EXPECT_FALSE(record.contains("MakerNotes:CanonModelID"));
-  EXPECT_EQ(record["File:ImageWidth"], 8);
-  EXPECT_FALSE(fs::exists(file.string() + "_original"));
-}
-
-TEST(ThumbnailAndPreviewCommands, WriteTheEmbeddedImagesAsJPEG) {
+// The embedded images written as JPEG, then the metadata removed with them.
+TEST(ThumbnailPreviewAndCleanCommands, WriteTheEmbeddedImagesThenRemoveThem) {
   ScratchFolder folder;
   const auto file = testing::copySample("ExifTool.jpg", folder.path());
   for (const std::string command : {"thumbnail", "preview"}) {
@@ -201,12 +188,21 @@ TEST(ThumbnailAndPreviewCommands, WriteTheEmbeddedImagesAsJPEG) {
                               record["File:ImageHeight"].dump() + "\n");
   }
 
-  // A file without thumbnail, and one that is missing: an error each, and no output file.
-  const auto png = testing::copySample("PNG.png", folder.path());
-  auto run = runTool({"thumbnail", png.string(), (folder / "none.jpg").string()}, folder.path());
+  const auto missing = (folder / "missing.jpg").string();
+  auto run = runTool({"clean", missing, file.string()}, folder.path());
   EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.errors, png.string() + ": no embedded thumbnail\n");
-  run = runTool({"preview", (folder / "missing.jpg").string(), (folder / "none.jpg").string()}, folder.path());
+  EXPECT_NE(run.errors.find(missing + ": "), std::string::npos) << run.errors;
+  const auto record = exifToolRecord(file);
+  EXPECT_FALSE(record.contains("EXIF:Make")) << record;
+  EXPECT_FALSE(record.contains("MakerNotes:FileFormat"));
+  EXPECT_EQ(record["File:ImageWidth"], 8);
+  EXPECT_FALSE(fs::exists(file.string() + "_original"));
+
+  // A file without thumbnail, and one that is missing: an error each, and no output file.
+  run = runTool({"thumbnail", file.string(), (folder / "none.jpg").string()}, folder.path());
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.errors, file.string() + ": no embedded thumbnail\n");
+  run = runTool({"preview", missing, (folder / "none.jpg").string()}, folder.path());
   EXPECT_EQ(run.status, 1);
   EXPECT_FALSE(fs::exists(folder / "none.jpg"));
   EXPECT_EQ(runTool({"thumbnail", file.string()}, folder.path()).status, 2);

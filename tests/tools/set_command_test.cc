@@ -82,10 +82,9 @@ INSTANTIATE_TEST_SUITE_P(
                  "IPTC:Urgency=EXIF:ImageDescription", "--merge", "IPTC:Keywords=gumbo", "--merge",
                  "IPTC:Headline=at all"},
                 "EXIF:Artist EXIF:CreateDate EXIF:ImageDescription IPTC:Headline IPTC:Keywords",
-                {{"EXIF:Artist", "Kingston"},
-                 {"EXIF:CreateDate", "2004:02:26 18:36:41"},  // the IPTC day, the EXIF time
-                 {"EXIF:ImageDescription", "8 (least urgent)"},
-                 {"IPTC:Keywords", {"jambalaya", "gumbo"}},
+                // The date copied is the IPTC day with the EXIF time.
+                {{"EXIF:Artist", "Kingston"}, {"EXIF:CreateDate", "2004:02:26 18:36:41"},
+                 {"EXIF:ImageDescription", "8 (least urgent)"}, {"IPTC:Keywords", {"jambalaya", "gumbo"}},
                  {"IPTC:Headline", "No headline at all"}}},
         SetCase{"FinderTagsFromKeywords", "ExifTool.jpg", {"--finder-tags-from-keywords"}, "ORVFinder:Tags", {}},
         SetCase{"KeywordsFromFinderTags", "ExifTool.jpg", {"--finder-tags", "red,blue", "--keywords-from-finder-tags"},
@@ -122,7 +121,7 @@ TEST(SetCommand, RefusedValuesAreToldAndTheOthersSaved) {
   EXPECT_EQ(record["IPTC:Headline"], "Communications today");
 }
 
-TEST(SetCommand, FailedFilesAndUsageErrors) {
+TEST(SetCommand, FailedFilesPresetsAndUsageErrors) {
   ScratchFolder folder;
   const auto file = testing::copySample("GPS.jpg", folder.path());
   const auto missing = (folder / "missing.jpg").string();
@@ -139,6 +138,20 @@ TEST(SetCommand, FailedFilesAndUsageErrors) {
   EXPECT_EQ(exifToolRecord(file, {"EXIF:Artist"})["EXIF:Artist"], "Still saved");
   EXPECT_FALSE(fs::exists(missing));
 
+  // The preset named, of the presets of the file.
+  Preset::Presets presets;
+  for (const char* name : {"Other", "Chosen"}) {
+    presets.push_back(std::make_shared<Preset>());
+    presets.back()->setName(name);
+    presets.back()->setEntry(PresetEntry::value(std::string("From ") + name), TagName::exifImageDescription);
+  }
+  const auto presetsFile = (folder / "presets.json").string();
+  Preset::exportToFile(presets, presetsFile);
+  run = runTool({"set", file.string(), "--preset", presetsFile, "--preset-name", "Chosen"}, folder.path());
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(run.output, file.string() + ": EXIF:ImageDescription\n");
+  EXPECT_EQ(exifToolRecord(file, {"EXIF:ImageDescription"})["EXIF:ImageDescription"], "From Chosen");
+
   const auto path = file.string();
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
            {"set", path, "-t", "EXIF:Artist"},
@@ -148,7 +161,9 @@ TEST(SetCommand, FailedFilesAndUsageErrors) {
            {"set", "--bogus"},
            {"set", path, "--gps=somewhere"},
            {"set", path, "--date=EXIF:CreateDate=LATER(hh: 1)"},
-           {"set", path, "--copy", "EXIF:Artist"}}) {
+           {"set", path, "--copy", "EXIF:Artist"},
+           {"set", path, "--preset", presetsFile, "--preset-name", "None"},
+           {"set", path, "--preset", (folder / "missing.json").string()}}) {
     run = runTool(arguments, folder.path());
     EXPECT_EQ(run.status, 2) << arguments.back();
     EXPECT_EQ(run.output, "") << arguments.back();
@@ -187,26 +202,6 @@ TEST(SetCommand, UpdateModifyDateSetsTheFilesDate) {
     const std::string date = exifToolRecord(file, {"File:FileModifyDate"})["File:FileModifyDate"];
     EXPECT_EQ(date.starts_with("2001:02:03 04:05:06"), update) << date;
   }
-}
-
-// The preset named, of the presets of the file; a name or a file that is not there is a usage error.
-TEST(SetCommand, APresetByItsName) {
-  ScratchFolder folder;
-  const auto file = testing::copySample("GPS.jpg", folder.path());
-  Preset::Presets presets;
-  for (const char* name : {"Other", "Chosen"}) {
-    presets.push_back(std::make_shared<Preset>());
-    presets.back()->setName(name);
-    presets.back()->setEntry(PresetEntry::value(std::string("From ") + name), TagName::exifImageDescription);
-  }
-  const auto presetsFile = (folder / "presets.json").string();
-  Preset::exportToFile(presets, presetsFile);
-  const auto run = runTool({"set", file.string(), "--preset", presetsFile, "--preset-name", "Chosen"}, folder.path());
-  ASSERT_EQ(run.status, 0) << run.errors;
-  EXPECT_EQ(run.output, file.string() + ": EXIF:ImageDescription\n");
-  EXPECT_EQ(exifToolRecord(file, {"EXIF:ImageDescription"})["EXIF:ImageDescription"], "From Chosen");
-  EXPECT_EQ(runTool({"set", file.string(), "--preset", presetsFile, "--preset-name", "None"}, folder.path()).status, 2);
-  EXPECT_EQ(runTool({"set", file.string(), "--preset", (folder / "missing.json").string()}, folder.path()).status, 2);
 }
 
 // A batch through the task groups: one file that is gone does not stop the others.
