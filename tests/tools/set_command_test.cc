@@ -17,8 +17,9 @@ using testing::exifToolRecord;
 using testing::runTool;
 using testing::ScratchFolder;
 
-const std::string readerError =
-    ETMetadataReaderError::errorDescription(ETMetadataReaderError::Code::readerOutputIsEmpty);
+std::string readerError() {
+  return ETMetadataReaderError::errorDescription(ETMetadataReaderError::Code::readerOutputIsEmpty);
+}
 
 // One run per form of edit: the tags the save sent, and a value of each edit read back.
 struct SetCase {
@@ -129,7 +130,7 @@ TEST(SetCommand, FailedFilesPresetsAndUsageErrors) {
   // Each with the error of its import task.
   const std::string unsupported =
       ImportImageTaskError::errorDescription(ImportImageTaskErrorCode::fileIsNotSupported);
-  EXPECT_EQ(run.errors, missing + ": " + readerError + "\n" + notes.string() + ": " + unsupported + "\n");
+  EXPECT_EQ(run.errors, missing + ": " + readerError() + "\n" + notes.string() + ": " + unsupported + "\n");
   EXPECT_EQ(run.output, file.string() + ": EXIF:Artist\n");
   EXPECT_EQ(exifToolRecord(file, {"EXIF:Artist"})["EXIF:Artist"], "Still saved");
   EXPECT_FALSE(fs::exists(missing));
@@ -222,7 +223,7 @@ TEST(SetBatch, TwoHundredFilesWithOneGoneSaveTheOthers) {
 
   const auto run = runTool(arguments, folder.path());
   ASSERT_EQ(run.status, 1) << run.errors;
-  EXPECT_EQ(run.errors, gone + ": " + readerError + "\n");
+  EXPECT_EQ(run.errors, gone + ": " + readerError() + "\n");
   // One line per saved file, in the order given, with what its save sent.
   std::string expected;
   for (const auto& path : paths)
