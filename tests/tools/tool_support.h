@@ -1,8 +1,8 @@
 #pragma once
 
-// Runs the orvelin tool of this build on copies of the samples, and reads files back with
-// exiftool itself.
+// Runs the orvelin tool of this build, and reads files back with exiftool itself.
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -32,16 +32,12 @@ inline ProcessRequest toolRequest(const std::vector<std::string>& arguments, con
   request.environment = {"HOME=" + scratch.string(), "TMPDIR=" + scratch.string(),
                          "XDG_CONFIG_HOME=" + (scratch / "config").string(), "LANG=C.UTF-8"};
   request.environment.insert(request.environment.end(), environment.begin(), environment.end());
-  const auto given = [&](const std::string& name) {
-    for (const auto& entry : environment)
-      if (entry.starts_with(name + "=")) return true;
-    return false;
-  };
   // The sanitizers' options too, so that the tool runs with the suppressions of the test program.
-  for (const char* name :
+  for (const std::string name :
        {"PATH", "TZ", "ORVELIN_RESOURCES", "TSAN_OPTIONS", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"})
-    if (const char* value = std::getenv(name); value && !given(name))
-      request.environment.push_back(std::string(name) + "=" + value);
+    if (const char* value = std::getenv(name.c_str());
+        value && std::ranges::none_of(environment, [&](const auto& entry) { return entry.starts_with(name + "="); }))
+      request.environment.push_back(name + "=" + value);
   return request;
 }
 
@@ -64,14 +60,6 @@ inline nlohmann::json exifToolRecord(const std::filesystem::path& file, const st
   if (!output || output->empty()) return nlohmann::json::object();
   const auto records = nlohmann::json::parse(*output);
   return records.empty() ? nlohmann::json::object() : records.front();
-}
-
-// The EXIF, IPTC and XMP tags of `file` as exiftool reads them ("-j -a -n -G"), less the
-// thumbnail's offset: where the thumbnail lies depends on the size of what comes before it.
-inline nlohmann::json metadataRecord(const std::filesystem::path& file) {
-  auto record = exifToolRecord(file, {"EXIF:all", "IPTC:all", "XMP:all"});
-  record.erase("EXIF:ThumbnailOffset");
-  return record;
 }
 
 }  // namespace orvelin::testing
