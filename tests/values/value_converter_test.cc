@@ -1,22 +1,84 @@
 #include "orvelin/values/value_converter.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <clocale>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <utility>
 
+#include "common/test_support.h"
+#include "orvelin/support/process_runner.h"
 #include "orvelin/values/coordinate_parser.h"
 #include "orvelin/values/coordinate_writer.h"
 #include "orvelin/values/date_time_value_converter.h"
-#include "values/comma_locale.h"
 
 namespace orvelin {
 namespace {
 
 using namespace std::string_literals;
+
+// A process locale whose decimal separator is a comma (LC_NUMERIC) for its scope, then "C" again.
+// An installed German or French locale serves; otherwise de_DE is compiled with localedef into
+// "test-locales" beside the test program, kept for later runs, and LOCPATH points there.
+// active() is false only when neither works. Not thread-safe: it changes the process locale.
+class CommaLocale {
+ public:
+  CommaLocale() {
+    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"})
+      if (switchTo(name)) return;
+    const auto folder = compiledLocalesFolder();
+    if (!folder) return;
+    localePath_.set("LOCPATH", folder->string());
+    switchTo("de_DE.UTF-8");
+  }
+  ~CommaLocale() { std::setlocale(LC_NUMERIC, "C"); }
+
+  bool active() const { return active_; }
+
+ private:
+  // Whether `name` exists and really has a decimal comma.
+  bool switchTo(const char* name) {
+    if (!std::setlocale(LC_NUMERIC, name)) return false;
+    active_ = std::string(std::localeconv()->decimal_point) == ",";
+    if (!active_) std::setlocale(LC_NUMERIC, "C");
+    return active_;
+  }
+
+  // The folder that holds de_DE.UTF-8, compiled now unless an earlier run left it there.
+  static std::optional<std::filesystem::path> compiledLocalesFolder() {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const auto folder = fs::read_symlink("/proc/self/exe", error).parent_path() / "test-locales";
+    if (error) return std::nullopt;
+    const auto locale = folder / "de_DE.UTF-8";
+    if (fs::exists(locale / "LC_NUMERIC", error)) return folder;
+    const char* localedef = nullptr;
+    for (const char* candidate : {"/usr/bin/localedef", "/usr/sbin/localedef", "/bin/localedef"})
+      if (::access(candidate, X_OK) == 0) localedef = candidate;
+    if (!localedef) return std::nullopt;
+    // Compiled aside and moved into place whole, so that test programs running at the same
+    // time never see half a locale; the one that comes second keeps the first one's.
+    const auto staging = folder / (".staging-" + std::to_string(::getpid()));
+    fs::create_directories(staging, error);
+    if (error) return std::nullopt;
+    const auto result = ProcessRunner::Default()->run(
+        {localedef, {"-i", "de_DE", "-f", "UTF-8", (staging / "de_DE.UTF-8").string()}, {"PATH=/usr/bin:/bin"}});
+    if (result.launched && fs::exists(staging / "de_DE.UTF-8" / "LC_NUMERIC", error))
+      fs::rename(staging / "de_DE.UTF-8", locale, error);
+    fs::remove_all(staging, error);
+    if (!fs::exists(locale / "LC_NUMERIC", error)) return std::nullopt;
+    return folder;
+  }
+
+  bool active_ = false;
+  testing::EnvironmentScope localePath_;
+};
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
@@ -113,7 +175,7 @@ TEST(SDoubleValueConverter, RawValuesAndTheirForms) {
 
 // Numbers and coordinates are read and printed with a point, not with the host's separator.
 TEST(SDoubleValueConverter, ReadsAndPrintsAPointWhateverTheLocale) {
-  const testing::CommaLocale locale;
+  const CommaLocale locale;
   if (!locale.active()) GTEST_SKIP() << "no locale with a decimal comma, and localedef cannot make one";
   const SDoubleValueConverter converter;
   EXPECT_EQ(converter.stringValueFromRawValue(Value(1.5)), "1.50000000");
