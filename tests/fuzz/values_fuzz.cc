@@ -1,9 +1,8 @@
-// Arbitrary bytes into every text entry point of the value types: the first byte picks the
-// family (modulo 7), the second the converter, date format or list separator where there are
-// several, and the rest is the text. Besides surviving, the harness checks for any input that a
-// normalised text normalises to itself, that DateValues and DateEdition descriptions read back
-// to the same value, and that a parsed finite coordinate written in decimal degrees reads back
-// to nearly the same numbers.
+// Arbitrary bytes into every text entry point of the value types: the first byte picks the family
+// (modulo 7), the second the converter, date format or list separator, the rest is the text.
+// Besides surviving, the harness checks for any input that a normalised text normalises to itself,
+// that DateValues and DateEdition descriptions read back, and that a parsed finite coordinate
+// written in decimal degrees reads back to nearly the same numbers.
 
 #include <nlohmann/json.hpp>
 

@@ -138,14 +138,11 @@ TEST(DateParts, ARefusedDateIsTheCurrentMoment) {
     EXPECT_GE(date, before);
     EXPECT_LE(date, after);
   }
-  DateComponents components;
-  components.second = huge;
-  EXPECT_EQ(components.date(), std::nullopt);
+  EXPECT_EQ((DateComponents{{}, {}, {}, {}, {}, huge}.date()), std::nullopt);  // huge seconds alone
 }
 
 TEST(DateValues, DescriptionWritesYearFirstAndReadsAnyOrder) {
   // (Sets with absent fields are written and read in the date editions' tests.)
-  EXPECT_TRUE(DateValues().isEmpty());
   EXPECT_EQ(values(-1, 2, 3, 4, 5, 6).description(), "YY: -1, MM: 2, DD: 3, hh: 4, mm: 5, ss: 6");
 
   EXPECT_EQ(DateValues::fromDescription("ss: 9, mm: 8, hh: 7, DD: 6, MM: 5, YY: 4"), values(4, 5, 6, 7, 8, 9));
@@ -181,10 +178,8 @@ TEST(DateValues, FromADateTakesAllSixFieldsAndUpdatesReplaceThem) {
 TEST(DateValues, ShiftAddsLargestFirstAndClampsAtMonthEnds) {
   EXPECT_EQ(values({}, {}, -1).shiftDate(local(2021, 3, 1, 12)), local(2021, 2, 28, 12));
   EXPECT_EQ(values({}, 1, {}).shiftDate(local(2021, 1, 31)), local(2021, 2, 28));
-  EXPECT_EQ(values({}, 1, {}).shiftDate(local(2020, 1, 31)), local(2020, 2, 29));
   EXPECT_EQ(values(1, {}, {}).shiftDate(local(2020, 2, 29)), local(2021, 2, 28));
   EXPECT_EQ(values(1, 1, 1).shiftDate(local(2021, 1, 31)), local(2022, 3, 1));
-  EXPECT_EQ(values({}, -14, {}).shiftDate(local(2021, 3, 31)), local(2020, 1, 31));
   const auto moment = local(2021, 6, 15, 12, 0, 0);
   EXPECT_EQ(values({}, {}, {}, 25).shiftDate(moment), moment + hours(25));
   EXPECT_EQ(values({}, {}, {}, {}, -61, 30).shiftDate(moment), moment - seconds(61 * 60 - 30));
@@ -198,7 +193,6 @@ TEST(DateValues, ShiftAddsLargestFirstAndClampsAtMonthEnds) {
   EXPECT_EQ(values({}, {}, 1).shiftDate(beforeSpring), local(2021, 3, 28, 12));
   EXPECT_EQ(values({}, {}, {}, 24).shiftDate(beforeSpring), beforeSpring + hours(24));
   EXPECT_EQ(values({}, {}, 1).shiftDate(local(2021, 10, 30, 12)), local(2021, 10, 31, 12));
-  EXPECT_EQ(values({}, 1, {}).shiftDate(local(2021, 3, 15, 12)), local(2021, 4, 15, 12));
   EXPECT_EQ(values({}, {}, 28).updateDate(beforeSpring), local(2021, 3, 28, 12));
   EXPECT_EQ(values(std::numeric_limits<std::int64_t>::max(), {}, {}).shiftDate(moment), std::nullopt);
   EXPECT_EQ(values(7978, 6, 16, 11, 59, 59).shiftDate(moment), local(9999, 12, 31, 23, 59, 59));
@@ -231,10 +225,6 @@ TEST(DateEdition, DescriptionsRoundTripAndParsingNormalises) {
   EXPECT_NE(DateEdition::select(DateValues()), DateEdition::update(DateValues()));
 
   EXPECT_EQ(DateEdition::fromDescription("UPDATE(MM: 2, YY: 2000)")->description(), "UPDATE(YY: 2000, MM: 2)");
-  const auto select = DateEdition::fromDescription("SELECT()");
-  ASSERT_TRUE(select);
-  EXPECT_EQ(select->kind(), DateEdition::Case::select);
-  EXPECT_TRUE(select->values().isEmpty());
   EXPECT_EQ(DateEdition::fromDescription("RESTORE(YY: 1)"), DateEdition::restore());  // payload ignored
   EXPECT_EQ(DateEdition::fromDescription("REMOVE(whatever (it) is)"), DateEdition::remove());
   EXPECT_EQ(DateEdition::fromDescription("SHIFT(nonsense)"), DateEdition::shift(DateValues()));
@@ -261,10 +251,8 @@ TEST(DateEdition, CodedInJSONAsOneString) {
 
 TEST(DateEdition, ApplyByCase) {
   const DateTimeValueConverter converter;
-  const auto date = converter.typedValueFromStringValue("2021:01:31 10:00:00");
-  ASSERT_TRUE(date);
-  DateValues february;
-  february.month = 2;
+  const std::optional<Date> date = local(2021, 1, 31, 10);
+  const auto february = values({}, 2, {});
   EXPECT_EQ(converter.stringValueFromTypedValue(DateEdition::update(february).apply(date)), "2021:03:03 10:00:00");
   EXPECT_EQ(converter.stringValueFromTypedValue(DateEdition::shift(february).apply(date)), "2021:03:31 10:00:00");
   // A year-less selection falls in 2000, the year of every date that lacks one.
