@@ -260,8 +260,8 @@ TEST(DateEdition, ApplyByCase) {
   EXPECT_EQ(converter.stringValueFromTypedValue(DateEdition::select(february).apply(std::nullopt)), "2000:02:01 00:00:00");
   EXPECT_EQ(DateEdition::restore().apply(date), date);
   EXPECT_EQ(DateEdition::remove().apply(date), std::nullopt);
-  for (const auto& edition : {DateEdition::update(february), DateEdition::shift(february), DateEdition::restore(),
-                              DateEdition::remove()})
+  for (const auto& edition :
+       {DateEdition::update(february), DateEdition::shift(february), DateEdition::restore(), DateEdition::remove()})
     EXPECT_EQ(edition.apply(std::nullopt), std::nullopt) << edition;
 }
 

@@ -61,8 +61,8 @@ class CommaLocale {
     fs::create_directories(staging, error);
     if (error) return std::nullopt;
     const auto target = (staging / "de_DE.UTF-8").string();
-    const auto result = ProcessRunner::Default()->run(
-        {"/usr/bin/env", {"localedef", "-i", "de_DE", "-f", "UTF-8", target}, {"PATH=/usr/bin:/usr/sbin:/bin"}});
+    const auto result = ProcessRunner::Default()->run({"/usr/bin/env",
+        {"localedef", "-i", "de_DE", "-f", "UTF-8", target}, {"PATH=/usr/bin:/usr/sbin:/bin"}});
     if (result.launched && fs::exists(staging / "de_DE.UTF-8" / "LC_NUMERIC", error))
       fs::rename(staging / "de_DE.UTF-8", locale, error);
     fs::remove_all(staging, error);
@@ -146,7 +146,8 @@ TEST(SDoubleValueConverter, ReadsBlanksDecimalCommasRawNumbersAndMagnitudesOutOf
   EXPECT_EQ(converter.typedValueFromRawValue(Value("-1e999")), -kInfinity);
 
   // Negative zero passes.
-  expectTypedFromText(UDoubleValueConverter(), {{"1e999", kInfinity}, {"-1e999", std::nullopt}, {"-1e-999", 0.0}});
+  expectTypedFromText(UDoubleValueConverter(),
+                      {{"1e999", kInfinity}, {"-1e999", std::nullopt}, {"-1e-999", 0.0}});
   EXPECT_EQ(UDoubleValueConverter().formattedValueFromStringValue("1e999"), "inf");
 
   // An integer reads the shortest text of the double: "inf" has no digits, so 0.

@@ -33,8 +33,7 @@ TEST(Value, ReadsAndWritesJSON) {
 
   for (const auto* key : {"ISO", "ExposureCompensation", "Big", "Negative", "Make", "Flag", "Missing", "Keywords"})
     EXPECT_EQ(Value::fromJSON(json[key]).toJSON(), json[key]) << key;
-  using Members = std::map<std::string, Value>;
-  EXPECT_EQ(json.get<Members>().at("ISO"), Value(400));
+  EXPECT_EQ((json.get<std::map<std::string, Value>>().at("ISO")), Value(400));
   EXPECT_EQ(nlohmann::json(Value(Value::Array{Value(1), Value("x")})).dump(), R"([1,"x"])");
 
   // Kinds without a JSON counterpart write text.
