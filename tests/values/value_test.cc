@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <unicode/uloc.h>
 
 #include <cmath>
 #include <map>
+#include <set>
+#include <string>
 
 namespace orvelin {
 namespace {
@@ -16,8 +19,8 @@ TEST(Value, ReadsAndWritesJSON) {
     "Make": "Canon", "Flag": true, "Missing": null, "Keywords": ["a", 1, [2.5, false]],
     "Struct": {"a": 1}
   })json");
-  const auto iso = Value::fromJSON(json["ISO"]);
-  EXPECT_EQ(iso.kind(), Value::Kind::signedInteger);  // a JSON integer within range has no sign kind
+  // A JSON integer within range has no sign kind.
+  EXPECT_EQ(Value::fromJSON(json["ISO"]).kind(), Value::Kind::signedInteger);
   EXPECT_EQ(Value::fromJSON(json["Big"]).kind(), Value::Kind::unsignedInteger);
   EXPECT_EQ(Value::fromJSON(json["Negative"]), Value(-12));
   EXPECT_EQ(Value::fromJSON(json["ExposureCompensation"]), Value(-0.7));
@@ -25,18 +28,15 @@ TEST(Value, ReadsAndWritesJSON) {
   EXPECT_EQ(Value::fromJSON(json["Flag"]), Value(true));
   EXPECT_TRUE(Value::fromJSON(json["Missing"]).isNull());
   EXPECT_TRUE(Value::fromJSON(json["Struct"]).isNull());  // objects have no counterpart
-  const auto keywords = Value::fromJSON(json["Keywords"]);
-  ASSERT_TRUE(keywords.is<Value::Array>());
-  EXPECT_EQ(keywords, Value(Value::Array{Value("a"), Value(1), Value(Value::Array{Value(2.5), Value(false)})}));
+  EXPECT_EQ(Value::fromJSON(json["Keywords"]),
+            Value(Value::Array{Value("a"), Value(1), Value(Value::Array{Value(2.5), Value(false)})}));
 
   for (const auto* key : {"ISO", "ExposureCompensation", "Big", "Negative", "Make", "Flag", "Missing", "Keywords"})
     EXPECT_EQ(Value::fromJSON(json[key]).toJSON(), json[key]) << key;
-  using Members = std::map<std::string, Value>;
-  EXPECT_EQ(json.get<Members>().at("ISO"), Value(400));
+  EXPECT_EQ((json.get<std::map<std::string, Value>>().at("ISO")), Value(400));
   EXPECT_EQ(nlohmann::json(Value(Value::Array{Value(1), Value("x")})).dump(), R"([1,"x"])");
-}
 
-TEST(Value, KindsWithoutAJSONCounterpartWriteText) {
+  // Kinds without a JSON counterpart write text.
   const Date date = std::chrono::sys_days(std::chrono::year(2021) / 3 / 4) + std::chrono::hours(10) +
                     std::chrono::minutes(11) + std::chrono::seconds(12) + std::chrono::milliseconds(345);
   EXPECT_EQ(Value(date).toJSON(), "2021-03-04T10:11:12.345Z");
@@ -62,6 +62,30 @@ TEST(Value, NumbersCompareByValueAcrossKinds) {
   EXPECT_NE(Value(Value::Array{Value(1)}), Value(Value::Array{Value(1), Value(1)}));
   EXPECT_EQ(Value(Country3166a3::japan), Value(*Country3166a3::fromRawValue("JPN")));
   EXPECT_NE(Value(PartialDate(2021, 1, 1)), Value(PartialDate(2021, 1, 2)));
+}
+
+// Every code is a real ISO 3166-1 alpha-3 code (as ICU's region data knows them), each is
+// used once, and each reads back to its case.
+TEST(Country3166a3, CodesAreTheStandardsAndReadBackNamesComeFromTheTable) {
+  std::set<std::string> standard;
+  for (const char* const* region = uloc_getISOCountries(); *region; ++region)
+    standard.insert(uloc_getISO3Country((std::string("und_") + *region).c_str()));
+  std::set<std::string_view> seen;
+  for (std::size_t i = 0; i < Country3166a3::caseCount; ++i) {
+    const Country3166a3 country = static_cast<Country3166a3::Value>(i);
+    EXPECT_TRUE(standard.contains(std::string(country.code()))) << country.code();
+    EXPECT_TRUE(seen.insert(country.code()).second) << country.code();
+    EXPECT_EQ(Country3166a3::fromRawValue(country.code()), country) << country.code();
+  }
+  for (const char* text : {"", "fra", "FR", "FRAN", " FRA", "ZZZ"})
+    EXPECT_EQ(Country3166a3::fromRawValue(text), std::nullopt) << text;
+
+  // Names come from the country table, in English.
+  EXPECT_EQ(Country3166a3(Country3166a3::france).localizedName(), "France");
+  EXPECT_EQ(Country3166a3(Country3166a3::alandIslands).localizedName(), "Åland Islands");
+  EXPECT_EQ(Country3166a3(Country3166a3::coteDIvoire).localizedDescription(), "CIV - Côte d'Ivoire");
+  for (const auto country : Country3166a3::all())
+    EXPECT_NE(country.localizedName(), "Country3166a3:" + std::string(country.code())) << "no English name for " << country.code();
 }
 
 }  // namespace
