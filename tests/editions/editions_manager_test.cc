@@ -18,7 +18,6 @@ using ::testing::IsEmpty;
 using ::testing::Optional;
 using ::testing::UnorderedElementsAre;
 using testing::editorOf;
-using testing::EventRecorder;
 
 const TagName artist("EXIF", "Artist");
 const TagName make("EXIF", "Make");
@@ -28,17 +27,17 @@ class EditionsManagerTest : public ::testing::Test {
   void TearDown() override {
     // Every test leaves the shared manager idle, so that the next one starts from depth 0.
     EXPECT_FALSE(EditionsManager::shared().isInSession());
-    EXPECT_TRUE(EditionsManager::shared().editionsSet().values.empty());
   }
   EditionsManager& manager = EditionsManager::shared();
 };
 
 // A registration outside a session is a session of its own; so is a block, even without
-// editions or when it throws.
+// editions or when it throws; nested sessions announce only the outermost begin and end.
 TEST_F(EditionsManagerTest, EachOutermostSessionIsAnnounced) {
   auto editor = editorOf({}, "/photos/a.jpg");
+  auto twin = editorOf({}, "/photos/a.jpg");  // same URL, another editor
   const std::weak_ptr<MetadataEditor> watched = editor;
-  EventRecorder recorder;
+  testing::EventRecorder recorder;
   manager.registerEdition(editor, artist);
   manager.session([&] { EXPECT_TRUE(manager.isInSession()); });
   EXPECT_THROW(manager.session([&] {
@@ -46,53 +45,34 @@ TEST_F(EditionsManagerTest, EachOutermostSessionIsAnnounced) {
     throw std::runtime_error("stop");
   }),
                std::runtime_error);
+  manager.beginSession();
+  manager.registerEdition(editor, artist);
+  manager.beginSession();
+  manager.registerEdition(editor, artist);  // the same edition twice: one entry
+  manager.registerEdition(editor, make);
+  manager.registerEdition(twin, artist);
+  manager.endSession();
+  manager.endSession();
 
-  EXPECT_THAT(recorder.events(),
-              ElementsAre("will-begin", "did-end", "will-begin", "did-end", "will-begin", "did-end"));
-  EXPECT_THAT(recorder.namesOf(editor),
-              ElementsAre(Optional(ElementsAre(artist)), std::nullopt, Optional(ElementsAre(make))));
+  EXPECT_THAT(recorder.events(), ElementsAre("will-begin", "did-end", "will-begin", "did-end", "will-begin",
+                                             "did-end", "will-begin", "did-end"));
+  EXPECT_THAT(recorder.namesOf(editor), ElementsAre(Optional(ElementsAre(artist)), std::nullopt,
+                                                    Optional(ElementsAre(make)), Optional(ElementsAre(artist, make))));
+  EXPECT_THAT(recorder.namesOf(twin), ElementsAre(std::nullopt, std::nullopt, std::nullopt,
+                                                  Optional(ElementsAre(artist)))) << "two editors of one URL";
   // The manager's set still showed the edition while the did-end notification went out.
   EXPECT_THAT(recorder.setsDuringDidEnd()[0].values.at(editor), ElementsAre(artist));
   editor.reset();
   EXPECT_FALSE(watched.expired()) << "an EditionsSet retains its editors";
-}
 
-TEST_F(EditionsManagerTest, NestedSessionsAnnounceOnlyTheOutermostBeginAndEnd) {
-  auto first = editorOf({}, "/photos/a.jpg");
-  auto twin = editorOf({}, "/photos/a.jpg");  // same URL, another editor
-  EventRecorder recorder;
-
-  manager.beginSession();
-  manager.registerEdition(first, artist);
-  manager.beginSession();
-  manager.registerEdition(first, artist);  // the same edition twice: one entry
-  manager.registerEdition(first, make);
-  manager.registerEdition(twin, artist);
-  manager.endSession();
-  EXPECT_THAT(recorder.events(), ElementsAre("will-begin"));
-  manager.endSession();
-
-  EXPECT_THAT(recorder.events(), ElementsAre("will-begin", "did-end"));
-  EXPECT_THAT(recorder.namesOf(first), ElementsAre(Optional(UnorderedElementsAre(artist, make))));
-  EXPECT_THAT(recorder.namesOf(twin), ElementsAre(Optional(ElementsAre(artist)))) << "two editors of one URL";
-}
-
-TEST_F(EditionsManagerTest, UnbalancedEndGoesBelowZeroWithoutNotifications) {
-  EventRecorder recorder;
+  // An unbalanced end goes below zero without notifications.
+  recorder.clear();
   manager.endSession();  // depth -1
   EXPECT_FALSE(manager.isInSession());
   manager.beginSession();  // back to 0: no will-begin
   EXPECT_THAT(recorder.events(), IsEmpty());
-  manager.beginSession();  // 0 -> 1: announced again
-  manager.endSession();
+  manager.session([] {});  // 0 -> 1: announced again
   EXPECT_THAT(recorder.events(), ElementsAre("will-begin", "did-end"));
-}
-
-TEST_F(EditionsManagerTest, EditionsSetIsReadOnlyFromADidEndNotification) {
-  EXPECT_FALSE(EditionsManager::editionsSet({EditionsManager::willBeginSessionNotification, &manager, {}}));
-  // A foreign object under the key is no set either.
-  EXPECT_FALSE(EditionsManager::editionsSet(
-      {EditionsManager::didEndSessionNotification, &manager, {{EditionsManager::editionsSetKey, std::string("x")}}}));
 }
 
 TEST_F(EditionsManagerTest, EditionsSetQueries) {
@@ -115,6 +95,10 @@ TEST_F(EditionsManagerTest, EditionsSetQueries) {
   EXPECT_FALSE(set.hasGPSEditions({thumbnailEditor, emptyEntry, twinOfUntouched}));
   EXPECT_TRUE(set.hasThumbnailEditions({thumbnailEditor}));
   EXPECT_FALSE(set.hasThumbnailEditions({gpsEditor, untouched}));
+  // Only a did-end notification carries a set: not one without it, nor a foreign object under the key.
+  EXPECT_FALSE(EditionsManager::editionsSet({EditionsManager::willBeginSessionNotification, &manager, {}}));
+  EXPECT_FALSE(EditionsManager::editionsSet(
+      {EditionsManager::didEndSessionNotification, &manager, {{EditionsManager::editionsSetKey, std::string("x")}}}));
 }
 
 }  // namespace

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <future>
-#include <mutex>
 
 #include "common/event_log.h"
 #include "common/recording_runner.h"
@@ -25,6 +23,8 @@ namespace fs = std::filesystem;
 using ::testing::Contains;
 using ::testing::Not;
 
+const TagName artist("EXIF", "Artist");
+
 class ImageTasks : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -32,21 +32,15 @@ class ImageTasks : public ::testing::Test {
     TagsResources::shared().reload();
   }
 
-  // Runs a group on a manager of its own and waits for its end; `whileRemoving` runs in the
-  // did-remove handler.
+  // Runs a group on a manager of its own until its blocks have all come back; `whileRemoving`
+  // runs in the did-remove handler.
   static void run(const std::shared_ptr<TasksGroup>& group, const std::function<void()>& whileRemoving = {}) {
     TasksManager manager;
-    std::promise<void> removed;
     testing::Observation removal(TasksManager::didRemoveGroupNotification, &manager, [&](const Notification&) {
       if (whileRemoving) whileRemoving();
-      removed.set_value();
     });
     manager.addToPendingList(group);
-    if (!group->tasks.empty()) {
-      ASSERT_EQ(removed.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
-    }
     manager.waitAllGroups();
-    MainQueue::shared().waitUntilIdle();
   }
 
   static std::string exifTool(const fs::path& file, const std::string& tag) {
@@ -57,15 +51,6 @@ class ImageTasks : public ::testing::Test {
     return text;
   }
 };
-
-using testing::RecordingRunner;
-
-// What the debug log took while `body` ran.
-std::string loggedWhile(const std::function<void()>& body) {
-  testing::DebugLogCapture log;
-  body();
-  return log.text();
-}
 
 // The code of the error a task failed with, when it is an E.
 template <typename E>
@@ -79,32 +64,25 @@ std::optional<typename E::Code> codeOf(const TaskItem& task) {
   return std::nullopt;
 }
 
-TEST_F(ImageTasks, WhatCanBeImported) {
-  EXPECT_TRUE(ImportImageTaskItem::canImportImage("/a/b.JPG"));
-  EXPECT_TRUE(ImportImageTaskItem::canImportImage("/a/folder"));
-  EXPECT_TRUE(ImportImageTaskItem::canImportImage("/a/folder/"));
-  EXPECT_FALSE(ImportImageTaskItem::canImportImage("/a/b.mp3"));
-  EXPECT_FALSE(ImportImageTaskItem::canImportImage("/a/b.mp3/"));  // the last component's extension
+TEST_F(ImageTasks, ImportKeepsOrderAndReportsFailures) {
   EXPECT_FALSE(ImportImageTaskItem::canImportImages({}));
   EXPECT_TRUE(ImportImageTaskItem::canImportImages({"/a/b.mp3", "/a/b.heic"}));
-  ImportImageTasksGenerator unsupported({"/a/b.mp3", "/a/c.txt"}, std::nullopt);
   TasksManager manager;
-  const auto group = unsupported.addGeneratedGroupToPendingList(manager);
-  EXPECT_TRUE(group->tasks.empty());
+  ImportImageTasksGenerator unsupported({"/a/b.mp3", "/a/c.txt"}, std::nullopt);
+  EXPECT_TRUE(unsupported.addGeneratedGroupToPendingList(manager)->tasks.empty());
   EXPECT_FALSE(manager.isRunning());
-}
 
-TEST_F(ImageTasks, ImportKeepsOrderAndReportsFailures) {
   testing::ScratchFolder folder;
   const auto jpeg = testing::copySample("Canon.jpg", folder.path());
   const auto png = testing::copySample("PNG.png", folder.path());
-  // A file without extension is imported as a folder: nothing is read, and its edits would go
-  // to every file under it.
-  const auto plain = folder / "Canon";
-  fs::copy_file(jpeg, plain);
-  ImportImageTasksGenerator generator({jpeg, folder / "gone.jpg", folder / "notes.txt", png, plain}, std::nullopt);
-  auto group = generator.generateGroup();
-  ASSERT_EQ(group->tasks.size(), 4u);  // the text file gets no task
+  // A path without extension, even with a final "/", is imported as a folder: nothing is read,
+  // and its edits would go to every file under it. The extension is the last component's.
+  const auto plain = folder / "Canon/";
+  fs::copy_file(jpeg, folder / "Canon");
+  const std::vector<fs::path> urls{jpeg, folder / "gone.JPG", folder / "notes.txt", folder / "sound.mp3/",
+                                   png, plain};
+  auto group = ImportImageTasksGenerator(urls, std::nullopt).generateGroup();
+  ASSERT_EQ(group->tasks.size(), 4u);  // the text file and the sound get none
   EXPECT_TRUE(hasEditorsImportTasks(*group));
   std::vector<std::shared_ptr<MetadataEditor>> seen;
   run(group, [&] { seen = importedEditors(*group); });
@@ -123,7 +101,7 @@ TEST_F(ImageTasks, ImportKeepsOrderAndReportsFailures) {
 // folder's is refused after the lock was taken, and the lock is released.
 TEST_F(ImageTasks, TheErrorsOfBadInputs) {
   auto plain = testing::editorOf({});
-  plain->setValue("x", TagName("EXIF", "Artist"));
+  plain->setValue("x", artist);
   using Import = ImportImageTaskError::Code;
   using Save = SaveImageEditionsTaskError::Code;
   using ImportTask = ImportImageTaskItem;
@@ -152,7 +130,6 @@ TEST_F(ImageTasks, TheErrorsOfBadInputs) {
   }
   EXPECT_EQ(cases[4].task->errorDescription(), "Editor is missing");
   EXPECT_EQ(lockNotes, 2);  // locked for the attempt, then released
-  EXPECT_FALSE(plain->isLocked());
   EXPECT_TRUE(plain->isEdited());
 }
 
@@ -161,8 +138,8 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   auto edited = testing::readEditor(testing::copySample("Canon.jpg", folder.path()));
   auto untouched = testing::readEditor(testing::copySample("GPS.jpg", folder.path()));
   auto locked = testing::readEditor(testing::copySample("ExifTool.tif", folder.path()));
-  edited->setValue("Saved", TagName("EXIF", "Artist"));
-  locked->setValue("Locked", TagName("EXIF", "Artist"));
+  edited->setValue("Saved", artist);
+  locked->setValue("Locked", artist);
   locked->lockEditor();
   // Each task takes the generator's options.
   const auto planned = SaveImageEditionsTasksGenerator({edited}, true, false, true, false, "%f-x", false).generateTasks();
@@ -178,7 +155,6 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   EXPECT_EQ(group->tasks[0]->status(), TaskStatus::completed) << group->tasks[0]->errorDescription();
   EXPECT_EQ(exifTool(edited->url(), "EXIF:Artist"), "Saved");
   EXPECT_FALSE(edited->isEdited());
-  EXPECT_FALSE(edited->isLocked());
   // The title and subtitle survive the flush.
   EXPECT_EQ(group->tasks[0]->title(), "Saving Canon.jpg");
   EXPECT_EQ(group->tasks[0]->subtitle(), edited->url().string());
@@ -189,66 +165,56 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
 // writer's own lock), whether it was locked.
 class ProbeEditor final : public ETImageMetadataEditor {
  public:
-  ProbeEditor(ReadWriteStorage storage, std::optional<std::string> password)
-      : ETImageMetadataEditor(std::move(storage), std::move(password)) {}
   std::optional<std::string> password() const override {
-    const bool locked = isLocked();
-    {
-      std::lock_guard lock(mutex_);
-      lockedWhenAsked_.push_back(locked);
-    }
+    asked.add(isLocked() ? "locked" : "unlocked");
     return ETImageMetadataEditor::password();
   }
-  std::vector<bool> lockedWhenAsked() const {
-    std::lock_guard lock(mutex_);
-    return lockedWhenAsked_;
-  }
+  mutable testing::EventLog asked;
 
  private:
-  mutable std::mutex mutex_;  // guards lockedWhenAsked_
-  mutable std::vector<bool> lockedWhenAsked_;
+  using ETImageMetadataEditor::ETImageMetadataEditor;
+  friend class MetadataEditor;
 };
 
+// The save task locks the editor from its start by default or when asked; otherwise only the
+// writer does, later, and the task releases no lock: a lock the host holds stays.
 TEST_F(ImageTasks, LockBeforeProcessing) {
   testing::ScratchFolder folder;
   MetadataETReader reader;
   reader.setupDefaultForEditorReading();
   const auto sample = testing::copySample("Canon.jpg", folder.path());
-  for (const std::optional<bool> lockBefore : {std::optional<bool>(), std::optional<bool>(true), std::optional<bool>(false)}) {
-    SCOPED_TRACE(lockBefore ? (*lockBefore ? "true" : "false") : "absent");
+  const struct {
+    const char* name;
+    std::optional<bool> lockBefore;
+    bool heldByHost;
+  } cases[] = {{"by default", {}, false}, {"asked", true, false}, {"not asked", false, false},
+               {"not asked, held by the host", false, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     auto editor = MetadataEditor::create<ProbeEditor>(reader.readReadWriteStorage(sample));
-    editor->setValue("x", TagName("EXIF", "Artist"));
+    editor->setValue(c.name, artist);
+    if (c.heldByHost) editor->lockEditor();
     int lockNotes = 0;
+    testing::Observation lock(MetadataEditor::didChangeLockStateNotification, editor.get(),
+                              [&](const Notification&) { ++lockNotes; });
     auto task = std::make_shared<SaveImageEditionsTaskItem>(
-        SaveImageEditionsTaskInput{.editor = editor, .lockBeforeProcessing = lockBefore});
-    {
-      testing::Observation lock(MetadataEditor::didChangeLockStateNotification, editor.get(),
-                                [&](const Notification&) { ++lockNotes; });
-      task->performFromBackground();
-    }
+        SaveImageEditionsTaskInput{.editor = editor, .lockBeforeProcessing = c.lockBefore});
+    task->performFromBackground();
     EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
-    EXPECT_EQ(exifTool(sample, "EXIF:Artist"), "x");
-    // Locked from the task's start when asked or by default; otherwise only by the writer, later.
-    const auto asked = editor->lockedWhenAsked();
+    EXPECT_EQ(testing::readEditor(sample)->currentValue(artist), c.name);
+    const bool lockedFromStart = c.lockBefore.value_or(true) || c.heldByHost;
+    const auto asked = editor->asked.events();
     ASSERT_FALSE(asked.empty());
-    EXPECT_EQ(asked.front(), lockBefore.value_or(true));
-    if (lockBefore.value_or(true)) {
-      EXPECT_EQ(std::count(asked.begin(), asked.end(), false), 0);
+    EXPECT_EQ(asked.front(), lockedFromStart ? "locked" : "unlocked");
+    if (lockedFromStart) {
+      EXPECT_THAT(asked, Not(Contains("unlocked")));
     }
-    // One lock and one unlock whoever takes it; nothing is left locked.
-    EXPECT_EQ(lockNotes, 2);
+    // One lock and one unlock whoever takes it; nothing but the host's lock is left.
+    EXPECT_EQ(lockNotes, c.heldByHost ? 0 : 2);
+    EXPECT_EQ(editor->isLocked(), c.heldByHost);
+    if (c.heldByHost) editor->unlockEditor();
     EXPECT_FALSE(editor->isLocked());
   }
-  // Without the task's lock, the task releases none: the host's lock stays.
-  auto held = MetadataEditor::create<ProbeEditor>(reader.readReadWriteStorage(sample));
-  held->setValue("y", TagName("EXIF", "Artist"));
-  held->lockEditor();
-  auto task = std::make_shared<SaveImageEditionsTaskItem>(SaveImageEditionsTaskInput{.editor = held, .lockBeforeProcessing = false});
-  task->performFromBackground();
-  EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
-  EXPECT_TRUE(held->isLocked());
-  held->unlockEditor();
-  EXPECT_FALSE(held->isLocked());
 }
 
 TEST_F(ImageTasks, FolderAndFileSaveOptions) {
@@ -264,11 +230,13 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
     editor->setValue("2001:02:03 04:05:06", TagName::exifModifyDate);
     editor->setValue("2001:02:03 04:05:06", TagName::exifCreateDate);
   }
-  RecordingRunner runner;
+  testing::RecordingRunner runner;
   // Both dates asked; the IPTC and correction options left to their defaults.
   auto group = SaveImageEditionsTasksGenerator({album, file}, std::nullopt, std::nullopt, true, true).generateGroup();
   ASSERT_EQ(group->tasks.size(), 2u);
-  const auto text = loggedWhile([&] { run(group); });
+  std::optional<testing::DebugLogCapture> log(std::in_place);
+  run(group);
+  const auto text = log->text();
   for (const auto& task : group->tasks) EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
 
   // The files of the folder, and the file, take the date as file date; the folder itself does not.
@@ -290,13 +258,13 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
     EXPECT_THAT(arguments, Contains("-IPTC:CodedCharacterSet=UTF8"));
     EXPECT_THAT(arguments, Not(Contains("-F")));
   }
-  EXPECT_EQ(exifTool(file->url(), "IPTC:CodedCharacterSet"), "UTF8");
 
   // The other way round, and no creation date asked.
   for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file})
-    editor->setValue("Again", TagName("EXIF", "Artist"));
-  const auto again =
-      loggedWhile([&] { run(SaveImageEditionsTasksGenerator({album, file}, true, false).generateGroup()); });
+    editor->setValue("Again", artist);
+  log.emplace();
+  run(SaveImageEditionsTasksGenerator({album, file}, true, false).generateGroup());
+  const auto again = log->text();
   EXPECT_EQ(testing::occurrences(again, "FileCreateDate cannot be set"), 0u);
   EXPECT_EQ(testing::occurrences(again, "File creation date of"), 0u);
   writes = runner.takeWrites();
