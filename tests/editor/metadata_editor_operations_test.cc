@@ -329,8 +329,9 @@ TEST_F(EditorOperations, ExifCreateAndModifyDates) {
 
 TEST_F(EditorOperations, PresetEntriesOnTags) {
   const auto original = tag("EXIF:DateTimeOriginal"), description = TagName::exifImageDescription;
-  auto editor = editorOf({{"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"}, {"EXIF:CreateDate", "2019:05:06 07:08:09"},
-                          {"IPTC:DateCreated", "20200102"}, {"EXIF:Orientation", "1"}, {"EXIF:Artist", "Me"}});
+  auto editor = editorOf({{"EXIF:DateTimeOriginal", "2021:01:31 23:30:00"}, {"IPTC:DateCreated", "20200102"},
+                          {"EXIF:CreateDate", "2019:05:06 07:08:09"}, {"EXIF:Orientation", "1"},
+                          {"EXIF:Artist", "Me"}});
   // A value entry on a date tag is a date edition; any other text leaves the tag alone.
   apply(*editor, PresetEntry::value("2022:01:01 00:00:00"), original);
   EXPECT_FALSE(editor->isValueEdited(original));
@@ -485,9 +486,10 @@ TEST_F(EditorOperations, GPSGroupsClearAndRestoreInSessions) {
   auto editor = editorOf({{"EXIF:GPSLatitude", "1"}, {"EXIF:GPSLatitudeRef", "N"}, {"EXIF:GPSLongitude", "2"},
                           {"EXIF:GPSLongitudeRef", "E"}, {"EXIF:GPSAltitude", "3"}, {"EXIF:GPSAltitudeRef", "0"},
                           {"EXIF:GPSDateStamp", "2002:07:13"}, {"EXIF:GPSTimeStamp", "14:58:24"}});
-  const std::vector<TagName> eight = {
-      TagName::exifGPSLatitude,    TagName::exifGPSLatitudeRef, TagName::exifGPSLongitude, TagName::exifGPSLongitudeRef,
-      TagName::exifGPSAltitude,    TagName::exifGPSAltitudeRef, TagName::exifGPSDateStamp, TagName::exifGPSTimeStamp};
+  const std::vector<TagName> eight = {TagName::exifGPSLatitude,  TagName::exifGPSLatitudeRef,
+                                      TagName::exifGPSLongitude, TagName::exifGPSLongitudeRef,
+                                      TagName::exifGPSAltitude,  TagName::exifGPSAltitudeRef,
+                                      TagName::exifGPSDateStamp, TagName::exifGPSTimeStamp};
   {
     SessionRecorder recorder;
     eraseEXIFGPSAltitude(*editor);

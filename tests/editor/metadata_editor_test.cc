@@ -459,7 +459,8 @@ TEST_F(MetadataEditorTest, ThumbnailFallsBackOnAPictureOfTheImage) {
 
   // A file that is no image has no picture at all.
   testing::writeFile(scratch / "notes.jpg", "not an image");
-  const auto notes = MetadataEditor::create<ETImageMetadataEditor>(ReadWriteStorage(scratch / "notes.jpg"), std::nullopt);
+  const auto notes =
+      MetadataEditor::create<ETImageMetadataEditor>(ReadWriteStorage(scratch / "notes.jpg"), std::nullopt);
   EXPECT_EQ(thumbnailOf(*notes), Thumbnail(0, "none"));
 }
 
