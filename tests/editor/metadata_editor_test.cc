@@ -3,24 +3,28 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <future>
-#include <thread>
 #include <filesystem>
+#include <future>
 #include <map>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
-#include "common/test_support.h"
 #include "common/editors.h"
 #include "common/event_log.h"
+#include "common/recording_runner.h"
+#include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/storage/metadata_et_reader.h"
+#include "orvelin/storage/metadata_et_writer.h"
 
 namespace orvelin {
 namespace {
@@ -31,6 +35,7 @@ using ::testing::IsEmpty;
 using ::testing::Optional;
 using testing::EventRecorder;
 using testing::copySample;
+using testing::readEditor;
 using testing::ScratchFolder;
 
 const TagName artist("EXIF", "Artist");
@@ -68,7 +73,7 @@ class MetadataEditorTest : public ::testing::Test {
       fs::rename(path, scratch / as);
       path = scratch / as;
     }
-    return testing::readEditor(path);
+    return readEditor(path);
   }
 
   ScratchFolder scratch;
@@ -184,7 +189,7 @@ TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
   EXPECT_FALSE(editor->isValueEdited(model)) << "the original text withdraws the edit";
 }
 
-TEST_F(MetadataEditorTest, ForceValueMakesTheCurrentValuePending) {
+TEST_F(MetadataEditorTest, ForceAndUnsafeSetValueSkipTheChecks) {
   auto editor = jpegEditor();
   EventRecorder recorder(editor);
 
@@ -195,28 +200,24 @@ TEST_F(MetadataEditorTest, ForceValueMakesTheCurrentValuePending) {
   EXPECT_TRUE(editor->isValueEdited(make)) << "pending although equal to the original";
   editor->forceValue(fileSize);  // not editable
   EXPECT_FALSE(editor->isValueEdited(fileSize));
-
   ASSERT_EQ(recorder.sets().size(), 2u);
   EXPECT_THAT(recorder.namesOf(editor)[0], Optional(ElementsAre(artist)));
   EXPECT_THAT(recorder.namesOf(editor)[1], Optional(ElementsAre(make)));
-}
 
-TEST_F(MetadataEditorTest, UnsafeSetValueSkipsEveryCheckButTheLock) {
-  auto editor = jpegEditor();
-  EventRecorder recorder(editor);
+  // unsafeSetValue() skips every check but the lock's.
+  editor->unsafeSetValue(std::nullopt, make);
+  EXPECT_FALSE(editor->isValueEdited(make));
   editor->unsafeSetValue(std::string("Canon"), make);
   EXPECT_TRUE(editor->isValueEdited(make));
   editor->unsafeSetValue(std::nullopt, make);
-  EXPECT_FALSE(editor->isValueEdited(make));
   editor->unsafeSetValue(std::nullopt, make);  // nothing to remove: registered all the same
-  EXPECT_EQ(recorder.sets().size(), 3u);
+  EXPECT_EQ(recorder.sets().size(), 6u);
 }
-
 
 TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   const auto path = copySample("Canon.jpg", scratch.path());
   testing::setFinderTags(path, {"Red", "Blue"});
-  auto file = testing::readEditor(path);
+  auto file = readEditor(path);
   ASSERT_EQ(file->originalFinderTags(), (std::vector<std::string>{"Red", "Blue"}));
 
   EventRecorder recorder(file);
@@ -258,7 +259,7 @@ TEST_F(MetadataEditorTest, NameTypeAndHashComeFromTheURL) {
 // ---------------------------------------------------------------------------------------------
 // The lock
 
-TEST_F(MetadataEditorTest, LocksNestAndNotifyOnlyOnChangesOfState) {
+TEST_F(MetadataEditorTest, LocksNestAndRefuseValueEditsButNotFinderTags) {
   auto editor = jpegEditor();
   EventRecorder recorder(editor);
 
@@ -268,10 +269,25 @@ TEST_F(MetadataEditorTest, LocksNestAndNotifyOnlyOnChangesOfState) {
   editor->unlockEditor();
   EXPECT_TRUE(editor->isLocked());
   EXPECT_THAT(recorder.events(), ElementsAre("locked"));
+
+  editor->setValue(std::string("Ada"), artist);
+  editor->unsafeSetValue(std::string("Ada"), artist);
+  editor->forceValue(make);
+  EXPECT_FALSE(editor->isEdited());
+  EXPECT_THAT(recorder.events(), ElementsAre("locked")) << "refusals register nothing";
+  // Reads go on.
+  EXPECT_THAT(editor->currentValue(make), Optional(std::string("Canon")));
+  EXPECT_TRUE(editor->canEditValue(artist));
+  editor->setFinderTags(std::vector<std::string>{"Red"});
+  EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Red"});
+  EXPECT_THAT(recorder.events(), ElementsAre("locked", "will-begin", "did-end"));
+
   editor->unlockEditor();
   EXPECT_FALSE(editor->isLocked());
-  EXPECT_THAT(recorder.events(), ElementsAre("locked", "unlocked"));
+  EXPECT_THAT(recorder.events(), ElementsAre("locked", "will-begin", "did-end", "unlocked"));
   EXPECT_FALSE(recorder.lockNotesHadUserInfo());
+  editor->setValue(std::string("Ada"), artist);
+  EXPECT_TRUE(editor->isValueEdited(artist));
 
   // An unbalanced unlock goes below zero silently; the next lock only brings it back to 0.
   recorder.clear();
@@ -283,30 +299,6 @@ TEST_F(MetadataEditorTest, LocksNestAndNotifyOnlyOnChangesOfState) {
   EXPECT_TRUE(editor->isLocked());
   editor->unlockEditor();
   EXPECT_THAT(recorder.events(), ElementsAre("locked", "unlocked"));
-}
-
-
-TEST_F(MetadataEditorTest, LockedEditorRefusesValueEditsButNotFinderTags) {
-  auto editor = jpegEditor();
-  editor->lockEditor();
-  EventRecorder recorder(editor);
-
-  editor->setValue(std::string("Ada"), artist);
-  editor->unsafeSetValue(std::string("Ada"), artist);
-  editor->forceValue(make);
-  EXPECT_FALSE(editor->isEdited());
-  EXPECT_THAT(recorder.events(), IsEmpty()) << "refusals register nothing";
-  // Reads go on.
-  EXPECT_THAT(editor->currentValue(make), Optional(std::string("Canon")));
-  EXPECT_TRUE(editor->canEditValue(artist));
-
-  editor->setFinderTags(std::vector<std::string>{"Red"});
-  EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Red"});
-  EXPECT_THAT(recorder.events(), ElementsAre("will-begin", "did-end"));
-
-  editor->unlockEditor();
-  editor->setValue(std::string("Ada"), artist);
-  EXPECT_TRUE(editor->isValueEdited(artist));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -338,18 +330,15 @@ TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
   EXPECT_THAT(recorder.namesOf(editor).back(), Optional(ElementsAre(artist, model, TagName::orvfinderTags)));
   EXPECT_FALSE(editor->isLocked());
   EXPECT_FALSE(editor->isEdited());
-}
 
-TEST_F(MetadataEditorTest, SaveProtocolWithPendingFinderTagsAloneHasAnEmptySession) {
-  auto editor = jpegEditor();
+  // Pending Finder tags alone, and a failed save (no flush): an empty session, the tags pending.
   editor->setFinderTags(std::vector<std::string>{"Red"});
-  EventRecorder recorder(editor);
-  auto storage = editor->storage();
+  recorder.clear();
   editor->prepareInternalSaveChanges(storage);
-  editor->concludeInternalSaveChanges(storage);  // a failed save: no flush
+  editor->concludeInternalSaveChanges(storage);
   EXPECT_THAT(recorder.events(), ElementsAre("locked", "will-begin", "did-end", "unlocked"));
   EXPECT_TRUE(recorder.sets().back().values.empty());
-  EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Red"}) << "still pending after a failure";
+  EXPECT_EQ(editor->writtenFinderTags(), std::vector<std::string>{"Red"});
 }
 
 // Observers may read the editor on the thread that posts: nothing is posted while the editor's
@@ -403,6 +392,164 @@ TEST_F(MetadataEditorTest, FlushOfAnUnlockedEditorWarnsOnTheConsoleAndFlushes) {
   editor->debugPrint();
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), editor->debugDescription());
   EXPECT_EQ(console.text(), "");
+}
+
+// ---------------------------------------------------------------------------------------------
+// The editors of files and folders read through exiftool
+
+// The editor's thumbnail as "WIDTHxHEIGHT" ("none" without one), and how many processes it took.
+using Thumbnail = std::pair<std::size_t, std::string>;
+Thumbnail thumbnailOf(const MetadataEditor& editor) {
+  testing::RecordingRunner runner;
+  const auto image = editor.extractThumbnail();
+  return {runner.commands().size(),
+          image ? std::to_string(image->width()) + "x" + std::to_string(image->height()) : "none"};
+}
+
+// A file is read through exiftool and a folder without a process; each takes the reader's password.
+TEST_F(MetadataEditorTest, ReadersGiveTheirPasswordAndAFolderRunsNoProcess) {
+  auto file = readEditor(copySample("Canon.jpg", scratch.path()), std::string("pass"));
+  EXPECT_THAT(file->originalValue(TagName("EXIF", "Make")), Optional(std::string("Canon")));
+  EXPECT_EQ(file->password(), std::optional<std::string>("pass"));
+  EXPECT_THROW(readEditor(scratch / "missing.jpg"), std::exception);
+
+  testing::RecordingRunner runner;
+  auto folder = readImageFolder(MetadataETReader(std::string("pass")), scratch / "album");
+  EXPECT_EQ(folder->password(), std::optional<std::string>("pass"));
+  EXPECT_EQ(folder->extractThumbnail(), std::nullopt);
+  EXPECT_TRUE(runner.commands().empty());
+}
+
+TEST_F(MetadataEditorTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
+  // GPS.jpg (120 x 80) gets Canon.jpg (8 x 8) as its EXIF thumbnail.
+  const auto path = copySample("GPS.jpg", scratch.path());
+  testing::exifToolInPlace(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
+  auto editor = readEditor(path);
+  ASSERT_THAT(editor->originalValue(TagName::exifThumbnailLength),
+              Optional(std::to_string(fs::file_size(testing::dataDirectory() / "Canon.jpg"))));
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8")) << "exiftool extracts the embedded thumbnail";
+
+  // A pending "0" or empty length skips the embedded one: no process, a picture of the image.
+  for (const std::string pending : {"0", ""}) {
+    editor->unsafeSetValue(pending, TagName::exifThumbnailLength);
+    EXPECT_EQ(thumbnailOf(*editor), Thumbnail(0, "120x80")) << "pending length '" << pending << "'";
+  }
+  editor->unsafeSetValue(std::nullopt, TagName::exifThumbnailLength);
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
+
+  // So does a thumbnail removed through the editor, until the edit is withdrawn.
+  removeThumbnail(*editor);
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(0, "120x80"));
+  restoreThumbnail(*editor);
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
+}
+
+TEST_F(MetadataEditorTest, ThumbnailFallsBackOnAPictureOfTheImage) {
+  // GPS.jpg says its thumbnail is 28 bytes long, but they are no image: exiftool is asked, and
+  // the picture of the main image is the answer.
+  auto broken = readEditor(copySample("GPS.jpg", scratch.path()));
+  ASSERT_THAT(broken->originalValue(TagName::exifThumbnailLength), Optional(std::string("28")));
+  EXPECT_EQ(thumbnailOf(*broken), Thumbnail(1, "120x80"));
+
+  // A pending length on a file without a thumbnail: the file's own length decides.
+  auto without = readEditor(copySample("Canon.jpg", scratch.path()));
+  ASSERT_EQ(without->originalValue(TagName::exifThumbnailLength), std::nullopt);
+  without->unsafeSetValue(std::string("1000"), TagName::exifThumbnailLength);
+  EXPECT_EQ(thumbnailOf(*without), Thumbnail(0, "8x8"));
+
+  // A file that is no image has no picture at all.
+  testing::writeFile(scratch / "notes.jpg", "not an image");
+  const auto notes =
+      MetadataEditor::create<ETImageMetadataEditor>(ReadWriteStorage(scratch / "notes.jpg"), std::nullopt);
+  EXPECT_EQ(thumbnailOf(*notes), Thumbnail(0, "none"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// One editor edited from many threads while another thread saves it (run under the thread
+// sanitizer as well)
+
+TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  // One string tag per editing thread, each editable in a JPEG and written back as sent.
+  const std::vector<TagName> tags{
+      {"EXIF", "Artist"}, {"EXIF", "Copyright"}, {"EXIF", "ImageDescription"}, {"EXIF", "Software"},
+      {"IPTC", "City"},   {"IPTC", "Headline"},  {"IPTC", "ObjectName"},       {"XMP", "Label"},
+  };
+  for (const auto& tag : tags) ASSERT_TRUE(editor->canEditValue(tag)) << tag;
+
+  EventRecorder recorder;
+  // The saver saves four times as the save tasks do, the editor locked around each save.
+  std::atomic<bool> saving{true};
+  std::vector<std::vector<RefusedValue>> refusals;
+  std::vector<std::string> saveErrors;
+  std::thread saver([&] {
+    MetadataETWriter writer;
+    for (int round = 0; round < 4; ++round) {
+      try {
+        refusals.push_back(testing::save(writer, *editor));
+      } catch (const std::exception& error) {
+        saveErrors.push_back(error.what());
+      }
+    }
+    saving = false;
+  });
+
+  // Eight editors of values, each on its own tag; each retries an edit refused by the lock
+  // until it is taken, so that its last value is known.
+  std::vector<std::string> lastValues(tags.size());
+  std::vector<std::thread> editors;
+  for (std::size_t index = 0; index < tags.size(); ++index) {
+    editors.emplace_back([&, index] {
+      const auto& tag = tags[index];
+      for (int edit = 0; saving || edit < 3; ++edit) {
+        const auto value = "thread " + std::to_string(index) + " edit " + std::to_string(edit);
+        // Only this thread edits the tag, and a save keeps current values: an edit was taken
+        // exactly when the value is current now.
+        for (editor->setValue(value, tag); editor->currentValue(tag) != value; editor->setValue(value, tag))
+          std::this_thread::yield();
+        lastValues[index] = value;
+      }
+    });
+  }
+  saver.join();
+  for (auto& thread : editors) thread.join();
+
+  EXPECT_THAT(saveErrors, IsEmpty());
+  EXPECT_THAT(refusals, ::testing::Each(IsEmpty()));
+  EXPECT_EQ(refusals.size(), 4u);
+  // Every session ended, and only the editor's own edits of its own tags were announced.
+  const auto events = recorder.events();
+  EXPECT_EQ(std::count(events.begin(), events.end(), "will-begin"),
+            std::count(events.begin(), events.end(), "did-end"));
+  for (const auto& set : recorder.sets()) {
+    for (const auto& [touched, names] : set.values) {
+      EXPECT_EQ(touched, editor);
+      for (const auto& name : names) EXPECT_NE(std::find(tags.begin(), tags.end(), name), tags.end()) << name;
+    }
+  }
+  EXPECT_FALSE(EditionsManager::shared().isInSession());
+  EXPECT_FALSE(editor->isLocked());
+
+  // Each thread's last edit is either still pending or in the file.
+  auto onDisk = readEditor(path);
+  for (std::size_t index = 0; index < tags.size(); ++index) {
+    const auto& tag = tags[index];
+    if (editor->isValueEdited(tag)) {
+      EXPECT_EQ(editor->writtenValue(tag), lastValues[index]) << tag;
+    } else {
+      EXPECT_EQ(onDisk->originalValue(tag), lastValues[index]) << tag << " is neither saved nor pending";
+      EXPECT_EQ(editor->originalValue(tag), lastValues[index]) << tag;
+    }
+  }
+
+  // And one more save brings them all to the file.
+  MetadataETWriter writer;
+  EXPECT_THAT(testing::save(writer, *editor), IsEmpty());
+  EXPECT_FALSE(editor->isEdited());
+  onDisk = readEditor(path);
+  for (std::size_t index = 0; index < tags.size(); ++index)
+    EXPECT_EQ(onDisk->originalValue(tags[index]), lastValues[index]) << tags[index];
 }
 
 }  // namespace
