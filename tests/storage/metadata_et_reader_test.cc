@@ -7,11 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "common/test_support.h"
+#include "common/recording_runner.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/exiftool/exiftool_cli.h"
-#include "common/recording_runner.h"
-#include "orvelin/support/process_runner.h"
 
 namespace orvelin {
 namespace {
@@ -161,57 +159,6 @@ TEST_F(MetadataETReaderTest, OnlyTheIDFGroupsKeepAValueAlreadyStored) {
     EXPECT_EQ(storage.values.at(TagName("EXIF", "Model")), "New") << group;  // nothing to keep
     EXPECT_EQ(storage.values.at(TagName("EXIF", "Make")), kept ? "Stored" : "Read") << group;
   }
-}
-
-// The values of a few EXIF tags of the sample files as `exiftool -n` prints them, in the
-// catalogue's normal form (reals with eight decimals).
-TEST_F(MetadataETReaderTest, SampleFilesReadAsExifToolPrintsThem) {
-  struct Expected {
-    const char* file;
-    std::map<std::string, std::string> values;  // absent from the map: exiftool prints none
-  };
-  const std::vector<Expected> samples = {
-      {"Canon.jpg",
-       {{"Make", "Canon"}, {"Model", "Canon EOS DIGITAL REBEL"}, {"DateTimeOriginal", "2003:12:04 06:46:52"},
-        {"ISO", "100"}, {"FNumber", "14.00000000"}}},
-      {"GPS.jpg",
-       {{"Make", "FUJIFILM"}, {"Model", "FinePixS1Pro"}, {"DateTimeOriginal", "2002:07:13 15:58:28"},
-        {"ISO", "0"}, {"FNumber", "0.64023438"}}},
-      {"ExifTool.tif", {{"Make", "Canon"}, {"Model", "Canon EOS DIGITAL REBEL"}}},
-      {"Nikon.nef",
-       {{"Make", "NIKON CORPORATION"}, {"Model", "NIKON D70"}, {"DateTimeOriginal", "2004:06:09 16:02:35"},
-        {"ISO", "200"}, {"FNumber", "3.50000000"}}},
-      {"CanonRaw.cr2",
-       {{"Make", "Canon"}, {"Model", "Canon EOS 350D DIGITAL"}, {"DateTimeOriginal", "2005:08:03 18:59:18"},
-        {"ISO", "400"}, {"FNumber", "8.00000000"}}},
-      {"DNG.dng",
-       {{"Make", "Canon"}, {"Model", "Canon EOS 350D DIGITAL"}, {"DateTimeOriginal", "2005:08:03 18:59:18"},
-        {"ISO", "400"}, {"FNumber", "8.00000000"}}},
-  };
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  for (const auto& sample : samples) {
-    SCOPED_TRACE(sample.file);
-    const auto storage = reader.readReadWriteStorage(testing::dataDirectory() / sample.file);
-    EXPECT_TRUE(storage.g1OriginalStreams().contains(TagStream("IFD0")));
-    for (const char* tag : {"Make", "Model", "DateTimeOriginal", "ISO", "FNumber"}) {
-      const auto expected = sample.values.find(tag);
-      const auto value = storage.originalValue(TagName("EXIF", tag));
-      if (expected == sample.values.end())
-        EXPECT_FALSE(value) << tag;
-      else
-        EXPECT_EQ(value.value_or("<none>"), expected->second) << tag;
-    }
-  }
-}
-
-TEST_F(MetadataETReaderTest, AFileExifToolCannotReadFailsWithTheReadersError) {
-  MetadataETReader reader;
-  reader.setupDefaultForEditorReading();
-  EXPECT_THROW(reader.readReadWriteStorage("/nonexistent/file.jpg"), ETMetadataReaderError);
-  // A broken EXIF block still reads: exiftool reports what it can.
-  const auto storage = reader.readReadWriteStorage(testing::dataDirectory() / "invalid_image01551.jpg");
-  EXPECT_TRUE(storage.g0OriginalStreams().contains(TagStream::file));
 }
 
 }  // namespace
