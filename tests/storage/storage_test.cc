@@ -1,3 +1,4 @@
+#include "orvelin/storage/read_only_storage.h"
 #include "orvelin/storage/read_write_storage.h"
 
 #include <gmock/gmock.h>
@@ -11,9 +12,36 @@ namespace orvelin {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::Pair;
 
 const TagName kMake("EXIF", "Make");
 const TagName kArtist("EXIF", "Artist");
+
+TEST(ReadOnlyStorage, KeepsTheReadersOrderAndTheFirstValue) {
+  ReadOnlyStorage storage("/a/b.jpg");
+  storage.store(TagStream::exif, TagStream("IFD0"));
+  storage.store(TagStream::exif, TagStream("ExifIFD"));  // a known family 0 stream adds nothing
+  storage.store(TagStream::file, TagStream("System"));
+  storage.store("Canon", kMake);
+  storage.store("Nikon", kMake);
+  storage.store("", kArtist);
+  storage.store("lost", TagName::iptcKeywords);  // never registered
+
+  EXPECT_THAT(storage.streams(), ElementsAre(TagStream::exif, TagStream::file));
+  EXPECT_THAT(storage.keys(TagStream::exif), ElementsAre(TagKey::make, TagKey::artist));
+  EXPECT_EQ(storage.value(TagKey::make, TagStream::exif), "Canon");
+  EXPECT_TRUE(storage.hasValue(kArtist));  // an empty text is a value
+  EXPECT_FALSE(storage.hasValue(TagName::iptcKeywords));
+  EXPECT_FALSE(storage.containsStream(TagStream::iptc));
+  EXPECT_TRUE(storage.containsStream(TagStream::file));
+  EXPECT_EQ(storage.valuesCount(TagStream::file), 0u);
+  EXPECT_EQ(storage.valuesCount(TagStream::iptc), 0u);
+  EXPECT_EQ(storage.key(1, TagStream::exif), TagKey::artist);
+  EXPECT_EQ(storage.value(0, TagStream::exif), "Canon");
+  EXPECT_EQ(storage.key(7, TagStream::iptc), std::nullopt);
+  EXPECT_THAT(storage.generateValuesArray(), ElementsAre(Pair(kMake, "Canon"), Pair(kArtist, "")));
+  EXPECT_EQ(storage.generateValuesDict().size(), 2u);
+}
 
 ReadWriteStorage fileWithMake() {
   ReadWriteStorage storage("/photos/a.JPG");
