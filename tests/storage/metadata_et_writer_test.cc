@@ -12,8 +12,6 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "common/failing_file_system.h"
 #include "common/recording_runner.h"
 #include "common/instant_clock.h"
@@ -21,12 +19,10 @@
 #include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/editions/editions_manager.h"
-#include "orvelin/editor/editor_image_facts.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/imageservice/image.h"
 #include "orvelin/storage/metadata_et_reader.h"
-#include "orvelin/support/process_runner.h"
 #include "orvelin/support/user_defaults.h"
 #include "orvelin/values/date_time_value_converter.h"
 
@@ -34,9 +30,11 @@ namespace orvelin {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::_;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Optional;
+using ::testing::StartsWith;
 using testing::copySample;
 using testing::FailingFileSystem;
 using testing::finderTagsOf;
@@ -89,19 +87,12 @@ class MetadataETWriterTest : public ::testing::Test {
 
   // Runs exiftool in place on `target` with the JSON text `json`, `options` and the arguments of
   // a save, written out here: what the save must leave.
-  void runByHand(const std::string& json, const fs::path& target, const std::vector<std::string>& options = {}) {
+  void runByHand(const std::string& json, const fs::path& target, std::vector<std::string> options = {}) {
     const auto jsonFile = scratch / "by-hand.json";
     writeFile(jsonFile, json);
-    ProcessRequest request;
-    request.executable = ExifToolCLI::exiftoolExecutableURL();
-    request.arguments = {"-overwrite_original_in_place"};
-    request.arguments.insert(request.arguments.end(), options.begin(), options.end());
-    for (const char* argument : {"-G", "-s", "-n", "-f", "-IPTC:CodedCharacterSet=UTF8"})
-      request.arguments.push_back(argument);
-    request.arguments.push_back("-json=" + jsonFile.string());
-    request.arguments.push_back(target.string());
-    const auto result = ProcessRunner::Default()->run(request);
-    ASSERT_TRUE(result.launched) << result.standardError;
+    for (const char* argument : {"-G", "-s", "-n", "-f", "-IPTC:CodedCharacterSet=UTF8"}) options.push_back(argument);
+    options.push_back("-json=" + jsonFile.string());
+    testing::exifToolInPlace(target, options);
     fs::remove(jsonFile);
   }
 
@@ -481,21 +472,16 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   writer.shouldUpdateImagesFinderTags = true;  // none pending: the file's own stay
   save(writer, *editor);
 
-  ASSERT_EQ(runner.commands().size(), 1u);
-  const auto arguments = runner.commands()[0];
-  ASSERT_EQ(arguments.size(), 15u + ORVGetExtraArguments().size());
-  const auto work = fs::path(arguments.back());
-  const auto output = fs::path(arguments[arguments.size() - 2]);
+  const auto arguments = runner.onlyCommand();
+  ASSERT_EQ(arguments.size(), 15u);
+  EXPECT_THAT(arguments, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-G",
+                                     "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
+                                     StartsWith("-json=" + temporary().string() + "/"), "-o", _, _));
+  const fs::path output = arguments[13];
+  const fs::path work = arguments[14];
   EXPECT_EQ(work.parent_path(), backup());
   EXPECT_EQ(work.extension(), ".jpg");
   EXPECT_EQ(output.parent_path(), backup());
-  const auto json = arguments[arguments.size() - 4];
-  EXPECT_EQ(json.rfind("-json=" + temporary().string() + "/", 0), 0u) << json;
-  const std::vector<std::string> head(arguments.begin(), arguments.begin() + 3);
-  EXPECT_THAT(head, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8"));
-  const std::vector<std::string> tail(arguments.end() - 12, arguments.end() - 4);
-  EXPECT_THAT(tail, ElementsAre("-G", "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG"));
-  EXPECT_EQ(arguments[arguments.size() - 3], "-o");
   EXPECT_THAT(movesOf(fileSystem), ElementsAre(std::make_pair(path, work), std::make_pair(output, path)));
   EXPECT_THAT(filesIn(backup()), IsEmpty());
 
