@@ -109,8 +109,7 @@ struct SaveCase {
   std::string name;
   std::string sample;
   std::vector<std::pair<TagName, std::string>> edits;  // new values
-  // Tags the file has, set to the empty text, with what exiftool leaves of them (absent:
-  // deleted).
+  // Tags the file has, emptied, with what exiftool leaves of them (absent: deleted).
   std::vector<std::pair<TagName, std::optional<std::string>>> clears;
 };
 
