@@ -1,19 +1,45 @@
+#include "orvelin/storage/read_only_storage.h"
 #include "orvelin/storage/read_write_storage.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "common/test_support.h"
 #include "orvelin/catalogue/tags_resources.h"
-#include "orvelin/support/files.h"
 
 namespace orvelin {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::Pair;
 
 const TagName kMake("EXIF", "Make");
 const TagName kArtist("EXIF", "Artist");
+
+TEST(ReadOnlyStorage, KeepsTheReadersOrderAndTheFirstValue) {
+  ReadOnlyStorage storage("/a/b.jpg");
+  storage.store(TagStream::exif, TagStream("IFD0"));
+  storage.store(TagStream::exif, TagStream("ExifIFD"));  // a known family 0 stream adds nothing
+  storage.store(TagStream::file, TagStream("System"));
+  storage.store("Canon", kMake);
+  storage.store("Nikon", kMake);
+  storage.store("", kArtist);
+  storage.store("lost", TagName::iptcKeywords);  // never registered
+
+  EXPECT_THAT(storage.streams(), ElementsAre(TagStream::exif, TagStream::file));
+  EXPECT_THAT(storage.keys(TagStream::exif), ElementsAre(TagKey::make, TagKey::artist));
+  EXPECT_EQ(storage.value(TagKey::make, TagStream::exif), "Canon");
+  EXPECT_TRUE(storage.hasValue(kArtist));  // an empty text is a value
+  EXPECT_FALSE(storage.hasValue(TagName::iptcKeywords));
+  EXPECT_FALSE(storage.containsStream(TagStream::iptc));
+  EXPECT_TRUE(storage.containsStream(TagStream::file));
+  EXPECT_EQ(storage.valuesCount(TagStream::file), 0u);
+  EXPECT_EQ(storage.valuesCount(TagStream::iptc), 0u);
+  EXPECT_EQ(storage.key(1, TagStream::exif), TagKey::artist);
+  EXPECT_EQ(storage.value(0, TagStream::exif), "Canon");
+  EXPECT_EQ(storage.key(7, TagStream::iptc), std::nullopt);
+  EXPECT_THAT(storage.generateValuesArray(), ElementsAre(Pair(kMake, "Canon"), Pair(kArtist, "")));
+  EXPECT_EQ(storage.generateValuesDict().size(), 2u);
+}
 
 ReadWriteStorage fileWithMake() {
   ReadWriteStorage storage("/photos/a.JPG");
@@ -57,36 +83,33 @@ TEST(ReadWriteStorageOverlay, SetValueFollowsTheTable) {
   EXPECT_EQ(ReadWriteStorage("/photos/holiday").fileType(), "");
 }
 
-TEST(ReadWriteStorageOverlay, NamesAreSortedAndMerged) {
+// The names sorted and merged; a flush then folds the edits into the original values.
+TEST(ReadWriteStorageOverlay, NamesMergeAndAFlushFoldsTheEdits) {
+  const TagName createDate("EXIF", "CreateDate");
+  const TagName model("EXIF", "Model");
   auto storage = fileWithMake();
-  storage.store("2020:01:01 00:00:00", TagName("EXIF", "CreateDate"));
+  storage.store("2020:01:01 00:00:00", createDate);
   storage.setValue("Me", kArtist);
-  storage.setValue("Nikon", kMake);
-  EXPECT_THAT(storage.originalValuesTagNames(), ElementsAre(TagName("EXIF", "CreateDate"), kMake));
-  EXPECT_THAT(storage.writtenValuesTagNames(), ElementsAre(kArtist, kMake));
-  EXPECT_THAT(storage.currentValuesTagNames(), ElementsAre(kArtist, TagName("EXIF", "CreateDate"), kMake));
+  storage.setValue("", kMake);
+  storage.forceTagName(model);
+  EXPECT_THAT(storage.originalValuesTagNames(), ElementsAre(createDate, kMake));
+  EXPECT_THAT(storage.writtenValuesTagNames(), ElementsAre(kArtist, kMake, model));
+  EXPECT_THAT(storage.currentValuesTagNames(), ElementsAre(kArtist, createDate, kMake, model));
   EXPECT_THAT(storage.g0OriginalStreams(), ElementsAre(TagStream::exif));
   EXPECT_THAT(storage.g1OriginalStreams(), ElementsAre(TagStream("IFD0")));
-}
+  EXPECT_FALSE(storage.hasValue(model));
 
-TEST(ReadWriteStorageOverlay, FlushFoldsEditsIntoTheOriginals) {
-  auto storage = fileWithMake();
-  storage.setValue("", kMake);
-  storage.setValue("Me", kArtist);
-  storage.forceTagName(TagName("EXIF", "Model"));
-  EXPECT_FALSE(storage.hasValue(TagName("EXIF", "Model")));
   storage.flushNewToOriginalValues();
   EXPECT_FALSE(storage.hasWrittenValues());
   EXPECT_EQ(storage.originalValue(kMake), "");  // a cleared tag keeps an empty original
-  EXPECT_THAT(storage.originalValuesTagNames(), ElementsAre(kArtist, kMake, TagName("EXIF", "Model")));
+  EXPECT_THAT(storage.originalValuesTagNames(), ElementsAre(kArtist, createDate, kMake, model));
   EXPECT_TRUE(storage.hasValue(kArtist));
-
-  storage.store(std::string("x"), TagName("EXIF", "Model"));  // last writer wins for readers
-  storage.store(std::string("y"), TagName("EXIF", "Model"));
-  EXPECT_EQ(storage.originalValue(TagName("EXIF", "Model")), "y");
+  storage.store(std::string("x"), model);  // last writer wins for readers
+  storage.store(std::string("y"), model);
+  EXPECT_EQ(storage.originalValue(model), "y");
 }
 
-TEST(ReadWriteStorageFinderTags, PendingAndFlushed) {
+TEST(ReadWriteStorageFinderTags, PendingFlushedAndUnreadable) {
   ReadWriteStorage storage("/a/b.jpg");
   EXPECT_TRUE(storage.canEditFinderTags());
   storage.setFinderTags(std::vector<std::string>{"Red", "Trip"});
@@ -96,24 +119,11 @@ TEST(ReadWriteStorageFinderTags, PendingAndFlushed) {
   storage.flushNewToOriginalValues();
   EXPECT_THAT(storage.originalFinderTags(), ElementsAre("Red", "Trip"));
   EXPECT_FALSE(storage.writtenFinderTags());
-  storage.flushNewToOriginalValues();  // none pending: the tags stay
-  EXPECT_THAT(storage.originalFinderTags(), ElementsAre("Red", "Trip"));
   storage.setFinderTags(std::vector<std::string>{});
   storage.flushNewToOriginalValues();
   EXPECT_TRUE(storage.originalFinderTags().empty());
-}
 
-TEST(ReadWriteStorageFinderTags, ReadFromTheFileAttribute) {
-  testing::ScratchFolder folder;
-  const auto file = folder / "tagged.jpg";
-  testing::writeFile(file, "x");
-  std::error_code error;
-  writeFinderTags(file, {"Blue", "Été"}, error);
-  if (error) GTEST_SKIP() << "no user attributes on " << folder.path() << ": " << error.message();
-  ReadWriteStorage storage(file);
-  storage.readFinderTags();
-  EXPECT_THAT(storage.originalFinderTags(), ElementsAre("Blue", "Été"));
-  ReadWriteStorage missing(folder / "missing.jpg");
+  ReadWriteStorage missing("/nonexistent/missing.jpg");
   EXPECT_THROW(missing.readFinderTags(), std::filesystem::filesystem_error);
   EXPECT_TRUE(missing.originalFinderTags().empty());
 }
