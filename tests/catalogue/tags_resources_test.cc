@@ -24,17 +24,10 @@ using ::testing::ElementsAre;
 
 nlohmann::json record(std::int64_t index, const std::string& stream, const std::string& key, const std::string& type,
                       bool writable = true) {
-  return {{"index", index},
-          {"stream", stream},
-          {"key", key},
-          {"type", type},
-          {"values", nlohmann::json::array()},
-          {"count", 0},
-          {"isWritable", writable},
-          {"isFlatten", false},
-          {"isList", false},
-          {"isBinary", false},
-          {"isUnsafe", false}};
+  auto json = nlohmann::json::parse(
+      R"({"values":[],"count":0,"isFlatten":false,"isList":false,"isBinary":false,"isUnsafe":false})");
+  json.update({{"index", index}, {"stream", stream}, {"key", key}, {"type", type}, {"isWritable", writable}});
+  return json;
 }
 
 // A catalogue folder made by the test.

@@ -19,60 +19,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-const char* const kListing = R"(<?xml version='1.0' encoding='UTF-8'?>
-<taginfo>
-<table name='Exif::Main' g0='EXIF' g1='IFD0' g2='Image'>
- <tag id='274' name='Orientation' type='int16u' writable='true' flags='Unsafe'>
-  <desc lang='en'>Orientation</desc>
-  <desc lang='de'>Ausrichtung</desc>
-  <desc lang='sk'>Orientácia</desc>
-  <values>
-   <key id='1'>
-    <val lang='en'>Horizontal "normal"</val>
-    <val lang='fr'>Horizontale</val>
-   </key>
-   <key id='3'>
-    <val lang='en'>Rotate 180</val>
-   </key>
-  </values>
- </tag>
- <tag id='1' name='Secret' type='string' writable='false'>
-  <desc lang='en'>Secret</desc>
-  <desc lang='de'> </desc>
-  <values>
-   <key id='"'>
-    <val lang='en'>Double quotes</val>
-    <val lang='de'>Doppelte "Anführungszeichen"</val>
-   </key>
-   <key id='\x03\x00'>
-    <val lang='en'>Backslashes \ and "quotes"</val>
-   </key>
-   <key id='z'>
-    <val lang='en'>After the quoted keys</val>
-    <val lang='de'>Nach den Schlüsseln</val>
-   </key>
-  </values>
- </tag>
- <tag id='2' name='Profile' type='?' count='x' writable='true' flags='Binary,List'>
-  <desc lang='en'>Line one
-line two</desc>
- </tag>
-</table>
-<table name='Exif::Other' g0='EXIF'>
- <tag id='274' name='Orientation' type='string' writable='false'>
-  <desc lang='en'>Second orientation</desc>
- </tag>
- <tag id='9' name='Versions' type='int8u' count='4' writable='true' flags='Flattened'>
-  <desc lang='en'>Versions</desc>
- </tag>
- <tag id='10' type='string' writable='true'/>
- <tag id='11' name='Levels' type='int16s' count='4' writable='true'/>
- <tag id='12' name='Ratio' type='float' writable='true'/>
- <tag id='13' name='Label' type='utf8' writable='true'/>
- <tag id='14' name='Shape' type='Rect' writable='false'/>
-</table>
-</taginfo>
-)";
+// A listing in the form of `exiftool -listx`, with the cases the parser must get right.
+const std::string kListing = testing::readFile(testing::dataDirectory() / "taginfo.xml");
 
 std::shared_ptr<TagsResourcesWriter> writerWithoutOverrides(const std::filesystem::path& folder) {
   auto writer = TagsResourcesWriter::make(folder);
@@ -202,19 +150,26 @@ class RecordingDelegate : public TagsResourcesWriterDelegate {
   std::vector<TagStream> completedStreams;
 };
 
+// Runs `writer` with a recording delegate told on `delegation`, and waits for its finish.
+std::shared_ptr<RecordingDelegate> run(TagsResourcesWriter& writer, OperationQueue& delegation) {
+  auto delegate = std::make_shared<RecordingDelegate>();
+  writer.delegate = delegate;
+  writer.delegationQueue = &delegation;
+  writer.writeResources();
+  writer.writeResources();  // ignored while writing
+  writer.waitResourcesGeneration();
+  EXPECT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_EQ(delegate->finalProgress, 1.0);  // the counters are cleared at the end
+  EXPECT_FALSE(writer.isWriting());
+  return delegate;
+}
+
 TEST(TagsResourcesWriterRun, NoStreamsWritesAnEmptyList) {
   testing::ScratchFolder folder;
   OperationQueue delegation(1);
-  auto writer = writerWithoutOverrides(folder.path());
-  auto delegate = std::make_shared<RecordingDelegate>();
-  writer->delegate = delegate;
-  writer->delegationQueue = &delegation;
-  writer->writeResources();
-  writer->waitResourcesGeneration();
-  ASSERT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  const auto delegate = run(*writerWithoutOverrides(folder.path()), delegation);
   // The will-start call runs on the delegation queue, possibly after this short run ended and
   // its units were reset: the total it reads is not checked here, only the one step it made.
-  EXPECT_EQ(delegate->finalProgress, 1.0);
   EXPECT_THAT(delegate->events(), ElementsAre("will", "progress", "finish"));
   EXPECT_EQ(nlohmann::json::parse(testing::readFile(folder / "Tags/streams.json")), nlohmann::json::array());
 }
@@ -223,20 +178,11 @@ TEST(TagsResourcesWriterRun, GeneratesStreamsFromExifToolAndCountsEachOne) {
   testing::ScratchFolder folder;
   OperationQueue delegation(1);
   auto writer = TagsResourcesWriter::make(folder.path());
-  auto delegate = std::make_shared<RecordingDelegate>();
-  writer->delegate = delegate;
-  writer->delegationQueue = &delegation;
   writer->streams = {TagStream::gps, TagStream("NoSuchGroup")};
-  writer->writeResources();
-  EXPECT_TRUE(writer->isWriting());
-  writer->writeResources();  // ignored while writing
-  writer->waitResourcesGeneration();
-  ASSERT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  const auto delegate = run(*writer, delegation);
   // One unit for the stream list and one per stream, each with its progress callback.
   EXPECT_EQ(delegate->total, 3);
   EXPECT_THAT(delegate->events(), ElementsAre("will", "progress", "progress", "progress", "finish"));
-  EXPECT_EQ(delegate->finalProgress, 1.0);  // the counters are cleared at the end
-  EXPECT_FALSE(writer->isWriting());
   EXPECT_THAT(delegate->completedStreams, ::testing::UnorderedElementsAre(TagStream::gps, TagStream("NoSuchGroup")));
 }
 

@@ -44,32 +44,15 @@ TEST(TagType, ConvertersTakeWhatTheTypeHolds) {
       {TagType::undef, "x", std::nullopt},  {TagType::dateTime, "2024:01:31", "2024:01:31 00:00:00"},
       {TagType::partialDate, "2024:01:31 10:11:12", "2024:01:31"},
       {TagType::partialTime, "2024:01:31 10:11:12", "10:11:12"},
+      // The all-digit formats write their digits; six digits alone are a time.
+      {TagType::digitsDate, "2024:01:31", "20240131"},  {TagType::digitsTime, "10:11:12", "101112"},
+      {TagType::digitsTime, "101112", "101112"},        {TagType::partialDate, "20240131", "2024:01:31"},
   };
   for (const auto& c : cases) {
     const TagType type = c.type;
     EXPECT_EQ(type.converter()->stringValueFromStringValue(c.text), c.expected) << type.rawValue() << " " << c.text;
     EXPECT_EQ(type.converter(), type.converter()) << "one converter per type";
   }
-}
-
-TEST(TagType, AllDigitFormatsWriteTheirDigitsAndSixDigitsAreATime) {
-  EXPECT_EQ(TagType(TagType::digitsDate).converter()->stringValueFromStringValue("2024:01:31"), "20240131");
-  EXPECT_EQ(TagType(TagType::digitsTime).converter()->stringValueFromStringValue("10:11:12"), "101112");
-  EXPECT_EQ(TagType(TagType::digitsTime).converter()->stringValueFromStringValue("101112"), "101112");
-  EXPECT_EQ(TagType(TagType::partialDate).converter()->stringValueFromStringValue("20240131"), "2024:01:31");
-}
-
-TEST(TagAccess, RawValuesAndRights) {
-  EXPECT_EQ(TagAccess::fromRawValue("RWC"), TagAccess::rwc);
-  EXPECT_EQ(TagAccess::fromRawValue("rw"), std::nullopt);
-  EXPECT_TRUE(TagAccess(TagAccess::rwc).canBeEdited());
-  EXPECT_TRUE(TagAccess(TagAccess::rw).canBeEdited());
-  EXPECT_FALSE(TagAccess(TagAccess::r).canBeEdited());
-  EXPECT_TRUE(TagAccess(TagAccess::r).canBeRead());
-  EXPECT_FALSE(TagAccess(TagAccess::n).canBeRead());
-  const auto table = TagAccess::decodeAccessTable(nlohmann::json::parse(R"({"JPEG":{"EXIF":"RWC","File":"R"}})"));
-  EXPECT_EQ(table.at("JPEG").at("File"), TagAccess::r);
-  EXPECT_TRUE(TagAccess::decodeAccessTable(nlohmann::json::object()).empty());
 }
 
 TEST(TagAccess, DecodingFailsAsAWhole) {
