@@ -182,15 +182,11 @@ TEST(TagsResources, StreamsReadOnFirstUseFromAnyThread) {
   EXPECT_EQ(catalogue->stream(TagStream("Unknown")), nullptr);
 }
 
-// The catalogue generated from the system's exiftool by the build.
-class GeneratedCatalogue : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { TagsResources::shared().reload(); }
-  static std::shared_ptr<const TagItem> tag(const char* name) { return TagsResources::shared().tagForRawName(name); }
-};
+// A tag of the catalogue that the build generated from the system's exiftool.
+std::shared_ptr<const TagItem> tag(const char* name) { return TagsResources::shared().tagForRawName(name); }
 
 // The build generates the streams that exiftool names (TagsResourcesWriter::streamsKnownToExifTool()).
-TEST_F(GeneratedCatalogue, HoldsEveryStreamThatAReadFilesAndReadsUntypedTagsReadOnly) {
+TEST(GeneratedCatalogue, HoldsEveryStreamThatAReadFilesAndReadsUntypedTagsReadOnly) {
   const auto catalogue = TagsResources::shared().catalogue();
   const auto& streams = catalogue->streams();
   // Every group of family 0 but the maker notes, which a read files by maker: the makers'
@@ -226,7 +222,7 @@ TEST_F(GeneratedCatalogue, HoldsEveryStreamThatAReadFilesAndReadsUntypedTagsRead
   EXPECT_EQ(sharpness->type, TagType::integer);
 }
 
-TEST_F(GeneratedCatalogue, NamesAndValuesReadWholeInEveryLanguage) {
+TEST(GeneratedCatalogue, NamesAndValuesReadWholeInEveryLanguage) {
   // File.strings has keys with a double quote ("File:Quoting:\"") and a backslash; every entry
   // after them must be there, in each language.
   for (const auto& [language, yResolution] : {
@@ -255,7 +251,7 @@ TEST_F(GeneratedCatalogue, NamesAndValuesReadWholeInEveryLanguage) {
   EXPECT_EQ(source->localizedValues()[*source->indexOf("1")], "Film-Scanner");
 }
 
-TEST_F(GeneratedCatalogue, ParseNVConvertsByTheTagsConverter) {
+TEST(GeneratedCatalogue, ParseNVConvertsByTheTagsConverter) {
   const auto parsed = TagsUtil::parseNV("EXIF:ISO", Value(std::int64_t{400}));
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->first, TagName("EXIF", "ISO"));

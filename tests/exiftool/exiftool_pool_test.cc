@@ -25,7 +25,6 @@ using testing::RecordingRunner;
 
 class Pool : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() { TagsResources::shared().reload(); }
   void SetUp() override { ORVSetPersistentExifTool(true); }
   void TearDown() override {
     ORVSetPersistentExifTool(false);

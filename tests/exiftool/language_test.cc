@@ -31,46 +31,39 @@ TEST(Language, OrderDoesNotChangeWithTheUsersLanguage) {
   for (const Language language : Language::all()) EXPECT_EQ(languages.count(language), 1u) << language.rawValue();
 }
 
-// Sets LC_ALL, LC_MESSAGES and LANG (absent: unset) for one test, and makes the localisation
-// read them again each time.
-class LocaleEnvironmentScope {
- public:
-  void set(std::optional<std::string> all, std::optional<std::string> messages, std::optional<std::string> lang) {
-    environment_.set("LC_ALL", all);
-    environment_.set("LC_MESSAGES", messages);
-    environment_.set("LANG", lang);
-    ORVResetLocalizationCache();
-  }
-
- private:
-  struct ResetCache {
-    ~ResetCache() { ORVResetLocalizationCache(); }
-  } reset_;  // after the variables are restored
-  testing::EnvironmentScope environment_;
-};
-
 TEST(Language, LocalStandsForTheLanguageOfTheProcessLocale) {
   UserLanguageScope scope;
-  LocaleEnvironmentScope locale;
+  struct ResetCache {
+    ~ResetCache() { ORVResetLocalizationCache(); }
+  } reset;  // after the variables are restored
+  testing::EnvironmentScope environment;
+  // Sets LC_ALL, LC_MESSAGES and LANG (absent: unset), and makes the localisation read them again.
+  const auto locale = [&](std::optional<std::string> all, std::optional<std::string> messages,
+                          std::optional<std::string> lang) {
+    environment.set("LC_ALL", all);
+    environment.set("LC_MESSAGES", messages);
+    environment.set("LANG", lang);
+    ORVResetLocalizationCache();
+  };
   Language::setUserLanguage(Language::local);
   const auto local = [] { return Language(Language::local).equivalentLanguage(); };
 
-  locale.set(std::nullopt, std::nullopt, std::nullopt);
+  locale(std::nullopt, std::nullopt, std::nullopt);
   EXPECT_EQ(local(), Language::english);  // no locale at all
   EXPECT_EQ(Language(Language::local).name(), "English");
-  locale.set("C", std::nullopt, "fr_FR.UTF-8");
+  locale("C", std::nullopt, "fr_FR.UTF-8");
   EXPECT_EQ(local(), Language::english);  // LC_ALL comes first, and C is no language
-  locale.set(std::nullopt, "fr_FR.UTF-8", "de_DE.UTF-8");
+  locale(std::nullopt, "fr_FR.UTF-8", "de_DE.UTF-8");
   EXPECT_EQ(local(), Language::french);
   EXPECT_EQ(Language(Language::local).name(), "Français");
-  locale.set(std::nullopt, std::nullopt, "de_DE.UTF-8@euro");
+  locale(std::nullopt, std::nullopt, "de_DE.UTF-8@euro");
   EXPECT_EQ(local(), Language::german);
-  locale.set("zh_TW.UTF-8", std::nullopt, std::nullopt);
+  locale("zh_TW.UTF-8", std::nullopt, std::nullopt);
   EXPECT_EQ(local(), Language::chineseTW);
-  locale.set("pt_BR.UTF-8", std::nullopt, std::nullopt);
+  locale("pt_BR.UTF-8", std::nullopt, std::nullopt);
   EXPECT_EQ(local(), Language::english);  // no localisation for it
   // A chosen language does not depend on the locale.
-  locale.set("fr_FR.UTF-8", std::nullopt, std::nullopt);
+  locale("fr_FR.UTF-8", std::nullopt, std::nullopt);
   EXPECT_EQ(Language(Language::swedish).equivalentLanguage(), Language::swedish);
   Language::setUserLanguage(Language::german);
   EXPECT_EQ(local(), Language::german);

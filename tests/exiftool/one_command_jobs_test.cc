@@ -39,7 +39,6 @@ std::string sizeOf(const std::optional<Image>& image) {
 
 class OneCommandJobs : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() { TagsResources::shared().reload(); }
 
   fs::path sample(const std::string& name) { return testing::copySample(name, files_.path()); }
   const fs::path& folder() const { return files_.path(); }
