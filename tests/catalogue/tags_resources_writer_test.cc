@@ -12,12 +12,15 @@
 #include "common/failing_file_system.h"
 #include "common/test_support.h"
 #include "orvelin/support/strings_table.h"
+#include "tools/tool_support.h"
 
 namespace orvelin {
 namespace {
 
+namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 // A listing in the form of `exiftool -listx`, with the cases the parser must get right.
 const std::string kListing = testing::readFile(testing::dataDirectory() / "taginfo.xml");
@@ -89,11 +92,7 @@ TEST(TagsResourcesWriterParse, OverridesAndTheICCRule) {
 
   const auto icc = writerWithoutOverrides(folder.path())->parse(kListing, TagStream::icc);
   EXPECT_EQ(icc->records[2].type, "string");
-}
-
-TEST(TagsResourcesWriterParse, BrokenXMLIsNoResult) {
-  testing::ScratchFolder folder;
-  EXPECT_FALSE(writerWithoutOverrides(folder.path())->parse("<taginfo><table>", TagStream::exif));
+  EXPECT_FALSE(writerWithoutOverrides(folder.path())->parse("<taginfo><table>", TagStream::exif));  // broken XML
 }
 
 TEST(TagsResourcesWriterExport, StringsFilesHoldTheEnglishKeysInEveryLanguageAndReadBackExactly) {
@@ -164,19 +163,16 @@ std::shared_ptr<RecordingDelegate> run(TagsResourcesWriter& writer, OperationQue
   return delegate;
 }
 
-TEST(TagsResourcesWriterRun, NoStreamsWritesAnEmptyList) {
-  testing::ScratchFolder folder;
+TEST(TagsResourcesWriterRun, GeneratesStreamsFromExifToolAndCountsEachOne) {
+  testing::ScratchFolder empty;
   OperationQueue delegation(1);
-  const auto delegate = run(*writerWithoutOverrides(folder.path()), delegation);
+  const auto none = run(*writerWithoutOverrides(empty.path()), delegation);
   // The will-start call runs on the delegation queue, possibly after this short run ended and
   // its units were reset: the total it reads is not checked here, only the one step it made.
-  EXPECT_THAT(delegate->events(), ElementsAre("will", "progress", "finish"));
-  EXPECT_EQ(nlohmann::json::parse(testing::readFile(folder / "Tags/streams.json")), nlohmann::json::array());
-}
+  EXPECT_THAT(none->events(), ElementsAre("will", "progress", "finish"));
+  EXPECT_EQ(nlohmann::json::parse(testing::readFile(empty / "Tags/streams.json")), nlohmann::json::array());
 
-TEST(TagsResourcesWriterRun, GeneratesStreamsFromExifToolAndCountsEachOne) {
   testing::ScratchFolder folder;
-  OperationQueue delegation(1);
   auto writer = TagsResourcesWriter::make(folder.path());
   writer->streams = {TagStream::gps, TagStream("NoSuchGroup")};
   const auto delegate = run(*writer, delegation);
@@ -230,6 +226,48 @@ TEST(TagsResourcesWriter, ReplacingTheCatalogueSwapsBothFoldersOrNeither) {
       EXPECT_EQ(testing::readFile(scratch / "fresh" / catalogue / "owner"), "fresh") << catalogue;
     }
   }
+}
+
+// `orvelin catalogue generate`: the tool that builds the catalogue of this build.
+TEST(CatalogueGenerateCommand, NamesEachStreamAndReplacesTheFormerCatalogue) {
+  testing::ScratchFolder scratch;
+  const auto directory = scratch / "resources";
+  // A former catalogue with a stream that is no longer generated.
+  fs::create_directories(directory / "Tags");
+  fs::create_directories(directory / "Localized tags/English.lproj");
+  testing::writeFile(directory / "Tags/Gone.tags", "[]");
+  testing::writeFile(directory / "Localized tags/English.lproj/Gone.strings", "");
+  testing::writeFile(directory / "Other resource.json", "{}");
+
+  const auto run = testing::runTool({"catalogue", "generate", directory.string(), "--stream", "GPS", "--stream", "IPTC"},
+                                    scratch.path());
+  EXPECT_EQ(run.status, 0) << run.errors;
+  for (const char* line : {"catalogue: GPS (", "catalogue: IPTC (", "catalogue: 2 streams"})
+    EXPECT_THAT(run.errors, HasSubstr(line));
+  // Only the catalogue's folders are replaced.
+  for (const char* kept : {"Tags/GPS.tags", "Localized tags/Deutsch.lproj/IPTC.strings", "Other resource.json"})
+    EXPECT_TRUE(fs::exists(directory / kept)) << kept;
+  for (const char* gone : {"Tags/Gone.tags", "Localized tags/English.lproj/Gone.strings"})
+    EXPECT_FALSE(fs::exists(directory / gone)) << gone;
+  for (const auto& entry : fs::directory_iterator(directory))
+    EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr(".catalogue-"))) << "the fresh folder is gone";
+}
+
+TEST(CatalogueGenerateCommand, AStreamThatWasNotWrittenFailsTheRunAndKeepsTheFormerCatalogue) {
+  testing::ScratchFolder scratch;
+  const auto directory = scratch / "resources";
+  fs::create_directories(directory / "Tags");
+  testing::writeFile(directory / "Tags/streams.json", "[\"Former\"]");
+  // A name too long for a file name: exiftool answers, but its files cannot be made.
+  const std::string tooLong(300, 'X');
+
+  const auto run = testing::runTool({"catalogue", "generate", directory.string(), "--stream", "GPS", "--stream", tooLong},
+                                    scratch.path());
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.errors, HasSubstr(directory.string() + ": Tags/" + tooLong + ".tags was not written\n"));
+  EXPECT_THAT(run.errors, Not(HasSubstr(": Tags/GPS.tags was not written")));
+  EXPECT_EQ(testing::readFile(directory / "Tags/streams.json"), "[\"Former\"]");
+  EXPECT_FALSE(fs::exists(directory / "Tags/GPS.tags"));
 }
 
 }  // namespace

@@ -1,23 +1,36 @@
 #include "orvelin/exiftool/exiftool_cli.h"
 
 #include <fcntl.h>
+#include <signal.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdlib>
+#include <set>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "common/editors.h"
+#include "common/event_log.h"
 #include "common/recording_runner.h"
 #include "common/test_support.h"
 #include "common/user_language.h"
+#include "exiftool/exiftool_pool.h"
+#include "orvelin/support/localization.h"
+#include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/process_runner.h"
+#include "orvelin/support/user_defaults.h"
 
 namespace orvelin {
 namespace {
 
+namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using testing::RecordingRunner;
+using testing::UserLanguageScope;
 
 // Records the requests and answers `result` instead of starting a process.
 ProcessResult canned(std::string output = "", std::string error = "") {
@@ -26,7 +39,7 @@ ProcessResult canned(std::string output = "", std::string error = "") {
 
 TEST(ExifToolCLIArguments, EveryOptionInItsPlace) {
   testing::ExtraArgumentsScope extra({"-api", "LargeFileSupport=1"});
-  testing::RecordingRunner runner(canned());
+  RecordingRunner runner(canned());
   ExifToolCLI cli(Language::french);
   cli.enableShortTags = true;
   cli.enableRawValues = true;
@@ -47,8 +60,6 @@ TEST(ExifToolCLIArguments, EveryOptionInItsPlace) {
                           "-overwrite_original_in_place", "-c", "%.6f", "-r", "-ext", "jpg", "x"));
 }
 
-using testing::UserLanguageScope;
-
 // The local language is the user's, in exiftool's code for it (zh-cn, not zh-Hans), and exiftool
 // prints in it.
 TEST(ExifToolCLIArguments, LocalLanguageFollowsTheUsersLanguage) {
@@ -66,7 +77,7 @@ TEST(ExifToolCLIArguments, TheCommandGoesToTheDebugLogWithoutThePassword) {
   testing::DebugLogCapture log;
   ExifToolCLI cli;
   cli.password = "s3cret";
-  testing::RecordingRunner runner(canned());
+  RecordingRunner runner(canned());
   cli.run({"-ver"});
   const auto text = log.text();
   EXPECT_THAT(text, HasSubstr("COMMAND: exiftool " + ExifToolCLI::exiftoolExecutableURL().string() +
@@ -75,7 +86,7 @@ TEST(ExifToolCLIArguments, TheCommandGoesToTheDebugLogWithoutThePassword) {
 }
 
 TEST(ExifToolCLIOutput, InvalidUTF8IsReadAsMacRoman) {
-  testing::RecordingRunner runner(canned("Caf\x8E \xA5", "ok"));  // "Café •" in Mac OS Roman
+  RecordingRunner runner(canned("Caf\x8E \xA5", "ok"));  // "Café •" in Mac OS Roman
   ExifToolCLI cli;
   cli.run({});
   EXPECT_EQ(cli.buildStdOutString(), "Café •");
@@ -93,7 +104,7 @@ TEST(ExifToolCLIOutput, AMissingOrUnusableLauncherGivesEmptyOutputAndAClearError
       {EACCES, "exiftool launcher at " + launcher + " cannot be run (Permission denied)"},
   };
   for (const auto& c : cases) {
-    testing::RecordingRunner runner(ProcessResult{false, -1, "partial", "Permission denied", c.launchError});
+    RecordingRunner runner(ProcessResult{false, -1, "partial", "Permission denied", c.launchError});
     ExifToolCLI cli;
     cli.run({"-ver"});
     EXPECT_EQ(cli.stdOutData(), "");
@@ -133,19 +144,199 @@ TEST(ExifToolCLIRun, FileDatesInTheProcesssTimeZone) {
   EXPECT_EQ(cli.buildStdOutString(), "2020:09:13 21:26:40+09:00\n");
 }
 
+// The persistent transport gives what a spawned exiftool gives, survives the loss of a process,
+// and keeps no option of one command for the next.
+class Pool : public ::testing::Test {
+ protected:
+  void SetUp() override { ORVSetPersistentExifTool(true); }
+  void TearDown() override {
+    ORVSetPersistentExifTool(false);
+    ORVSetPersistentExifToolTimeLimit(std::chrono::minutes(5));
+  }
+};
+
+std::string describe(const ProcessResult& result) {
+  return "status " + std::to_string(result.exitStatus) + "\nout: " + result.standardOutput.substr(0, 300) +
+         "\nerr: " + result.standardError;
+}
+
+TEST_F(Pool, EveryCommandGivesWhatASpawnedExifToolGives) {
+  testing::ScratchFolder scratch;
+  const auto canon = testing::copySample("Canon.jpg", scratch.path());
+  const auto withArtist = (scratch / "artist.jpg").string();
+  ExifToolCLI().run({"-EXIF:Artist=Me", "-o", withArtist, canon.string()});
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(testing::dataDirectory())) files.push_back(entry.path());
+  // More samples, such as the project's whole corpus, when ORVELIN_CORPUS names their folder.
+  if (const char* corpus = std::getenv("ORVELIN_CORPUS"))
+    for (const auto& entry : fs::recursive_directory_iterator(corpus))
+      if (entry.is_regular_file() && entry.path().extension() != ".md") files.push_back(entry.path());
+  std::sort(files.begin(), files.end());
+
+  // The commands as the library builds them for a spawned process.
+  RecordingRunner keeping;
+  ORVSetPersistentExifTool(false);
+  MetadataETReader reader;
+  reader.setupDefaultForEditorReading();
+  for (const auto& file : files) {
+    try {
+      reader.readReadWriteStorage(file);
+    } catch (const std::exception&) {
+      // a file exiftool cannot read still makes its command
+    }
+    ExifToolCLI().run({"-b", "-EXIF:ThumbnailImage", file.string()});
+  }
+  // A plug-in loaded by one command stays loaded in its process: it must not serve the next.
+  ExifToolCLI().run({"-use", "MWG", "-o", (scratch / "%f-out.%e").string(), "-EXIF:Artist=A = $b @c\\d",
+             "-EXIF:ISO=99999999", "-XMP-dc:Title= leading", "-XMP-dc:Description=two\nlines", canon.string()});
+  ExifToolCLI().run({"-s", "-Creator", withArtist});
+  ExifToolCLI().run({"-listx", "-EXIF:All"});
+  ExifToolCLI().run({"-j", (scratch / "missing.jpg").string()});
+  // No option of one command reaches the next one in its process.
+  ExifToolCLI german(Language::german);
+  german.password = "secret";
+  german.run({"-EXIF:Make", "-d", "%Y", "-DateTimeOriginal", canon.string()});
+  ExifToolCLI().run({"-EXIF:Make", "-DateTimeOriginal", canon.string()});
+  ASSERT_EQ(keeping.requests().size(), 2 * files.size() + 6);
+
+  ORVSetPersistentExifTool(true);
+  fs::remove(scratch / "Canon-out.jpg");
+  for (const auto& request : keeping.requests()) {
+    SCOPED_TRACE(request.arguments.back());
+    const auto& spawned = ProcessRunner::Default()->run(request);
+    fs::remove(scratch / "Canon-out.jpg");
+    const auto pooled = exiftool_pool::run(request);
+    ASSERT_TRUE(pooled.has_value());
+    EXPECT_EQ(pooled->exitStatus, spawned.exitStatus) << describe(*pooled) << describe(spawned);
+    EXPECT_EQ(pooled->standardOutput, spawned.standardOutput);
+    EXPECT_EQ(pooled->standardError, spawned.standardError);
+  }
+  EXPECT_FALSE(ORVPersistentExifToolProcessIDs().empty());
+}
+
+TEST_F(Pool, ALostOrSilentProcessCostsItsCommandARetry) {
+  const auto file = (testing::dataDirectory() / "Canon.jpg").string();
+  const auto read = [&] {
+    ExifToolCLI cli;
+    cli.run({"-s3", "-EXIF:Make", file});
+    return cli.stdOutData().value_or("") + std::to_string(cli.exitStatus().value_or(-1));
+  };
+  ASSERT_EQ(read(), "Canon\n0");
+  ORVSetPersistentExifToolTimeLimit(std::chrono::seconds(2));
+  for (const int signal : {SIGKILL, SIGSTOP}) {
+    SCOPED_TRACE(signal);
+    std::atomic<int> good{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t)
+      threads.emplace_back([&] {
+        for (int i = 0; i < 4; ++i) good += read() == "Canon\n0";
+      });
+    const auto pids = ORVPersistentExifToolProcessIDs();
+    ASSERT_FALSE(pids.empty());
+    ::kill(pids.front(), signal);
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(good, 12);
+  }
+}
+
+TEST_F(Pool, ArgumentsThatCannotTravelAreSpawned) {
+  RecordingRunner keeping;
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"-ver", "-execute"}, {"-EXIF:Artist=$a\nb", "x.jpg"}, {"-ver", "-@"}})
+    ExifToolCLI().run(arguments);
+  EXPECT_EQ(keeping.requests().size(), 3u);
+  ExifToolCLI().run({"-ver"});
+  EXPECT_EQ(keeping.requests().size(), 3u);
+}
+
 TEST(MediaKinds, FromFileExtensions) {
-  EXPECT_EQ(MediaKind::fromURL("/a/b.HEIF"), MediaKind::image);
-  EXPECT_EQ(MediaKind::fromURL("a.RAM"), MediaKind::audio);
-  EXPECT_EQ(MediaKind::fromURL("a.wmv"), MediaKind::audio);
-  EXPECT_EQ(MediaKind::fromURL("clip.mov"), MediaKind::movie);
-  EXPECT_EQ(MediaKind::fromURL("doc.pdf"), MediaKind::image);
-  EXPECT_EQ(MediaKind::fromURL("page.html"), MediaKind::other);
-  EXPECT_EQ(MediaKind::fromURL("a"), std::nullopt);
-  EXPECT_EQ(MediaKind::fromURL("a.zzz"), std::nullopt);
-  EXPECT_EQ(MediaKind::fromURL("dir.jpg/file"), std::nullopt);
+  const std::pair<const char*, std::optional<MediaKind>> cases[] = {
+      {"/a/b.HEIF", MediaKind::image}, {"a.RAM", MediaKind::audio},     {"a.wmv", MediaKind::audio},
+      {"clip.mov", MediaKind::movie},  {"doc.pdf", MediaKind::image},   {"page.html", MediaKind::other},
+      {"a", std::nullopt},             {"a.zzz", std::nullopt},         {"dir.jpg/file", std::nullopt},
+  };
+  for (const auto& [path, kind] : cases) EXPECT_EQ(MediaKind::fromURL(path), kind) << path;
   EXPECT_EQ(MediaKind(MediaKind::movie).name(), "movie");
   UserLanguageScope english(Language::english);
   EXPECT_EQ(MediaKind(MediaKind::audio).localizedName(), "Audio");
+}
+
+// A set of languages keeps finding its members when the user's language changes.
+TEST(Language, OrderDoesNotChangeWithTheUsersLanguage) {
+  UserLanguageScope scope(Language::english);
+  const std::set<Language> languages(Language::all().begin(), Language::all().end());
+  Language::setUserLanguage(Language::german);  // "Englisch" < "Französisch", where "English" > "Czech"
+  ASSERT_EQ(Language(Language::english).localizedName(), "Englisch");
+  for (const Language language : Language::all()) EXPECT_EQ(languages.count(language), 1u) << language.rawValue();
+}
+
+TEST(Language, LocalStandsForTheLanguageOfTheProcessLocale) {
+  UserLanguageScope scope(Language::local);
+  struct ResetCache {
+    ~ResetCache() { ORVResetLocalizationCache(); }
+  } reset;  // after the variables are restored
+  testing::EnvironmentScope environment;
+  // LC_ALL, LC_MESSAGES and LANG (absent: unset), and the language that local stands for.
+  const struct {
+    std::optional<std::string> all, messages, lang;
+    Language::Value local;
+    const char* why;
+  } cases[] = {
+      {{}, {}, {}, Language::english, "no locale at all"},
+      {"C", {}, "fr_FR.UTF-8", Language::english, "LC_ALL comes first, and C is no language"},
+      {{}, "fr_FR.UTF-8", "de_DE.UTF-8", Language::french, "LC_MESSAGES before LANG"},
+      {{}, {}, "de_DE.UTF-8@euro", Language::german, "a modifier"},
+      {"zh_TW.UTF-8", {}, {}, Language::chineseTW, "a region"},
+      {"pt_BR.UTF-8", {}, {}, Language::english, "no localisation for it"},
+  };
+  for (const auto& c : cases) {
+    environment.set("LC_ALL", c.all);
+    environment.set("LC_MESSAGES", c.messages);
+    environment.set("LANG", c.lang);
+    ORVResetLocalizationCache();
+    EXPECT_EQ(Language(Language::local).equivalentLanguage(), c.local) << c.why;
+    EXPECT_EQ(Language(Language::local).name(), Language(c.local).name()) << c.why;
+  }
+  // A chosen language does not depend on the locale.
+  environment.set("LC_ALL", "fr_FR.UTF-8");
+  ORVResetLocalizationCache();
+  EXPECT_EQ(Language(Language::swedish).equivalentLanguage(), Language::swedish);
+  Language::setUserLanguage(Language::german);
+  EXPECT_EQ(Language(Language::local).equivalentLanguage(), Language::german);
+}
+
+TEST(Language, FromExifToolValues) {
+  const std::pair<const char*, std::optional<Language>> cases[] = {
+      {"de", Language::german}, {"zh_cn", Language::chineseCN}, {"zh-tw", Language::chineseTW},
+      {"zh-CN", std::nullopt},  {"Deutsch", std::nullopt},      {"", std::nullopt},
+  };
+  for (const auto& [text, language] : cases) EXPECT_EQ(Language::fromExifToolValue(text), language) << text;
+}
+
+TEST(Language, UserLanguageIsStoredAndAnnounced) {
+  UserLanguageScope scope;
+  auto defaults = ORVGetUserDefaults();
+  defaults->remove(Language::userLanguageKey());
+  EXPECT_EQ(Language::userLanguage(), Language::local);
+  defaults->set(Language::userLanguageKey(), "Klingon");
+  EXPECT_EQ(Language::userLanguage(), Language::local);
+
+  std::vector<std::string> events;
+  {
+    testing::Observation will(Language::willChangeUserLangageNotification, nullptr, [&](const Notification&) {
+      events.push_back("will:" + std::string(Language::userLanguage().rawValue()));
+    });
+    testing::Observation did(Language::didChangeUserLangageNotification, nullptr, [&](const Notification&) {
+      events.push_back("did:" + std::string(Language::userLanguage().rawValue()));
+    });
+    Language::setUserLanguage(Language::italian);
+  }
+
+  EXPECT_THAT(events, ::testing::ElementsAre("will:Local", "did:Italian"));
+  EXPECT_EQ(Language::userLanguage(), Language::italian);
+  // Stored on disk as well.
+  UserDefaults reread(defaults->path());
+  EXPECT_EQ(reread.string("ORVUserLanguage"), "Italian");
 }
 
 }  // namespace
