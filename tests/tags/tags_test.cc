@@ -1,5 +1,3 @@
-// Tag names, types, access tables and catalogue items.
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
