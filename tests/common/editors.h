@@ -16,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/event_log.h"
 #include "orvelin/editions/editions_manager.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/editor/metadata_editor.h"
@@ -78,40 +79,28 @@ class EventRecorder {
  public:
   // Records "locked"/"unlocked" for `editor` (its lock state read from the notification
   // order: the first is always a lock), "will-begin" and "did-end" for the sessions.
-  explicit EventRecorder(const std::shared_ptr<MetadataEditor>& editor = nullptr) {
-    auto& center = NotificationCenter::defaultCenter();
-    if (editor) {
-      lock_ = center.addObserver(MetadataEditor::didChangeLockStateNotification, editor.get(), nullptr,
-                                 [this](const Notification& note) {
-                                   std::lock_guard lock(mutex_);
-                                   lockNotesHadUserInfo_ = lockNotesHadUserInfo_ || !note.userInfo.empty();
-                                   events_.push_back(lockedNext_ ? "locked" : "unlocked");
-                                   lockedNext_ = !lockedNext_;
-                                 });
-    }
-    const void* manager = &EditionsManager::shared();
-    willBegin_ = center.addObserver(EditionsManager::willBeginSessionNotification, manager, nullptr,
-                                    [this](const Notification&) {
-                                      std::lock_guard lock(mutex_);
-                                      events_.push_back("will-begin");
-                                    });
-    didEnd_ = center.addObserver(EditionsManager::didEndSessionNotification, manager, nullptr,
-                                 [this](const Notification& note) {
-                                   auto during = EditionsManager::shared().editionsSet();
-                                   std::lock_guard lock(mutex_);
-                                   events_.push_back("did-end");
-                                   sets_.push_back(EditionsManager::editionsSet(note).value_or(EditionsSet()));
-                                   setsDuringDidEnd_.push_back(std::move(during));
-                                 });
+  explicit EventRecorder(const std::shared_ptr<MetadataEditor>& editor = nullptr)
+      : willBegin_(EditionsManager::willBeginSessionNotification, &EditionsManager::shared(),
+                   [this](const Notification&) {
+                     std::lock_guard lock(mutex_);
+                     events_.push_back("will-begin");
+                   }),
+        didEnd_(EditionsManager::didEndSessionNotification, &EditionsManager::shared(),
+                [this](const Notification& note) {
+                  auto during = EditionsManager::shared().editionsSet();
+                  std::lock_guard lock(mutex_);
+                  events_.push_back("did-end");
+                  sets_.push_back(EditionsManager::editionsSet(note).value_or(EditionsSet()));
+                  setsDuringDidEnd_.push_back(std::move(during));
+                }) {
+    if (!editor) return;
+    lock_.emplace(MetadataEditor::didChangeLockStateNotification, editor.get(), [this](const Notification& note) {
+      std::lock_guard lock(mutex_);
+      lockNotesHadUserInfo_ = lockNotesHadUserInfo_ || !note.userInfo.empty();
+      events_.push_back(lockedNext_ ? "locked" : "unlocked");
+      lockedNext_ = !lockedNext_;
+    });
   }
-  ~EventRecorder() {
-    auto& center = NotificationCenter::defaultCenter();
-    center.removeObserver(lock_);
-    center.removeObserver(willBegin_);
-    center.removeObserver(didEnd_);
-  }
-  EventRecorder(const EventRecorder&) = delete;
-  EventRecorder& operator=(const EventRecorder&) = delete;
 
   std::vector<std::string> events() const {
     std::lock_guard lock(mutex_);
@@ -159,9 +148,10 @@ class EventRecorder {
   std::vector<EditionsSet> setsDuringDidEnd_;
   bool lockedNext_ = true;
   bool lockNotesHadUserInfo_ = false;
-  NotificationObserverToken lock_;
-  NotificationObserverToken willBegin_;
-  NotificationObserverToken didEnd_;
+  // Last, so that they end before what they record into.
+  Observation willBegin_;
+  Observation didEnd_;
+  std::optional<Observation> lock_;
 };
 
 }  // namespace orvelin::testing

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <sstream>
 
+#include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/support/debug_log.h"
 #include "orvelin/support/files.h"
 #include "orvelin/support/user_defaults.h"
@@ -75,7 +76,7 @@ EnvironmentScope::~EnvironmentScope() {
 namespace {
 
 // Every test program keeps its user defaults and backups in a scratch folder of its own, so
-// that tests never touch the user's settings.
+// that tests never touch the user's settings, and starts with the catalogue of the build.
 class IsolatedEnvironment : public ::testing::Environment {
  public:
   void SetUp() override {
@@ -83,6 +84,7 @@ class IsolatedEnvironment : public ::testing::Environment {
     ORVSetUserDefaults(std::make_shared<UserDefaults>(folder_->path() / "defaults.json"));
     fs::create_directories(folder_->path() / "backup");
     ORVSetBackupFolderURL(folder_->path() / "backup");
+    TagsResources::shared().reload();
   }
   void TearDown() override { folder_.reset(); }
 
