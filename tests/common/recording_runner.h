@@ -5,7 +5,6 @@
 // object's life.
 
 #include <algorithm>
-#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -31,7 +30,6 @@ class RecordingRunner : public ProcessRunnerWrapper {
       commands_.push_back(request.arguments);
       requests_.push_back(request);
     }
-    if (beforeRun) beforeRun(request);
     return answer ? *answer : ProcessRunnerWrapper::run(request);
   }
 
@@ -43,8 +41,6 @@ class RecordingRunner : public ProcessRunnerWrapper {
 
   // What every run answers instead of starting the process; absent: the process runs.
   std::optional<ProcessResult> answer;
-  // Called with each request before it runs (on the running thread).
-  std::function<void(const ProcessRequest&)> beforeRun;
 
   // The argument lists of the runs so far, in order.
   std::vector<std::vector<std::string>> commands() const {
