@@ -1,6 +1,5 @@
-// The platform seam: Atomic, the worker pool's helpers, the operation and main queues, the
-// notification centre; the file system and file helpers, the user defaults, the debug log, the
-// process runner.
+// The platform seam: Atomic, the worker pool, the queues, the notification centre; the file
+// system and file helpers, the user defaults, the debug log, the process runner.
 
 #include "orvelin/support/atomic.h"
 #include "orvelin/support/debug_log.h"
@@ -74,20 +73,19 @@ TEST(Atomic, ReadModifyWriteAndAssignmentFromManyThreads) {
   const Atomic<std::string> a(longA), b(longB);
   std::atomic<bool> stop{false};
   std::atomic<int> torn{0};
-  std::vector<std::thread> users;
-  for (int t = 0; t < 2; ++t)
-    users.emplace_back([&] {
-      while (!stop) {
-        const auto seen = target.value();
-        if (seen != longA && seen != longB) ++torn;
-        target.update([&](std::string& value) {
-          if (value != longA && value != longB) ++torn;
-        });
-      }
-    });
-  for (int i = 0; i < 5000; ++i) target = (i % 2 ? b : a);  // ends with b
-  stop = true;
-  for (auto& user : users) user.join();
+  onThreads(3, [&](int t) {
+    if (t == 0) {
+      for (int i = 0; i < 5000; ++i) target = (i % 2 ? b : a);  // ends with b
+      stop = true;
+    }
+    while (!stop) {
+      const auto seen = target.value();
+      if (seen != longA && seen != longB) ++torn;
+      target.update([&](std::string& value) {
+        if (value != longA && value != longB) ++torn;
+      });
+    }
+  });
   EXPECT_EQ(torn.load(), 0);
   EXPECT_EQ(target.value(), longB);  // the last assignment holds
   EXPECT_EQ(b.value(), longB);       // and its source is untouched
@@ -481,8 +479,7 @@ TEST(NoteSubscriber, DeliversToTheOwnerWhileBothLiveFromItsSenderOnItsQueue) {
   center.post("Ping");
   EXPECT_EQ(owner->size(), 1u);
 
-  // One that filters on its sender, delivers on its queue, and once its owner is released
-  // ignores the notifications.
+  // One that filters on its sender and delivers on its queue, until its owner is released.
   OperationQueue queue(1);
   auto sender = std::make_shared<int>(1);
   auto other = std::make_shared<int>(1);
@@ -549,7 +546,6 @@ TEST(TemporaryURL, FreshRandomVersion4NamesFromManyThreads) {
   const auto bare = temporaryURL("", folder);
   EXPECT_EQ(bare.parent_path(), folder);
   EXPECT_TRUE(isUUID(bare.filename().string())) << bare;  // no trailing dot
-  EXPECT_FALSE(fs::exists(bare));
   // Each thread's names must differ from every other thread's: no shared or weak seed.
   constexpr int kThreads = 8, kEach = 2000;
   std::vector<std::vector<fs::path>> made(kThreads);
@@ -567,8 +563,7 @@ TEST(AvailableItemURL, CountsFromZeroBeforeTheExtension) {
   for (const char* name : {"x.jpg", "x (0).jpg", "README", "a.tar.gz", "y.jpg"})
     testing::writeFile(folder / name, "");
   fs::create_directory(folder / "Export");
-  // The existence test follows links: a link to nothing leaves the name free, a link to a
-  // file takes it, at the first try and when counting.
+  // Links count as their targets: one to nothing leaves a name free, one to a file takes it.
   fs::create_symlink(folder / "nowhere", folder / "dangling.jpg");
   fs::create_symlink(folder / "x.jpg", folder / "link.jpg");
   fs::create_symlink(folder / "nowhere", folder / "y (0).jpg");
@@ -668,11 +663,10 @@ TEST(FileSystemMove, ConcurrentMovesToOneNameLeaveOneWinnerAndEveryOtherFile) {
       sources.push_back(folder / ("source" + std::to_string(round) + "-" + std::to_string(t)));
       testing::writeFile(sources.back(), std::to_string(t));
     }
-    std::atomic<int> ready{0};
+    std::barrier start(kThreads);
     std::vector<std::error_code> errors(kThreads);
     onThreads(kThreads, [&](int t) {
-      ++ready;
-      while (ready < kThreads) std::this_thread::yield();
+      start.arrive_and_wait();
       FileSystem::Default()->moveItem(sources[t], target, errors[t]);
     });
     int moved = 0;
@@ -725,7 +719,7 @@ TEST(FileSystemMove, AcrossFileSystemsCopiesWholeAndKeepsModeAndTime) {
   EXPECT_EQ(namesIn(other.path()), (std::set<std::string>{"again.raw", "big.raw"}));
 }
 
-TEST(UserDefaults, ValuesSurviveSynchronizeAndOnlyChangesAreCounted) {
+TEST(UserDefaults, ValuesSurviveSynchronizeOnlyChangesAreCountedAndTheFileFollowsXDG) {
   testing::ScratchFolder folder;
   const auto path = folder / "config" / "defaults.json";
   {
@@ -754,6 +748,12 @@ TEST(UserDefaults, ValuesSurviveSynchronizeAndOnlyChangesAreCounted) {
   EXPECT_EQ(reread.object("ORVPresets"), nlohmann::json::array({1, 2}));
   EXPECT_EQ(reread.object("Missing"), std::nullopt);
   EXPECT_EQ(namesIn(folder / "config"), std::set<std::string>{"defaults.json"});
+
+  // The default file follows XDG_CONFIG_HOME.
+  testing::EnvironmentScope environment("XDG_CONFIG_HOME", "/config/here");
+  EXPECT_EQ(UserDefaults::defaultFilePath(), "/config/here/orvelin/defaults.json");
+  environment.set("XDG_CONFIG_HOME", std::nullopt);
+  EXPECT_TRUE(UserDefaults::defaultFilePath().string().ends_with("/.config/orvelin/defaults.json"));
 }
 
 TEST(UserDefaults, CorruptFileIsKeptAsideAndAFailedSynchronizeLeavesNothing) {
@@ -805,13 +805,6 @@ TEST(UserDefaults, ConcurrentSynchronizeEndsWithTheLatestValues) {
   });
   EXPECT_THAT(shortRounds, ::testing::IsEmpty());
   EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{"defaults.json"});
-}
-
-TEST(UserDefaults, DefaultFileFollowsXDGConfigHome) {
-  testing::EnvironmentScope environment("XDG_CONFIG_HOME", "/config/here");
-  EXPECT_EQ(UserDefaults::defaultFilePath(), "/config/here/orvelin/defaults.json");
-  environment.set("XDG_CONFIG_HOME", std::nullopt);
-  EXPECT_TRUE(UserDefaults::defaultFilePath().string().ends_with("/.config/orvelin/defaults.json"));
 }
 
 TEST(DebugLog, EnablingEmptiesTheFileDisablingEvaluatesAndWritesNothingAndAFileIsOptional) {
@@ -881,8 +874,7 @@ ProcessResult runShell(const std::string& script) {
 }
 
 TEST(ProcessRunner, ReadsBothStreamsToTheLastWriterWithTheGivenEnvironmentAndNoInput) {
-  // A child that leaves a grandchild holding the pipes open: reading goes on until the last
-  // writer is gone, then the exit is read.
+  // A grandchild holds the pipes open: reading goes on until the last writer is gone.
   auto result = runShell("(sleep 0.2; echo late) & echo early");
   ASSERT_TRUE(result.launched);
   EXPECT_EQ(result.exitStatus, 0);

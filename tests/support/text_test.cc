@@ -153,24 +153,21 @@ TEST(Separate, SplitsAtTheFirstOccurrenceAndTrimsTheWhitespacesSet) {
 }
 
 TEST(ReplacePrefix, ReplacesTheFirstOccurrenceAnywhere) {
-  std::string home = "/home/ann/Pictures/home/x.jpg";
-  EXPECT_TRUE(replacePrefix(home, "/home/ann", "~"));
-  EXPECT_EQ(home, "~/Pictures/home/x.jpg");
-
-  std::string middle = "path /home/ann/x";  // not tied to the start, in spite of the name
-  EXPECT_TRUE(replacePrefix(middle, "/home/ann", "~"));
-  EXPECT_EQ(middle, "path ~/x");
-
-  std::string none = "abc";
-  EXPECT_FALSE(replacePrefix(none, "x", "y"));
-  EXPECT_FALSE(replacePrefix(none, "", "y"));
-  EXPECT_EQ(none, "abc");
+  std::string text = "/home/ann/Pictures/home/x.jpg";
+  EXPECT_TRUE(replacePrefix(text, "/home/ann", "~"));
+  EXPECT_EQ(text, "~/Pictures/home/x.jpg");
+  text = "path /home/ann/x";  // not tied to the start, in spite of the name
+  EXPECT_TRUE(replacePrefix(text, "/home/ann", "~"));
+  EXPECT_EQ(text, "path ~/x");
+  text = "abc";
+  EXPECT_FALSE(replacePrefix(text, "x", "y"));
+  EXPECT_FALSE(replacePrefix(text, "", "y"));
+  EXPECT_EQ(text, "abc");
 }
 
 TEST(CaptureMatches, OneArrayOfGroupTextsPerMatch) {
   const std::string number = "[-+]?[0-9]*\\.?[0-9]*";
-  const auto pattern = "\\s*(" + number + ")\\s*(" + number + ")\\s*";
-  const auto matches = captureMatches("+48.858370\t2.294481", pattern);
+  const auto matches = captureMatches("+48.858370\t2.294481", "\\s*(" + number + ")\\s*(" + number + ")\\s*");
   ASSERT_FALSE(matches.empty());
   EXPECT_THAT(matches[0], ElementsAre("+48.858370", "2.294481"));
 
@@ -192,7 +189,6 @@ TEST(Lowercased, TheWholeTextByUnicodesDefaultMapping) {
   EXPECT_EQ(lowercased("A\xFF" "B"), "a\uFFFDb");  // not UTF-8: replaced, never a crash
 }
 
-// (The element walk is pinned by the catalogue generator's parse of exiftool's listing.)
 TEST(XMLHelpers, BooleanAttributeIsTrueOnlyForTrueItself) {
   pugi::xml_document document;
   ASSERT_TRUE(document.load_string(R"(<tag a="true" b="false" c="TRUE" d="" e="1"/>)"));
