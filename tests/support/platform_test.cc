@@ -102,7 +102,7 @@ TEST(Atomic, ReadModifyWriteAndAssignmentFromManyThreads) {
   EXPECT_EQ(b.value(), longB);       // and its source is untouched
 }
 
-TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidthNestedCallsTooAndRethrows) {
+TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidthNestedCallsTooRethrowsAndMapsInOrder) {
   constexpr std::size_t count = 200;
   std::vector<std::atomic<int>> runs(count);
   std::mutex mutex;
@@ -132,24 +132,18 @@ TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidthNestedCallsTooAn
 
   // The first error is thrown to the caller once the started iterations have ended.
   std::atomic<int> busy{0};
-  EXPECT_THROW(concurrentPerform(100,
-                                 [&](std::size_t index) {
-                                   ++busy;
-                                   if (index == 3) {
-                                     --busy;
-                                     throw std::runtime_error("three");
-                                   }
-                                   std::this_thread::sleep_for(200us);
-                                   --busy;
-                                 }),
-               std::runtime_error);
+  const auto failAtThree = [&](std::size_t index) {
+    ++busy;
+    if (index != 3) std::this_thread::sleep_for(200us);
+    --busy;
+    if (index == 3) throw std::runtime_error("three");
+  };
+  EXPECT_THROW(concurrentPerform(100, failAtThree), std::runtime_error);
   EXPECT_EQ(busy.load(), 0);  // nothing runs on after the caller got the error
-}
 
-TEST(ParallelMap, KeepsTheInputOrderOverAThousandElements) {
+  // pMap keeps the input order; early elements take longest, so they finish last.
   std::vector<int> input(1000);
   for (int i = 0; i < 1000; ++i) input[static_cast<std::size_t>(i)] = i;
-  // Early elements take longest, so they finish last.
   const auto output = pMap(input, [](int value) {
     std::this_thread::sleep_for(std::chrono::microseconds((999 - value) % 13 * 20));
     return std::to_string(value * 2);
@@ -408,14 +402,16 @@ TEST(NotificationCenter, PostCallsMatchingObserversInOrderOnThePostingThread) {
   NotificationCenter center;
   std::vector<std::string> calls;
   std::thread::id callThread;
-  center.addObserver("A", nullptr, nullptr, [&](const Notification& note) {
-    calls.push_back("first " + note.name);
-    callThread = std::this_thread::get_id();
-  });
-  center.addObserver(std::nullopt, nullptr, nullptr, [&](const Notification& note) { calls.push_back("any " + note.name); });
-  center.addObserver("B", nullptr, nullptr, [&](const Notification& note) { calls.push_back("b " + note.name); });
-  center.addObserver("A", nullptr, nullptr, [&](const Notification& note) { calls.push_back("second " + note.name); });
-
+  const auto record = [&](std::string observer) {
+    return [&, observer](const Notification& note) {
+      calls.push_back(observer + " " + note.name);
+      callThread = std::this_thread::get_id();
+    };
+  };
+  center.addObserver("A", nullptr, nullptr, record("first"));
+  center.addObserver(std::nullopt, nullptr, nullptr, record("any"));
+  center.addObserver("B", nullptr, nullptr, record("b"));
+  center.addObserver("A", nullptr, nullptr, record("second"));
   center.post("A");
   center.post("C");
   EXPECT_THAT(calls, ElementsAre("first A", "any A", "second A", "any C"));
@@ -492,8 +488,7 @@ TEST(NoteSubscriber, DeliversToTheOwnerWhileBothLiveFromItsSenderOnItsQueue) {
 
   // One that filters on its sender and delivers on its queue, until its owner is released.
   OperationQueue queue(1);
-  auto sender = std::make_shared<int>(1);
-  auto other = std::make_shared<int>(1);
+  auto sender = std::make_shared<int>(1), other = std::make_shared<int>(1);
   Received received;  // touched on the queue only
   bool onQueue = true;
   NoteSubscriber filtering(center);
@@ -1038,7 +1033,7 @@ TEST(ORVTL, FollowsEveryChangeOfTheUsersLanguage) {
   onThreads(4, [&](int t) {
     if (t == 0) {
       const auto key = Language::userLanguageKey();
-      for (int i = 0; i <= 200; ++i) ORVGetUserDefaults()->set(key, i % 2 ? "French" : "Dutch");  // ends with Dutch
+      for (int i = 0; i <= 200; ++i) ORVGetUserDefaults()->set(key, i % 2 ? "French" : "Dutch");
       stop = true;
     }
     while (!stop) {
