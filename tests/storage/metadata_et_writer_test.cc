@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
@@ -31,8 +30,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::_;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::Optional;
 using ::testing::StartsWith;
 using testing::copySample;
@@ -120,11 +121,9 @@ void PrintTo(const SaveCase& saveCase, std::ostream* out) { *out << saveCase.nam
 bool changesWithAnyWrite(const TagName& name) {
   static const std::set<std::string> names{"IPTC:CodedCharacterSet", "IPTC:EnvelopeRecordVersion",
                                            "IPTC:ApplicationRecordVersion", "XMP:XMPToolkit"};
-  if (names.contains(name.rawValue()) || name.stream() == TagStream::file) return true;
   const auto& key = name.key().rawValue();
-  for (const std::string suffix : {"Offset", "Offsets", "Start"})
-    if (key.size() > suffix.size() && key.compare(key.size() - suffix.size(), suffix.size(), suffix) == 0) return true;
-  return false;
+  return names.contains(name.rawValue()) || name.stream() == TagStream::file || key.ends_with("Offset") ||
+         key.ends_with("Offsets") || key.ends_with("Start");
 }
 
 class SaveRoundTripTest : public MetadataETWriterTest, public ::testing::WithParamInterface<SaveCase> {};
@@ -132,29 +131,31 @@ class SaveRoundTripTest : public MetadataETWriterTest, public ::testing::WithPar
 TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
   const auto& saveCase = GetParam();
   for (const char* folder : {"edited", "by-hand"}) fs::create_directories(scratch / folder);
-  const auto made = testing::dataDirectory() / saveCase.sample;
   const auto edited = copySample(saveCase.sample, scratch / "edited");
   const auto byHand = copySample(saveCase.sample, scratch / "by-hand");
   const auto pixelsBefore = decodedPixels(edited);
-  ASSERT_FALSE(pixelsBefore.empty()) << "the image data of " << made << " decodes";
+  ASSERT_FALSE(pixelsBefore.empty()) << "the image data of " << saveCase.sample << " decodes";
 
   auto editor = readEditor(edited);
   const auto before = editor->storage();
-  for (const auto& [name, value] : saveCase.edits) editor->setValue(value, name);
+  std::set<TagName> touched;
+  for (const auto& [name, value] : saveCase.edits) {
+    editor->setValue(value, name);
+    touched.insert(name);
+  }
   for (const auto& [name, expected] : saveCase.clears) {
     ASSERT_TRUE(before.hasValue(name)) << name.rawValue();
     editor->setValue(std::string(), name);
+    touched.insert(name);
   }
-  ASSERT_EQ(editor->writtenTagNames().size(), saveCase.edits.size() + saveCase.clears.size());
+  ASSERT_EQ(editor->writtenTagNames().size(), touched.size());
 
   MetadataETWriter writer;
-  const auto sent = writer.jsonValues(editor->storage());
-  runByHand(sent.dump(), byHand);
+  runByHand(writer.jsonValues(editor->storage()).dump(), byHand);
   save(writer, *editor);
 
   // The file is what exiftool makes of the same command, byte for byte.
   EXPECT_EQ(readFile(edited), readFile(byHand));
-  EXPECT_NE(readFile(edited), readFile(made));
   EXPECT_THAT(filesIn(backup()), IsEmpty());
   EXPECT_THAT(filesIn(temporary()), IsEmpty()) << "the JSON file is removed";
 
@@ -164,21 +165,10 @@ TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
 
   // Read again: the new values, the cleared ones as exiftool took the JSON, the rest as it was.
   auto after = readEditor(edited);
-  std::set<TagName> touched;
-  for (const auto& [name, value] : saveCase.edits) {
-    touched.insert(name);
+  for (const auto& [name, value] : saveCase.edits)
     EXPECT_THAT(after->originalValue(name), Optional(value)) << name.rawValue();
-  }
-  for (const auto& [name, expected] : saveCase.clears) {
-    touched.insert(name);
-    const auto key = name.rawValue();
-    ASSERT_TRUE(sent.contains(key)) << key;
-    EXPECT_TRUE(sent[key] == "-" || sent[key] == "") << key << " cleared, but sent as " << sent[key];
-    if (sent[key] == "-") {
-      EXPECT_EQ(expected, std::nullopt) << key << " sent as \"-\" is deleted";
-    }
-    EXPECT_EQ(after->unsafeGetValue(name), expected) << key << " sent as " << sent[key];
-  }
+  for (const auto& [name, expected] : saveCase.clears)
+    EXPECT_EQ(after->unsafeGetValue(name), expected) << name.rawValue();
   const auto afterStorage = after->storage();
   for (const auto& name : before.originalValuesTagNames()) {
     if (touched.contains(name) || changesWithAnyWrite(name)) continue;
@@ -260,7 +250,8 @@ TEST_P(FolderSaveTest, WritesItsImagesAsExiftoolDoes) {
   folder->createBackupFiles = true;
   folder->setValue(std::string("Ada Lovelace"), artist);
   folder->setValue(std::string(), software);  // no original values in a folder: sent all the same
-  folder->setFinderTags(std::vector<std::string>{"Trip", "Été"});
+  const std::vector<std::string> tags{"Trip", "Été"};
+  folder->setFinderTags(tags);
   ASSERT_THAT(folder->writtenTagNames(), ElementsAre(artist, software));
 
   MetadataETWriter writer;
@@ -276,12 +267,10 @@ TEST_P(FolderSaveTest, WritesItsImagesAsExiftoolDoes) {
   EXPECT_FALSE(folder->isEdited());
   EXPECT_FALSE(writer.overwriteInPlace);
   const auto arguments = runner.onlyCommand();
-  EXPECT_NE(std::find(arguments.begin(), arguments.end(), "-overwrite_original_in_place"), arguments.end())
-      << "the run overwrites in place whatever the option says";
+  EXPECT_THAT(arguments, Contains("-overwrite_original_in_place")) << "in place whatever the option says";
   EXPECT_EQ(arguments.back(), album.string());
   EXPECT_FALSE(fs::exists(album / "Canon.jpg_original"));
   EXPECT_THAT(filesIn(temporary()), IsEmpty());
-  const std::vector<std::string> tags{"Trip", "Été"};
   for (const auto& [file, sample] : albumFiles) {
     EXPECT_EQ(readFile(album / file), readFile(byHand / file)) << file;
     EXPECT_EQ(finderTagsOf(album / file), folderCase.written.contains(file) ? tags : std::vector<std::string>{})
@@ -434,7 +423,7 @@ TEST_F(MetadataETWriterTest, EachFileOperationFailingInTurnLeavesTheFileWhole) {
 // with its attributes; the former one goes.
 TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   const auto path = copySample("Canon.jpg", scratch.path());
-  ::chmod(path.c_str(), 0640);
+  fs::permissions(path, fs::perms(0640));
   testing::setFinderTags(path, {"Kept"});
   auto editor = readEditor(path);
   editor->setValue(std::string("Ada Lovelace"), artist);
@@ -446,8 +435,7 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   save(writer, *editor);
 
   const auto arguments = runner.onlyCommand();
-  ASSERT_EQ(arguments.size(), 15u);
-  EXPECT_THAT(arguments, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-G",
+  ASSERT_THAT(arguments, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-G",
                                      "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
                                      StartsWith("-json=" + temporary().string() + "/"), "-o", _, _));
   const fs::path output = arguments[13];
@@ -467,9 +455,7 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   const auto after = readEditor(path);
   EXPECT_THAT(after->originalValue(artist), Optional(std::string("Ada Lovelace")));
   EXPECT_THAT(after->originalValue(iso), Optional(std::string("100")));
-  struct stat info {};
-  ASSERT_EQ(::stat(path.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 07777, 0640u);
+  EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
   EXPECT_EQ(finderTagsOf(path), std::vector<std::string>{"Kept"});
 }
 
@@ -515,9 +501,7 @@ TEST_F(MetadataETWriterTest, FileDatesFromTheExifDates) {
     return *DateTimeValueConverter().typedValueFromStringValue(text);
   };
   const auto modified = [&] {
-    struct stat info {};
-    ::stat(path.c_str(), &info);
-    return std::chrono::system_clock::from_time_t(info.st_mtim.tv_sec);
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::file_clock::to_sys(fs::last_write_time(path)));
   };
   EXPECT_EQ(modified(), date("2003:12:04 06:46:52")) << "exiftool set the modification date";
 
@@ -556,9 +540,7 @@ TEST_F(MetadataETWriterTest, ExportSidecar) {
   ReadWriteStorage folder(scratch / "album");
   folder.setValue(std::string("Red"), xmpLabel);
   writer.exportSidecar(folder, scratch / "Album.xmp");
-  ASSERT_EQ(runner.commands().size(), 2u);
-  const auto second = runner.commands()[1];
-  EXPECT_EQ(std::find(second.begin(), second.end(), "-tagsfromfile"), second.end());
+  EXPECT_THAT(runner.commands(), ElementsAre(_, Not(Contains("-tagsfromfile"))));
   EXPECT_THAT(readEditor(sidecar)->originalValue(xmpLabel), Optional(std::string("Red")));
   EXPECT_THAT(readEditor(scratch / "Album.xmp")->originalValue(xmpLabel), Optional(std::string("Red")));
 }
