@@ -54,10 +54,8 @@ const TagName createDate("EXIF", "CreateDate");
 const TagName xmpLabel("XMP", "Label");
 
 std::vector<fs::path> filesIn(const fs::path& folder) {
-  std::vector<fs::path> files;
-  if (!fs::exists(folder)) return files;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) files.push_back(entry.path());
-  return files;
+  if (!fs::exists(folder)) return {};
+  return {fs::recursive_directory_iterator(folder), fs::recursive_directory_iterator()};
 }
 
 class MetadataETWriterTest : public ::testing::Test {
@@ -222,22 +220,21 @@ const std::pair<const char*, const char*> albumFiles[] = {
     {"outside/GPS.jpg", "GPS.jpg"},
 };
 
-class FolderSaveTest : public MetadataETWriterTest, public ::testing::WithParamInterface<FolderCase> {
- protected:
-  static fs::path makeAlbum(const fs::path& root) {
-    for (const auto& folder : {root / "sub", root / ".hidden", root.parent_path() / "outside"})
-      fs::create_directories(folder);
-    fs::create_directory_symlink(root, root / "loop");
-    fs::create_directory_symlink("../outside", root / "outside");
-    for (const auto& [file, sample] : albumFiles) {
-      if (sample)
-        fs::copy_file(testing::dataDirectory() / sample, root / file);
-      else
-        writeFile(root / file, "not an image");
-    }
-    return root;
+fs::path makeAlbum(const fs::path& root) {
+  for (const auto& folder : {root / "sub", root / ".hidden", root.parent_path() / "outside"})
+    fs::create_directories(folder);
+  fs::create_directory_symlink(root, root / "loop");
+  fs::create_directory_symlink("../outside", root / "outside");
+  for (const auto& [file, sample] : albumFiles) {
+    if (sample)
+      fs::copy_file(testing::dataDirectory() / sample, root / file);
+    else
+      writeFile(root / file, "not an image");
   }
-};
+  return root;
+}
+
+class FolderSaveTest : public MetadataETWriterTest, public ::testing::WithParamInterface<FolderCase> {};
 
 TEST_P(FolderSaveTest, WritesItsImagesAsExiftoolDoes) {
   const auto& folderCase = GetParam();
@@ -321,11 +318,7 @@ TEST_F(MetadataETWriterTest, AFolderFileThatCannotBeWrittenFailsTheSaveWithExift
 TEST_F(MetadataETWriterTest, EveryValueRefusedOrNotEncoded) {
   using Code = MetadataETWriterError::Code;
   const std::string refusal = "Value above int16u maximum for IFD0:ISO";
-  const struct {
-    TagName name;
-    const char* value;
-    Code code;
-  } cases[] = {
+  const std::tuple<TagName, const char*, Code> cases[] = {
       {iso, "99999999", Code::exifToolRefused},
       {software, "\xff\xfe not UTF-8", Code::jsonEncodingFailed},
       {TagName("EXIF", "FNumber"), "1e999", Code::jsonEncodingFailed},
@@ -459,10 +452,13 @@ TEST_F(MetadataETWriterTest, PlainWriteOfOneFile) {
   EXPECT_EQ(finderTagsOf(path), std::vector<std::string>{"Kept"});
 }
 
-TEST_F(MetadataETWriterTest, FinderTagsAreSetByTheWriterNotSentToExiftool) {
+// File tags and dates go on the file with exiftool's run (the images' options) or after it
+// (the source's own attributes).
+TEST_F(MetadataETWriterTest, FinderTagsAndFileDatesAreSetByTheWriter) {
   const auto path = copySample("Canon.jpg", scratch.path());
   const std::vector<std::string> tags{"Red", "Été"};
   auto editor = readEditor(path);
+  ASSERT_THAT(editor->originalValue(modifyDate), Optional(std::string("2003:12:04 06:46:52")));
   editor->setFinderTags(tags);
 
   MetadataETWriter writer;
@@ -476,23 +472,9 @@ TEST_F(MetadataETWriterTest, FinderTagsAreSetByTheWriterNotSentToExiftool) {
   save(writer, *editor);
   EXPECT_EQ(finderTagsOf(path), tags);
 
-  // Through the source's URL attributes alone, an empty list removes them.
-  MetadataETWriter sourceWriter;
-  sourceWriter.shouldUpdateSourceFinderTags = true;
-  editor->setFinderTags(std::vector<std::string>{});
-  save(sourceWriter, *editor);
-  EXPECT_THAT(finderTagsOf(path), IsEmpty());
-}
-
-TEST_F(MetadataETWriterTest, FileDatesFromTheExifDates) {
-  const auto path = copySample("Canon.jpg", scratch.path());
-  auto editor = readEditor(path);
-  ASSERT_THAT(editor->originalValue(modifyDate), Optional(std::string("2003:12:04 06:46:52")));
-  editor->setValue(std::string("2010:01:02 03:04:05"), createDate);
-
-  MetadataETWriter writer;
   writer.shouldUpdateImagesSystemCreateDate = true;
   writer.shouldUpdateImagesSystemModifyDate = true;
+  editor->setValue(std::string("2010:01:02 03:04:05"), createDate);
   const auto json = writer.jsonValues(editor->storage());
   EXPECT_EQ(json["File:FileModifyDate"], "2003:12:04 06:46:52") << "the original value when none is written";
   EXPECT_FALSE(json.contains("File:FileCreateDate")) << "a creation date cannot be set here";
@@ -505,12 +487,15 @@ TEST_F(MetadataETWriterTest, FileDatesFromTheExifDates) {
   };
   EXPECT_EQ(modified(), date("2003:12:04 06:46:52")) << "exiftool set the modification date";
 
-  // The source's own dates, set by the writer after the run.
+  // The source's own tags and dates, set by the writer after the run: an empty list removes the tags.
   MetadataETWriter sourceWriter;
+  sourceWriter.shouldUpdateSourceFinderTags = true;
   sourceWriter.shouldUpdateSourceSystemCreateDate = true;
   sourceWriter.shouldUpdateSourceSystemModifyDate = true;
+  editor->setFinderTags(std::vector<std::string>{});
   editor->setValue(std::string("2011:05:06 07:08:09"), modifyDate);
   save(sourceWriter, *editor);
+  EXPECT_THAT(finderTagsOf(path), IsEmpty());
   EXPECT_EQ(modified(), date("2011:05:06 07:08:09"));
 
   // A text that no date format reads gives no date, and nothing is thrown.
