@@ -136,17 +136,12 @@ TEST_P(SaveRoundTripTest, ChangesExactlyTheEditedTags) {
 
   auto editor = readEditor(edited);
   const auto before = editor->storage();
-  std::set<TagName> touched;
-  for (const auto& [name, value] : saveCase.edits) {
-    editor->setValue(value, name);
-    touched.insert(name);
-  }
-  for (const auto& [name, expected] : saveCase.clears) {
-    ASSERT_TRUE(before.hasValue(name)) << name.rawValue();
-    editor->setValue(std::string(), name);
-    touched.insert(name);
-  }
-  ASSERT_EQ(editor->writtenTagNames().size(), touched.size());
+  for (const auto& [name, value] : saveCase.edits) editor->setValue(value, name);
+  for (const auto& [name, expected] : saveCase.clears) editor->setValue(std::string(), name);
+  const auto written = editor->writtenTagNames();
+  const std::set<TagName> touched(written.begin(), written.end());
+  // A clear of a tag the file lacks would be no edit.
+  ASSERT_EQ(touched.size(), saveCase.edits.size() + saveCase.clears.size());
 
   MetadataETWriter writer;
   runByHand(writer.jsonValues(editor->storage()).dump(), byHand);

@@ -232,20 +232,14 @@ TEST_F(MetadataETReaderTest, TheCommandOfAFreshAndOfAnEditorsReader) {
 
 TEST_F(MetadataETReaderTest, GroupsStreamsAndFilters) {
   const auto storage = fill(R"json([{
-    "SourceFile": "/a/b.jpg",
-    "ExifTool:ExifTool": {"ExifToolVersion": 12.57},
+    "SourceFile": "/a/b.jpg", "ExifTool:ExifTool": {"ExifToolVersion": 12.57},
     "EXIF:IFD0": {"Make": "Canon", "NoSuchTag": ["x", 2.0], "ISO": "many"},
     "MakerNotes:Canon": {"FirmwareVersion": "Firmware 1.1.1", "ISO": 3, "FNumber": 5.6,
                          "CanonImageType": "(Binary data 5 bytes, use -b option to extract)"},
-    "IPTC": {"Keywords": ["a", "b"]},
-    "EXIF:ExifIFD": {"ISO": 400, "FNumber": 14.0},
-    "EXIF:SubIFD": {"CacheVersion": [2, 3, 0, 0]},
-    "XMP:XMP-exif": {"FNumber": 4},
-    "XMP:XMP-dc": {"Creator": ["Ann", "Bob"]},
-    "PrintIM": {"PrintIMVersion": "0100"},
-    "ASF": {"Duration": 12.5},
-    "GPX:Unlisted": {"TrkName": "TESTTRK"},
-    "Empty:Group": {}
+    "IPTC": {"Keywords": ["a", "b"]}, "EXIF:ExifIFD": {"ISO": 400, "FNumber": 14.0},
+    "EXIF:SubIFD": {"CacheVersion": [2, 3, 0, 0]}, "XMP:XMP-exif": {"FNumber": 4},
+    "XMP:XMP-dc": {"Creator": ["Ann", "Bob"]}, "PrintIM": {"PrintIMVersion": "0100"},
+    "ASF": {"Duration": 12.5}, "GPX:Unlisted": {"TrkName": "TESTTRK"}, "Empty:Group": {}
   }])json");
   EXPECT_THAT(storage.streams,
               UnorderedElementsAre(Pair("SourceFile", "SourceFile"), Pair("EXIF", "IFD0"), Pair("MakerNotes", "Canon"),
