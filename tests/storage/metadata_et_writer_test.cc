@@ -235,8 +235,7 @@ TEST_P(FolderSaveTest, WritesItsImagesAsExiftoolDoes) {
   const auto& folderCase = GetParam();
   const auto album = makeAlbum(scratch / "album");
   const auto byHand = makeAlbum(scratch / "by-hand" / "album");
-  MetadataETReader reader;
-  auto folder = readImageFolder(reader, album);
+  auto folder = readImageFolder(MetadataETReader(), album);
   folder->recurseSubfolders = folderCase.recurseSubfolders;
   folder->filterPathExtension = folderCase.filterPathExtension;
   folder->createBackupFiles = true;
