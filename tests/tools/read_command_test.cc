@@ -24,9 +24,9 @@ using testing::exifToolRecord;
 using testing::runTool;
 using testing::ScratchFolder;
 
-// One record per file (JSON) or one block of lines (text), the file tags among the values; a
-// file that fails is told, and the others are still read.
-TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
+// The commands that read, on one folder of copies. One record per file (JSON) or one block of lines
+// (text), the file tags among the values; a file that fails is told, and the others are still read.
+TEST(ReadCommands, RecordsPositionsSizesAndEmbeddedImagesOfOneFolder) {
   ScratchFolder folder;
   const auto canon = testing::copySample("Canon.jpg", folder.path());
   const auto gps = testing::copySample("GPS.jpg", folder.path());
@@ -36,13 +36,11 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
   ASSERT_EQ(run.status, 0) << run.errors;
   const auto given = fs::relative(canon).string();  // printed as given, not made absolute
   const auto missing = (folder / "missing.jpg").string();
-  // Files that are no image are read by the reader all the same; exiftool reads one that is no
-  // XMP as a file of no metadata.
+  // Files that are no image are read all the same; exiftool reads one that is no XMP as no metadata.
   const auto notes = folder / "notes.xmp";
   testing::writeFile(notes, "no XMP at all");
   const auto xmp = testing::copySample("XMP.xmp", folder.path());
-  // A path without extension is a folder, as for the editors, even when it is a file: nothing
-  // of it is read.
+  // A path without extension is a folder, as for the editors, even when it is a file: none of it is read.
   fs::copy_file(canon, folder / "noextension");
 
   run = runTool({"read", given, missing, gps.string(), notes.string(), xmp.string(), (folder / "noextension").string(),
@@ -101,32 +99,10 @@ TEST(ReadCommand, JSONAndTextHoldOneRecordPerFileInTheCataloguesForm) {
     EXPECT_EQ(run.status, 0) << language << ": " << run.errors;
     EXPECT_NE(run.output.find("EXIF:Make=Canon\n"), std::string::npos) << language;
   }
-}
 
-TEST(ReadCommand, EveryCommandThatNeedsTheCatalogueFailsWithoutIt) {
-  ScratchFolder folder;
-  const auto file = testing::copySample("GPS.jpg", folder.path()).string();
-  const auto resources = folder / "resources";  // a folder without the catalogue
-  fs::create_directories(resources);
-  const auto message =
-      "tag catalogue not found at " + (resources / "Tags").string() + "; set ORVELIN_RESOURCES or reinstall\n";
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {"read", file}, {"set", file, "-t", "EXIF:Artist=Someone"}, {"gps", file}, {"size", file},
-           {"tag", "EXIF:Make"}, {"catalogue", "info"}}) {
-    const auto run = runTool(arguments, folder.path(), {"ORVELIN_RESOURCES=" + resources.string()});
-    EXPECT_EQ(run.status, 1) << arguments[0];
-    EXPECT_NE(run.errors.find(message), std::string::npos) << arguments[0] << ": " << run.errors;
-  }
-}
-
-// The position in the four notations, and the first pair that gives a size.
-TEST(GPSAndSizeCommands, PrintWhatTheEditorReads) {
-  ScratchFolder folder;
-  const auto gps = testing::copySample("GPS.jpg", folder.path());
-  const auto canon = testing::copySample("Canon.jpg", folder.path());
+  // The position in the four notations, and the first pair that gives a size.
   const auto png = testing::copySample("PNG.png", folder.path());
-  const auto missing = (folder / "missing.jpg").string();
-  auto run = runTool({"gps", gps.string(), missing, canon.string()}, folder.path());
+  run = runTool({"gps", gps.string(), missing, canon.string()}, folder.path());
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.errors.find(missing + ": "), 0u) << run.errors;
   EXPECT_EQ(run.output, gps.string() +
@@ -148,12 +124,12 @@ TEST(GPSAndSizeCommands, PrintWhatTheEditorReads) {
   ASSERT_EQ(run.status, 0) << run.errors;
   run = runTool({"gps", canon.string(), "--json", "--quiet"}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
-  const auto record = nlohmann::json::parse(run.output).at(0);
-  EXPECT_EQ(record["latitude"], -12.5);
-  EXPECT_EQ(record["longitude"], 130.25);
-  EXPECT_EQ(record["PostDDMMSSs"], "12° 30' 0.0\" S; 130° 15' 0.0\" E");
-  EXPECT_EQ(record["altitude"], -3.0);
-  EXPECT_EQ(record["moment"], "2021:03:04 05:06:07");
+  const auto position = nlohmann::json::parse(run.output).at(0);
+  EXPECT_EQ(position["latitude"], -12.5);
+  EXPECT_EQ(position["longitude"], 130.25);
+  EXPECT_EQ(position["PostDDMMSSs"], "12° 30' 0.0\" S; 130° 15' 0.0\" E");
+  EXPECT_EQ(position["altitude"], -3.0);
+  EXPECT_EQ(position["moment"], "2021:03:04 05:06:07");
 
   run = runTool({"size", gps.string(), png.string()}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
@@ -163,29 +139,25 @@ TEST(GPSAndSizeCommands, PrintWhatTheEditorReads) {
   ASSERT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(nlohmann::json::parse(run.output),
             nlohmann::json::parse("[{\"SourceFile\": \"" + gps.string() + "\", \"width\": 120, \"height\": 80}]"));
-}
 
-// The embedded images written as JPEG, then the metadata removed with them.
-TEST(ThumbnailPreviewAndCleanCommands, WriteTheEmbeddedImagesThenRemoveThem) {
-  ScratchFolder folder;
+  // The embedded images written as JPEG, then the metadata removed with them.
   const auto file = testing::copySample("ExifTool.jpg", folder.path());
   for (const std::string command : {"thumbnail", "preview"}) {
     const auto written = folder / (command + ".jpg");
-    const auto run = runTool({command, file.string(), written.string()}, folder.path());
+    run = runTool({command, file.string(), written.string()}, folder.path());
     ASSERT_EQ(run.status, 0) << run.errors;
-    const auto record = exifToolRecord(written, {"File:ImageWidth", "File:ImageHeight"});
-    EXPECT_EQ(run.output, written.string() + ": " + record["File:ImageWidth"].dump() + "x" +
-                              record["File:ImageHeight"].dump() + "\n");
+    const auto shape = exifToolRecord(written, {"File:ImageWidth", "File:ImageHeight"});
+    EXPECT_EQ(run.output, written.string() + ": " + shape["File:ImageWidth"].dump() + "x" +
+                              shape["File:ImageHeight"].dump() + "\n");
   }
 
-  const auto missing = (folder / "missing.jpg").string();
-  auto run = runTool({"clean", missing, file.string()}, folder.path());
+  run = runTool({"clean", missing, file.string()}, folder.path());
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.errors.find(missing + ": "), std::string::npos) << run.errors;
-  const auto record = exifToolRecord(file);
-  EXPECT_FALSE(record.contains("EXIF:Make")) << record;
-  EXPECT_FALSE(record.contains("MakerNotes:FileFormat"));
-  EXPECT_EQ(record["File:ImageWidth"], 8);
+  const auto cleaned = exifToolRecord(file);
+  EXPECT_FALSE(cleaned.contains("EXIF:Make")) << cleaned;
+  EXPECT_FALSE(cleaned.contains("MakerNotes:FileFormat"));
+  EXPECT_EQ(cleaned["File:ImageWidth"], 8);
   EXPECT_FALSE(fs::exists(file.string() + "_original"));
 
   // A file without thumbnail, and one that is missing: an error each, and no output file.
@@ -195,6 +167,22 @@ TEST(ThumbnailPreviewAndCleanCommands, WriteTheEmbeddedImagesThenRemoveThem) {
   run = runTool({"preview", missing, (folder / "none.jpg").string()}, folder.path());
   EXPECT_EQ(run.status, 1);
   EXPECT_FALSE(fs::exists(folder / "none.jpg"));
+}
+
+TEST(ReadCommand, EveryCommandThatNeedsTheCatalogueFailsWithoutIt) {
+  ScratchFolder folder;
+  const auto file = testing::copySample("GPS.jpg", folder.path()).string();
+  const auto resources = folder / "resources";  // a folder without the catalogue
+  fs::create_directories(resources);
+  const auto message =
+      "tag catalogue not found at " + (resources / "Tags").string() + "; set ORVELIN_RESOURCES or reinstall\n";
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"read", file}, {"set", file, "-t", "EXIF:Artist=Someone"}, {"gps", file}, {"size", file},
+           {"tag", "EXIF:Make"}, {"catalogue", "info"}}) {
+    const auto run = runTool(arguments, folder.path(), {"ORVELIN_RESOURCES=" + resources.string()});
+    EXPECT_EQ(run.status, 1) << arguments[0];
+    EXPECT_NE(run.errors.find(message), std::string::npos) << arguments[0] << ": " << run.errors;
+  }
 }
 
 // The processes whose parent is `parent`, as pgrep finds them.
