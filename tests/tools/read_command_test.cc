@@ -26,7 +26,7 @@ using testing::ScratchFolder;
 
 // The commands that read, on one folder of copies. One record per file (JSON) or one block of lines
 // (text), the file tags among the values; a file that fails is told, and the others are still read.
-TEST(ReadCommands, RecordsPositionsSizesAndEmbeddedImagesOfOneFolder) {
+TEST(ReadCommands, RecordsPositionsSizesEmbeddedImagesAndNoCatalogue) {
   ScratchFolder folder;
   const auto canon = testing::copySample("Canon.jpg", folder.path());
   const auto gps = testing::copySample("GPS.jpg", folder.path());
@@ -167,19 +167,16 @@ TEST(ReadCommands, RecordsPositionsSizesAndEmbeddedImagesOfOneFolder) {
   run = runTool({"preview", missing, (folder / "none.jpg").string()}, folder.path());
   EXPECT_EQ(run.status, 1);
   EXPECT_FALSE(fs::exists(folder / "none.jpg"));
-}
 
-TEST(ReadCommand, EveryCommandThatNeedsTheCatalogueFailsWithoutIt) {
-  ScratchFolder folder;
-  const auto file = testing::copySample("GPS.jpg", folder.path()).string();
-  const auto resources = folder / "resources";  // a folder without the catalogue
+  // Every command that needs the tag catalogue fails without it.
+  const auto resources = folder / "resources";
   fs::create_directories(resources);
   const auto message =
       "tag catalogue not found at " + (resources / "Tags").string() + "; set ORVELIN_RESOURCES or reinstall\n";
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {"read", file}, {"set", file, "-t", "EXIF:Artist=Someone"}, {"gps", file}, {"size", file},
+           {"read", given}, {"set", given, "-t", "EXIF:Artist=Someone"}, {"gps", given}, {"size", given},
            {"tag", "EXIF:Make"}, {"catalogue", "info"}}) {
-    const auto run = runTool(arguments, folder.path(), {"ORVELIN_RESOURCES=" + resources.string()});
+    run = runTool(arguments, folder.path(), {"ORVELIN_RESOURCES=" + resources.string()});
     EXPECT_EQ(run.status, 1) << arguments[0];
     EXPECT_NE(run.errors.find(message), std::string::npos) << arguments[0] << ": " << run.errors;
   }

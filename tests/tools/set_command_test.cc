@@ -118,7 +118,7 @@ TEST(SetCommand, RefusedValuesAreToldAndTheOthersSaved) {
   EXPECT_EQ(exifToolRecord(file, {"IPTC:Headline"})["IPTC:Headline"], "Communications today");
 }
 
-TEST(SetCommand, FailedFilesPresetsAndEveryCommandsUsageErrors) {
+TEST(SetCommand, FailedFilesPresetsUsageErrorsFoldersAndTheFilesDate) {
   ScratchFolder folder;
   const auto file = testing::copySample("GPS.jpg", folder.path());
   const auto missing = (folder / "missing.jpg").string();
@@ -151,28 +151,25 @@ TEST(SetCommand, FailedFilesPresetsAndEveryCommandsUsageErrors) {
 
   const auto path = file.string();
   // A language is named, in its own name or by its code; "FRANÇAIS" is none of these.
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+  std::vector<std::string> arguments;
+  for (const std::vector<std::string>& usage : std::vector<std::vector<std::string>>{
            {"set", path, "-t", "EXIF:Artist"}, {"set", path, "-t", "Artist=Someone"}, {"set", path, "--clear", "EXIF:"},
            {"set", "-t", "EXIF:Artist=Someone"}, {"set", "--bogus"}, {"set", path, "--gps=somewhere"},
            {"set", path, "--date=EXIF:CreateDate=LATER(hh: 1)"}, {"set", path, "--copy", "EXIF:Artist"},
            {"set", path, "--preset", presetsFile, "--preset-name", "None"},
            {"set", path, "--preset", (folder / "missing.json").string()}, {"read"}, {"size"}, {"thumbnail", path},
            {"read", "--lang", "FRANÇAIS", path}}) {
-    run = runTool(arguments, folder.path());
-    EXPECT_EQ(run.status, 2) << arguments.front() << " " << arguments.back();
-    EXPECT_EQ(run.output, "") << arguments.front() << " " << arguments.back();
+    run = runTool(usage, folder.path());
+    EXPECT_EQ(run.status, 2) << usage.front() << " " << usage.back();
+    EXPECT_EQ(run.output, "") << usage.front() << " " << usage.back();
   }
-}
 
-// A folder (a path without extension): the tags and values go to its images, not to it.
-TEST(SetCommand, FinderTagsAndValuesOnTheImagesOfAFolder) {
-  ScratchFolder folder;
+  // A folder (a path without extension): the tags and values go to its images, not to it.
   const auto album = folder / "album";
   fs::create_directory(album);
   const auto first = testing::copySample("GPS.jpg", album);
   const auto second = testing::copySample("Canon.jpg", album);
-  const auto run =
-      runTool({"set", album.string(), "--finder-tags", "green, blue", "-t", "EXIF:Artist=Folder Artist"}, folder.path());
+  run = runTool({"set", album.string(), "--finder-tags", "green, blue", "-t", "EXIF:Artist=Folder Artist"}, folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(run.output, album.string() + ": EXIF:Artist ORVFinder:Tags\n");
   for (const auto& image : {first, second}) {
@@ -180,17 +177,12 @@ TEST(SetCommand, FinderTagsAndValuesOnTheImagesOfAFolder) {
     EXPECT_EQ(exifToolRecord(image, {"EXIF:Artist"})["EXIF:Artist"], "Folder Artist") << image;
   }
   EXPECT_EQ(testing::finderTagsOf(album), std::vector<std::string>{});
-}
 
-// The file's own date follows EXIF:ModifyDate only when asked.
-TEST(SetCommand, UpdateModifyDateSetsTheFilesDate) {
-  ScratchFolder folder;
-  const auto file = testing::copySample("GPS.jpg", folder.path());
+  // The file's own date follows EXIF:ModifyDate only when asked.
   for (const bool update : {false, true}) {
-    std::vector<std::string> arguments{"set", file.string(), "-t", "EXIF:ModifyDate=2001:02:03 04:05:06", "--force",
-                                       "EXIF:ModifyDate"};
+    arguments = {"set", path, "-t", "EXIF:ModifyDate=2001:02:03 04:05:06", "--force", "EXIF:ModifyDate"};
     if (update) arguments.push_back("--update-modify-date");
-    const auto run = runTool(arguments, folder.path());
+    run = runTool(arguments, folder.path());
     ASSERT_EQ(run.status, 0) << run.errors;
     // In local time, with the zone after it.
     const std::string date = exifToolRecord(file, {"File:FileModifyDate"})["File:FileModifyDate"];

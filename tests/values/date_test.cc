@@ -94,9 +94,8 @@ TEST(DateTimeValueConverter, WritesLocalTimeInItsOwnFormatAndTakesRawDates) {
   EXPECT_EQ(converter.typedValueFromRawValue(Value(moment)), moment);
   EXPECT_EQ(converter.typedValueFromRawValue(Value(PartialDate(2021, 3, 4))), local(2021, 3, 4));
   EXPECT_EQ(converter.typedValueFromRawValue(Value(PartialTime(10, 11, 12))), local(2000, 1, 1, 10, 11, 12));
-  EXPECT_EQ(converter.typedValueFromRawValue(Value("")), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value(20210304)), std::nullopt);
-  EXPECT_EQ(converter.typedValueFromRawValue(Value()), std::nullopt);
+  for (const Value& raw : {Value(""), Value(20210304), Value()})
+    EXPECT_EQ(converter.typedValueFromRawValue(raw), std::nullopt) << raw;
 
   EXPECT_EQ(converter.objectValueFromStringValue("2021:03:04 10:11"), Value("2021:03:04 10:11:00"));
   EXPECT_EQ(converter.formattedValueFromStringValue("20210304"), "2021:03:04 00:00:00");
