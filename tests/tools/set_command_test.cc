@@ -169,7 +169,8 @@ TEST(SetCommand, FailedFilesPresetsUsageErrorsFoldersAndTheFilesDate) {
   fs::create_directory(album);
   const auto first = testing::copySample("GPS.jpg", album);
   const auto second = testing::copySample("Canon.jpg", album);
-  run = runTool({"set", album.string(), "--finder-tags", "green, blue", "-t", "EXIF:Artist=Folder Artist"}, folder.path());
+  run = runTool({"set", album.string(), "--finder-tags", "green, blue", "-t", "EXIF:Artist=Folder Artist"},
+                folder.path());
   ASSERT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(run.output, album.string() + ": EXIF:Artist ORVFinder:Tags\n");
   for (const auto& image : {first, second}) {
@@ -193,20 +194,19 @@ TEST(SetCommand, FailedFilesPresetsUsageErrorsFoldersAndTheFilesDate) {
 // A batch through the task groups: one file that is gone does not stop the others.
 TEST(SetBatch, TwoHundredFilesWithOneGoneSaveTheOthers) {
   ScratchFolder folder;
-  const auto sample = testing::copySample("GPS.jpg", folder.path());
   const auto files = folder / "files";
   fs::create_directory(files);
   std::vector<std::string> paths;
   for (int i = 0; i < 200; ++i) {
     paths.push_back((files / ("image" + std::to_string(i) + ".jpg")).string());
-    if (i != 137) fs::copy_file(sample, paths.back());  // the 137th is named, never made
+    if (i != 137) fs::copy_file(testing::dataDirectory() / "GPS.jpg", paths.back());  // never the 137th
   }
   const auto& gone = paths[137];
   // The options between the files: each takes its one value, and leaves the files that follow.
   std::vector<std::string> arguments{"set", "--quiet"};
   arguments.insert(arguments.end(), paths.begin(), paths.begin() + 100);
-  arguments.insert(arguments.end(),
-                   {"-t", "EXIF:Artist=Batch Artist", "-t", "IPTC:Headline=Batch headline", "--clear", "EXIF:Copyright"});
+  arguments.insert(arguments.end(), {"-t", "EXIF:Artist=Batch Artist", "-t", "IPTC:Headline=Batch headline",
+                                     "--clear", "EXIF:Copyright"});
   arguments.insert(arguments.end(), paths.begin() + 100, paths.end());
 
   const auto run = runTool(arguments, folder.path());
@@ -225,7 +225,8 @@ TEST(SetBatch, TwoHundredFilesWithOneGoneSaveTheOthers) {
   ASSERT_EQ(records.size(), 199u);
   for (const auto& record : records)
     EXPECT_EQ(record, (nlohmann::json{{"SourceFile", record["SourceFile"]}, {"EXIF:Artist", "Batch Artist"},
-                                      {"EXIF:Copyright", ""}, {"IPTC:Headline", "Batch headline"}, {"EXIF:Make", "FUJIFILM"}}));
+                                      {"EXIF:Copyright", ""}, {"IPTC:Headline", "Batch headline"},
+                                      {"EXIF:Make", "FUJIFILM"}}));
   // Nothing left behind beside the files.
   EXPECT_EQ(std::distance(fs::directory_iterator(files), fs::directory_iterator()), 199);
 }

@@ -21,8 +21,8 @@ double dms(double degrees, double minutes, double seconds) { return (seconds / 6
 
 TEST(Coordinate, ValueConstructorFillsEveryPartAndValuesAloneCompare) {
   const Latitude south(-33.5);
-  EXPECT_EQ(std::tie(south.degrees, south.minutes, south.seconds, south.reference),  // the degrees keep their fraction
-            std::make_tuple(33.5, 30.0, 0.0, Latitude::Reference::south));
+  EXPECT_EQ(std::tie(south.degrees, south.minutes, south.seconds, south.reference),
+            std::make_tuple(33.5, 30.0, 0.0, Latitude::Reference::south));  // the degrees keep their fraction
 
   const Longitude east(2.3522);
   EXPECT_DOUBLE_EQ(east.degrees, 2.3522);

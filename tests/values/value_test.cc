@@ -24,7 +24,8 @@ TEST(Value, ReadsAndWritesJSON) {
   EXPECT_EQ(Value::fromJSON(json["ISO"]).kind(), Value::Kind::signedInteger);
   EXPECT_EQ(Value::fromJSON(json["Big"]).kind(), Value::Kind::unsignedInteger);
   for (const auto& [key, expected] : std::initializer_list<std::pair<const char*, Value>>{
-           {"Negative", Value(-12)}, {"ExposureCompensation", Value(-0.7)}, {"Make", Value("Canon")}, {"Flag", Value(true)},
+           {"Negative", Value(-12)}, {"ExposureCompensation", Value(-0.7)}, {"Make", Value("Canon")},
+           {"Flag", Value(true)},
            {"Keywords", Value(Value::Array{Value("a"), Value(1), Value(Value::Array{Value(2.5), Value(false)})})}})
     EXPECT_EQ(Value::fromJSON(json[key]), expected) << key;
   EXPECT_TRUE(Value::fromJSON(json["Missing"]).isNull());
