@@ -128,8 +128,7 @@ TEST(SetCommand, FailedFilesPresetsUsageErrorsFoldersAndTheFilesDate) {
                      folder.path());
   EXPECT_EQ(run.status, 1);
   // Each with the error of its import task.
-  const std::string unsupported =
-      ImportImageTaskError::errorDescription(ImportImageTaskErrorCode::fileIsNotSupported);
+  const std::string unsupported = ImportImageTaskError::errorDescription(ImportImageTaskErrorCode::fileIsNotSupported);
   EXPECT_EQ(run.errors, missing + ": " + readerError() + "\n" + notes.string() + ": " + unsupported + "\n");
   EXPECT_EQ(run.output, file.string() + ": EXIF:Artist\n");
   EXPECT_EQ(exifToolRecord(file, {"EXIF:Artist"})["EXIF:Artist"], "Still saved");
