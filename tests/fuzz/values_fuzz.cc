@@ -1,8 +1,6 @@
-// Arbitrary bytes into every text entry point of the value types: the first byte picks the family
-// (modulo 7), the second the converter, date format or list separator, the rest is the text.
-// Besides surviving, the harness checks for any input that a normalised text normalises to itself,
-// that DateValues and DateEdition descriptions read back, and that a parsed finite coordinate
-// written in decimal degrees reads back to nearly the same numbers.
+// Arbitrary bytes into every text entry point of the value types: byte 0 picks the family (modulo 7),
+// byte 1 the converter, date format or list separator; the rest is the text. Checked besides surviving:
+// normal forms and descriptions read back to themselves, a finite coordinate keeps its decimal degrees.
 
 #include <nlohmann/json.hpp>
 
@@ -42,16 +40,14 @@ const std::vector<std::shared_ptr<const ValueConverter>> kScalarConverters = {
     std::make_shared<SDoubleValueConverter>(), std::make_shared<C3166a3ValueConverter>(),
 };
 
-// The date converters differ in the format they write; each reads every format of the list, so
-// one of them, picked by the input, is enough for a run.
+// Each date converter reads every format of the list, so one of them is enough for a run.
 const decltype(kScalarConverters) kDateConverters = {
     std::make_shared<DateTimeValueConverter>(),           std::make_shared<DateTimeValueConverter>("yyyy:MM:dd"),
     std::make_shared<DateTimeValueConverter>("HH:mm:ss"), std::make_shared<DateTimeValueConverter>("HHmmss"),
     std::make_shared<DateTimeValueConverter>("yyyyMMdd"),
 };
 
-// Every element converter with every separator the catalogue uses, and whether its normal form
-// is checked: a list of dates separated by blanks splits each date anew.
+// Every element converter with every catalogue separator; a date list split by blanks has no normal form.
 const auto kListConverters = [] {
   std::vector<std::pair<std::shared_ptr<const ValueConverter>, bool>> result;
   for (const auto* family : {&kScalarConverters, &kDateConverters})
@@ -64,8 +60,7 @@ const auto kListConverters = [] {
 
 const Date kMoment(std::chrono::seconds(1614852672));
 
-// A normal form of "" is not read again: a list without a readable element normalises to it,
-// and it reads as no list at all (no other converter makes "" of another text).
+// "" as a normal form is not read again: a list of no readable element gives it, and reads it as no list.
 void stringEntryPoints(const ValueConverter& converter, std::string_view text, bool checked = true) {
   (void)converter.rawValueFromStringValue(text);
   (void)converter.objectValueFromStringValue(text);
@@ -88,10 +83,8 @@ void coordinates(std::string_view text) {
   (void)parser.longitude(text);
   const auto coordinate = parser.coordinate(text);
   if (!coordinate) return;
-  const double latitude = coordinate->latitude.value;
-  const double longitude = coordinate->longitude.value;
-  // More than 308 digits read as an infinity, which the writer refuses to cut into degrees
-  // and minutes (by stopping the process): nothing more to check.
+  const double latitude = coordinate->latitude.value, longitude = coordinate->longitude.value;
+  // More than 308 digits read as an infinity, which the writer refuses by stopping the process.
   if (!(std::fabs(latitude) <= 1e9 && std::fabs(longitude) <= 1e9)) return;
   const CoordinateWriter writer;
   (void)writer.DDMMmmm(*coordinate);
@@ -119,8 +112,7 @@ void dateValues(std::string_view text) {
   (void)values.shiftDate(kMoment);
 }
 
-// A JSON text as a raw value; an object, which has no raw counterpart, member by member, as
-// exiftool's output comes. Every scalar converter reads each, and one date and one list converter.
+// A JSON text as a raw value, and an object's members one by one (as exiftool's output comes).
 void json(std::string_view text, std::uint8_t choice) {
   const auto parsed = nlohmann::json::parse(text, nullptr, false);
   if (parsed.is_discarded()) return;

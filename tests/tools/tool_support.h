@@ -21,9 +21,8 @@ struct ToolRun {
   std::string errors;
 };
 
-// A run of bin/orvelin (next to the test program) with `arguments`, its home, temporary and
-// configuration folders in `scratch`; `environment` ("NAME=value") comes before what the test
-// program passes on of its own, in place of the same names.
+// A run of bin/orvelin (next to the test program) with `arguments`, its home, temporary and configuration
+// folders in `scratch`; `environment` ("NAME=value") replaces what the test program passes on of its own.
 inline ProcessRequest toolRequest(const std::vector<std::string>& arguments, const std::filesystem::path& scratch,
                                   const std::vector<std::string>& environment = {}) {
   ProcessRequest request;
@@ -56,10 +55,8 @@ inline nlohmann::json exifToolRecord(const std::filesystem::path& file, const st
   for (const auto& tag : tags) arguments.push_back("-" + tag);
   arguments.push_back(file.string());
   cli.run(arguments);
-  const auto output = cli.buildStdOutString();
-  if (!output || output->empty()) return nlohmann::json::object();
-  const auto records = nlohmann::json::parse(*output);
-  return records.empty() ? nlohmann::json::object() : records.front();
+  const auto records = nlohmann::json::parse(cli.buildStdOutString().value_or(""), nullptr, false);
+  return records.is_array() && !records.empty() ? records.front() : nlohmann::json::object();
 }
 
 }  // namespace orvelin::testing

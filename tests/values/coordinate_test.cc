@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <unordered_set>
 
 #include "orvelin/values/coordinate_parser.h"
@@ -20,10 +21,8 @@ double dms(double degrees, double minutes, double seconds) { return (seconds / 6
 
 TEST(Coordinate, ValueConstructorFillsEveryPartAndValuesAloneCompare) {
   const Latitude south(-33.5);
-  EXPECT_EQ(south.degrees, 33.5);  // the fraction stays
-  EXPECT_EQ(south.minutes, 30.0);
-  EXPECT_EQ(south.seconds, 0.0);
-  EXPECT_EQ(south.reference, Latitude::Reference::south);
+  EXPECT_EQ(std::tie(south.degrees, south.minutes, south.seconds, south.reference),
+            std::make_tuple(33.5, 30.0, 0.0, Latitude::Reference::south));  // the degrees keep their fraction
 
   const Longitude east(2.3522);
   EXPECT_DOUBLE_EQ(east.degrees, 2.3522);
@@ -44,8 +43,7 @@ TEST(Coordinate, ValueConstructorFillsEveryPartAndValuesAloneCompare) {
   EXPECT_EQ(std::hash<Latitude>()(edited), std::hash<Latitude>()(Latitude(48.5)));
   EXPECT_NE(Latitude(48.5), Latitude(-48.5));
 
-  Coordinate a(48.5, 2.5);
-  Coordinate b(48.5, 2.5);
+  Coordinate a(48.5, 2.5), b = a;
   b.longitude.minutes = 59.0;
   EXPECT_EQ(a, b);
   EXPECT_NE(a, Coordinate(48.5, 2.25));
@@ -53,8 +51,7 @@ TEST(Coordinate, ValueConstructorFillsEveryPartAndValuesAloneCompare) {
   EXPECT_EQ(set.size(), 2u);
 }
 
-// What coordinate() reads from a whole text, the first of its four forms that reads it winning;
-// absent where none does.
+// What coordinate() reads from a whole text, the first of its four forms that reads it winning.
 TEST(CoordinateParser, ReadsPairsInTheFourForms) {
   const CoordinateParser parser;
   const Coordinate parisDMS(dms(48, 51, 23.8), dms(2, 21, 7.9));
@@ -65,14 +62,13 @@ TEST(CoordinateParser, ReadsPairsInTheFourForms) {
       {"48.8566, 2.3522", kParis},    {"48,8566 2,3522", kParis},    {" 48.85660°; 2.35220° ", kParis},
       {"-48.5, -2.5", Coordinate(-48.5, -2.5)},    {"- 12.5|+3", Coordinate(-12.5, 3.0)},
       {"-33.868820000000001, 151.209295000000000", Coordinate(-33.86882, 151.209295)},
-      // Nothing between the numbers: backtracking alone splits them, the last digit going to
-      // the longitude.
+      // Nothing between the numbers: backtracking gives the longitude the last digit.
       {"12.34", Coordinate(12.3, 4.0)},    {"48.8566°", Coordinate(48.856, 6.0)},
       {"N 48 51.396 E 2 21.132", kParis},    {"S 48 51.396; W 2 21.132", Coordinate(-48.8566, -2.3522)},
       {"s 48° 51,396' w 2° 21,132'", Coordinate(-48.8566, -2.3522)},
+      {"120, 400", Coordinate(120.0, 400.0)},  // no range check
       {"N 48° 51' 23.8\"; E 02° 21' 7.9\"", parisDMS},    {"48 51 23.8 N, 2 21 7.9 E", parisDMS},
       {"48 51 23.8 s 2 21 7.9 w", Coordinate(-parisDMS.latitude.value, -parisDMS.longitude.value)},
-      {"120, 400", Coordinate(120.0, 400.0)},  // no range check
       // GPS.jpg's position as exiftool prints it with -n, and with -c "%d %d %.6f".
       {"54.9896666666667 -1.91416666666667", Coordinate(54.9896666666667, -1.91416666666667)},
       {"54 59 22.800000 N, 1 54 51.000000 W", Coordinate(dms(54, 59, 22.8), -dms(1, 54, 51.0))},
@@ -88,6 +84,7 @@ TEST(CoordinateParser, ReadsPairsInTheFourForms) {
                            "48.8566;; 2.3522;"})
     EXPECT_EQ(parser.coordinate(text), std::nullopt) << '"' << text << '"';
 }
+
 TEST(CoordinateParser, SingleValuesAndTheirParts) {
   const CoordinateParser parser;
   EXPECT_EQ(parser.latitudeValue("48.8566°"), 48.8566);
@@ -113,9 +110,8 @@ TEST(CoordinateParser, MatchesNeedTheirExactGroups) {
   EXPECT_EQ(parser.longitudeFromPreDDMMSSsMatches({"E", "1", "30"}), std::nullopt);
 }
 
-// Runs of digits or blanks that the optional groups could share would make the patterns
-// backtrack for longer than anyone waits; such texts are refused after a bounded amount of
-// work. Without the bound this test does not end.
+// Runs of digits or blanks that the optional groups could share make the patterns backtrack for
+// ages: such texts are refused after a bounded amount of work. Without the bound this test never ends.
 TEST(CoordinateParser, PathologicalTextsAreRefused) {
   const CoordinateParser parser;
   for (const std::string& text : {std::string(400, '1') + "x", std::string(2000, ' ') + "x",

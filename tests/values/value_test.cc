@@ -8,6 +8,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 namespace orvelin {
 namespace {
@@ -22,14 +23,13 @@ TEST(Value, ReadsAndWritesJSON) {
   // A JSON integer within range has no sign kind.
   EXPECT_EQ(Value::fromJSON(json["ISO"]).kind(), Value::Kind::signedInteger);
   EXPECT_EQ(Value::fromJSON(json["Big"]).kind(), Value::Kind::unsignedInteger);
-  EXPECT_EQ(Value::fromJSON(json["Negative"]), Value(-12));
-  EXPECT_EQ(Value::fromJSON(json["ExposureCompensation"]), Value(-0.7));
-  EXPECT_EQ(Value::fromJSON(json["Make"]), Value("Canon"));
-  EXPECT_EQ(Value::fromJSON(json["Flag"]), Value(true));
+  for (const auto& [key, expected] : std::initializer_list<std::pair<const char*, Value>>{
+           {"Negative", Value(-12)}, {"ExposureCompensation", Value(-0.7)}, {"Make", Value("Canon")},
+           {"Flag", Value(true)},
+           {"Keywords", Value(Value::Array{Value("a"), Value(1), Value(Value::Array{Value(2.5), Value(false)})})}})
+    EXPECT_EQ(Value::fromJSON(json[key]), expected) << key;
   EXPECT_TRUE(Value::fromJSON(json["Missing"]).isNull());
   EXPECT_TRUE(Value::fromJSON(json["Struct"]).isNull());  // objects have no counterpart
-  EXPECT_EQ(Value::fromJSON(json["Keywords"]),
-            Value(Value::Array{Value("a"), Value(1), Value(Value::Array{Value(2.5), Value(false)})}));
 
   for (const auto* key : {"ISO", "ExposureCompensation", "Big", "Negative", "Make", "Flag", "Missing", "Keywords"})
     EXPECT_EQ(Value::fromJSON(json[key]).toJSON(), json[key]) << key;
