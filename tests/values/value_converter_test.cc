@@ -216,6 +216,7 @@ TEST(StringValueConverter, KeepsTextsAndDescribesNumbers) {
   };
   for (const auto& [raw, expected] : cases) EXPECT_EQ(converter.stringValueFromRawValue(raw), expected) << raw;
   EXPECT_EQ(converter.jsonValueFromRawValue(Value(true)), Value("1"));  // as the text
+  EXPECT_EQ(converter.jsonValueFromRawValue(Value(2)), Value("2"));
   EXPECT_EQ(converter.stringValueFromStringValue(" x "), " x ");
   EXPECT_EQ(converter.stringValueFromStringValue(""), "");
   EXPECT_EQ(converter.stringValueFromStringValue(std::nullopt), std::nullopt);
