@@ -353,6 +353,13 @@ TEST_F(MetadataETWriterTest, EveryValueRefusedOrNotEncoded) {
     EXPECT_THAT(recorder.events(), ElementsAre("locked", "will-begin", "did-end", "unlocked"));
     editor->unsafeSetValue(std::nullopt, name);
   }
+  // exiftool ends without an error but updates no file: no value was saved.
+  editor->setValue(std::string("Me"), artist);
+  RecordingRunner unchanged(ProcessResult{true, 0, "    0 image files updated\n    1 image files unchanged\n", ""});
+  MetadataETWriter writer;
+  EXPECT_THROW(writeImageFileEditor(writer, *editor), MetadataETWriterError);
+  EXPECT_THAT(editor->writtenValue(artist), Optional(std::string("Me")));
+  EXPECT_EQ(readFile(source), original);
 }
 
 // Each file operation of a save, failing in turn, leaves the file whole under its own name: as it
