@@ -21,6 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
 using ::testing::Not;
 
 const TagName artist("EXIF", "Artist");
@@ -119,9 +121,7 @@ TEST_F(ImageTasks, TheErrorsOfBadInputs) {
       {"no editor", std::make_shared<SaveTask>(SaveImageEditionsTaskInput{}), {}, Save::editorIsMissing},
       {"an unknown editor", std::make_shared<SaveTask>(SaveImageEditionsTaskInput{plain}), {}, Save::editorIsUnknown},
   };
-  int lockNotes = 0;
-  testing::Observation lock(MetadataEditor::didChangeLockStateNotification, plain.get(),
-                            [&](const Notification&) { ++lockNotes; });
+  testing::EventRecorder locks(plain);
   for (const auto& c : cases) {
     c.task->performFromBackground();
     EXPECT_EQ(c.task->status(), TaskStatus::failed) << c.name;
@@ -129,7 +129,7 @@ TEST_F(ImageTasks, TheErrorsOfBadInputs) {
     EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*c.task), c.saveCode) << c.name;
   }
   EXPECT_EQ(cases[4].task->errorDescription(), "Editor is missing");
-  EXPECT_EQ(lockNotes, 2);  // locked for the attempt, then released
+  EXPECT_THAT(locks.events(), ElementsAre("locked", "unlocked"));  // for the attempt
   EXPECT_TRUE(plain->isEdited());
 }
 
@@ -207,7 +207,7 @@ TEST_F(ImageTasks, LockBeforeProcessing) {
     ASSERT_FALSE(asked.empty());
     EXPECT_EQ(asked.front(), lockedFromStart ? "locked" : "unlocked");
     if (lockedFromStart) {
-      EXPECT_THAT(asked, Not(Contains("unlocked")));
+      EXPECT_THAT(asked, Each("locked"));
     }
     // One lock and one unlock whoever takes it; nothing but the host's lock is left.
     EXPECT_EQ(lockNotes, c.heldByHost ? 0 : 2);
@@ -226,14 +226,14 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   reader.setupDefaultForEditorReading();
   auto album = readImageFolder(reader, inside);
   auto file = readImageFile(reader, testing::copySample("ExifTool.jpg", folder.path()));
-  for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file}) {
+  const std::vector<std::shared_ptr<MetadataEditor>> editors{album, file};
+  for (const auto& editor : editors) {
     editor->setValue("2001:02:03 04:05:06", TagName::exifModifyDate);
     editor->setValue("2001:02:03 04:05:06", TagName::exifCreateDate);
   }
   testing::RecordingRunner runner;
   // Both dates asked; the IPTC and correction options left to their defaults.
-  auto group = SaveImageEditionsTasksGenerator({album, file}, std::nullopt, std::nullopt, true, true).generateGroup();
-  ASSERT_EQ(group->tasks.size(), 2u);
+  auto group = SaveImageEditionsTasksGenerator(editors, std::nullopt, std::nullopt, true, true).generateGroup();
   std::optional<testing::DebugLogCapture> log(std::in_place);
   run(group);
   const auto text = log->text();
@@ -260,10 +260,9 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   }
 
   // The other way round, and no creation date asked.
-  for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file})
-    editor->setValue("Again", artist);
+  for (const auto& editor : editors) editor->setValue("Again", artist);
   log.emplace();
-  run(SaveImageEditionsTasksGenerator({album, file}, true, false).generateGroup());
+  run(SaveImageEditionsTasksGenerator(editors, true, false).generateGroup());
   const auto again = log->text();
   EXPECT_EQ(testing::occurrences(again, "FileCreateDate cannot be set"), 0u);
   EXPECT_EQ(testing::occurrences(again, "File creation date of"), 0u);
