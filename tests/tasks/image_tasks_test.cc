@@ -146,10 +146,7 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   // Each task takes the generator's options.
   const auto planned = SaveImageEditionsTasksGenerator({edited}, true, false, true, false, "%f-x", false).generateTasks();
   ASSERT_EQ(planned.size(), 1u);
-  const auto input = planned[0]->input();
-  ASSERT_TRUE(input);
-  EXPECT_EQ(input->editor, edited);
-  EXPECT_EQ(input->renamingPattern, "%f-x");
+  EXPECT_EQ(planned[0]->input().value().renamingPattern, "%f-x");
 
   auto group = SaveImageEditionsTasksGenerator({edited, untouched, locked}).generateGroup();
   ASSERT_EQ(group->tasks.size(), 1u);
