@@ -143,14 +143,14 @@ TEST_F(TaskEngine, AGroupOfThreeWithOneFailure) {
               ElementsAre("did-add, pending 3", "note did-add, pending 3"));
   // Each change of status and each count of the group: the delegate, then the notification, then
   // nothing in between.
-  for (const char* change : {"a processing", "a completed", "b processing", "b failed", "c processing", "c completed",
-                             "group 1", "group 2", "group 3"})
+  for (const char* change : {"a processing", "a completed", "b processing", "b failed", "c processing",
+                             "c completed", "group 1", "group 2", "group 3"})
     EXPECT_TRUE(followedBy(events, std::string("delegate ") + change, std::string("note ") + change)) << change;
-  EXPECT_EQ(std::count_if(events.begin(), events.end(), [](const auto& e) { return e.rfind("delegate ", 0) == 0; }), 9);
+  EXPECT_EQ(std::ranges::count_if(events, [](const auto& e) { return e.starts_with("delegate "); }), 9);
   // The end: the last count, the delegate's did-remove, the notification, then the flush.
   EXPECT_THAT(std::vector<std::string>(events.end() - 7, events.end()),
-              ElementsAre("delegate group 3", "note group 3", "did-remove 1", "note did-remove", "flush a", "flush b",
-                          "flush c"));
+              ElementsAre("delegate group 3", "note group 3", "did-remove 1", "note did-remove", "flush a",
+                          "flush b", "flush c"));
 
   EXPECT_EQ(a->errorDescription(), "");
 }
@@ -214,7 +214,7 @@ int countOnQueueThreads() {
   manager.waitAllGroups();
   const auto labels = removals.events();
   return static_cast<int>(std::count_if(groups.begin(), groups.end(), [&](const auto& group) {
-    return std::count(labels.begin(), labels.end(), group->label) != 1 || group->doneUnit() != group->totalUnit();
+    return std::ranges::count(labels, group->label) != 1 || group->doneUnit() != group->totalUnit();
   }));
 }
 
@@ -289,8 +289,9 @@ TEST_F(TaskEngine, ACancelRacingTheStartNeverCancelsARunningTask) {
   // Either the cancel came first and the body never ran, or the body ran to completion, and the
   // task went through the allowed steps only.
   for (int i = 0; i < kRounds; ++i) {
-    EXPECT_THAT(journals[i].events(), AnyOf(ElementsAre("delegate race cancelled"),
-                                            ElementsAre("delegate race processing", "body", "delegate race completed")))
+    EXPECT_THAT(journals[i].events(),
+                AnyOf(ElementsAre("delegate race cancelled"),
+                      ElementsAre("delegate race processing", "body", "delegate race completed")))
         << "round " << i;
   }
 }
