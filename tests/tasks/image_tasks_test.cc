@@ -20,8 +20,14 @@ namespace orvelin {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::AllOf;
 using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
 using ::testing::Not;
+using ::testing::Pointee;
+using ::testing::Property;
+using ::testing::SizeIs;
 
 const TagName artist("EXIF", "Artist");
 
@@ -86,11 +92,9 @@ TEST_F(ImageTasks, ImportKeepsOrderAndReportsFailures) {
   EXPECT_TRUE(hasEditorsImportTasks(*group));
   std::vector<std::shared_ptr<MetadataEditor>> seen;
   run(group, [&] { seen = importedEditors(*group); });
-  ASSERT_EQ(seen.size(), 3u);
-  EXPECT_EQ(seen[0]->url(), jpeg);
-  EXPECT_EQ(seen[1]->url(), png);
+  const auto of = [](const fs::path& url) { return Pointee(Property(&MetadataEditor::url, url)); };
+  ASSERT_THAT(seen, ElementsAre(of(jpeg), of(png), of(plain)));
   EXPECT_TRUE(dynamic_cast<ETFolderMetadataEditor*>(seen[2].get()));
-  EXPECT_EQ(seen[2]->url(), plain);
   EXPECT_TRUE(seen[2]->currentTagNames().empty());
   EXPECT_EQ(seen[0]->currentValue(TagName("EXIF", "Make")), "Canon");
   EXPECT_TRUE(importedEditors(*group).empty());  // flushed after the handler
@@ -119,9 +123,7 @@ TEST_F(ImageTasks, TheErrorsOfBadInputs) {
       {"no editor", std::make_shared<SaveTask>(SaveImageEditionsTaskInput{}), {}, Save::editorIsMissing},
       {"an unknown editor", std::make_shared<SaveTask>(SaveImageEditionsTaskInput{plain}), {}, Save::editorIsUnknown},
   };
-  int lockNotes = 0;
-  testing::Observation lock(MetadataEditor::didChangeLockStateNotification, plain.get(),
-                            [&](const Notification&) { ++lockNotes; });
+  testing::EventRecorder locks(plain);
   for (const auto& c : cases) {
     c.task->performFromBackground();
     EXPECT_EQ(c.task->status(), TaskStatus::failed) << c.name;
@@ -129,7 +131,7 @@ TEST_F(ImageTasks, TheErrorsOfBadInputs) {
     EXPECT_EQ(codeOf<SaveImageEditionsTaskError>(*c.task), c.saveCode) << c.name;
   }
   EXPECT_EQ(cases[4].task->errorDescription(), "Editor is missing");
-  EXPECT_EQ(lockNotes, 2);  // locked for the attempt, then released
+  EXPECT_THAT(locks.events(), ElementsAre("locked", "unlocked"));  // for the attempt
   EXPECT_TRUE(plain->isEdited());
 }
 
@@ -144,10 +146,7 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditors) {
   // Each task takes the generator's options.
   const auto planned = SaveImageEditionsTasksGenerator({edited}, true, false, true, false, "%f-x", false).generateTasks();
   ASSERT_EQ(planned.size(), 1u);
-  const auto input = planned[0]->input();
-  ASSERT_TRUE(input);
-  EXPECT_EQ(input->editor, edited);
-  EXPECT_EQ(input->renamingPattern, "%f-x");
+  EXPECT_EQ(planned[0]->input().value().renamingPattern, "%f-x");
 
   auto group = SaveImageEditionsTasksGenerator({edited, untouched, locked}).generateGroup();
   ASSERT_EQ(group->tasks.size(), 1u);
@@ -207,7 +206,7 @@ TEST_F(ImageTasks, LockBeforeProcessing) {
     ASSERT_FALSE(asked.empty());
     EXPECT_EQ(asked.front(), lockedFromStart ? "locked" : "unlocked");
     if (lockedFromStart) {
-      EXPECT_THAT(asked, Not(Contains("unlocked")));
+      EXPECT_THAT(asked, Each("locked"));
     }
     // One lock and one unlock whoever takes it; nothing but the host's lock is left.
     EXPECT_EQ(lockNotes, c.heldByHost ? 0 : 2);
@@ -226,14 +225,14 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   reader.setupDefaultForEditorReading();
   auto album = readImageFolder(reader, inside);
   auto file = readImageFile(reader, testing::copySample("ExifTool.jpg", folder.path()));
-  for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file}) {
+  const std::vector<std::shared_ptr<MetadataEditor>> editors{album, file};
+  for (const auto& editor : editors) {
     editor->setValue("2001:02:03 04:05:06", TagName::exifModifyDate);
     editor->setValue("2001:02:03 04:05:06", TagName::exifCreateDate);
   }
   testing::RecordingRunner runner;
   // Both dates asked; the IPTC and correction options left to their defaults.
-  auto group = SaveImageEditionsTasksGenerator({album, file}, std::nullopt, std::nullopt, true, true).generateGroup();
-  ASSERT_EQ(group->tasks.size(), 2u);
+  auto group = SaveImageEditionsTasksGenerator(editors, std::nullopt, std::nullopt, true, true).generateGroup();
   std::optional<testing::DebugLogCapture> log(std::in_place);
   run(group);
   const auto text = log->text();
@@ -252,27 +251,18 @@ TEST_F(ImageTasks, FolderAndFileSaveOptions) {
   EXPECT_EQ(testing::occurrences(text, "File creation date of " + file->url().string() + " cannot be set"), 1u);
   EXPECT_EQ(testing::occurrences(text, "File creation date of " + inside.string()), 0u);
   // By default the IPTC text is declared UTF-8 and exiftool does not correct.
-  auto writes = runner.takeWrites();
-  ASSERT_EQ(writes.size(), 2u);
-  for (const auto& arguments : writes) {
-    EXPECT_THAT(arguments, Contains("-IPTC:CodedCharacterSet=UTF8"));
-    EXPECT_THAT(arguments, Not(Contains("-F")));
-  }
+  const auto utf8 = Contains("-IPTC:CodedCharacterSet=UTF8");
+  const auto correcting = Contains("-F");
+  EXPECT_THAT(runner.takeWrites(), AllOf(SizeIs(2), Each(AllOf(utf8, Not(correcting)))));
 
   // The other way round, and no creation date asked.
-  for (const auto& editor : std::vector<std::shared_ptr<MetadataEditor>>{album, file})
-    editor->setValue("Again", artist);
+  for (const auto& editor : editors) editor->setValue("Again", artist);
   log.emplace();
-  run(SaveImageEditionsTasksGenerator({album, file}, true, false).generateGroup());
+  run(SaveImageEditionsTasksGenerator(editors, true, false).generateGroup());
   const auto again = log->text();
   EXPECT_EQ(testing::occurrences(again, "FileCreateDate cannot be set"), 0u);
   EXPECT_EQ(testing::occurrences(again, "File creation date of"), 0u);
-  writes = runner.takeWrites();
-  ASSERT_EQ(writes.size(), 2u);
-  for (const auto& arguments : writes) {
-    EXPECT_THAT(arguments, Not(Contains("-IPTC:CodedCharacterSet=UTF8")));
-    EXPECT_THAT(arguments, Contains("-F"));
-  }
+  EXPECT_THAT(runner.takeWrites(), AllOf(SizeIs(2), Each(AllOf(Not(utf8), correcting))));
   EXPECT_EQ(exifTool(file->url(), "EXIF:Artist"), "Again");
 }
 
