@@ -403,12 +403,16 @@ TEST_F(MetadataEditorTest, ReadersGiveTheirPasswordAndAFolderRunsNoProcess) {
   EXPECT_TRUE(runner.commands().empty());
 }
 
-TEST_F(MetadataEditorTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
-  // GPS.jpg (120 x 80) gets Canon.jpg (8 x 8) as its EXIF thumbnail.
+TEST_F(MetadataEditorTest, ThumbnailIsTheEmbeddedOneElseAPictureOfTheImage) {
+  // GPS.jpg (120 x 80) says its thumbnail is 28 bytes long, but they are no image: exiftool is
+  // asked, and the picture of the main image is the answer.
   const auto path = copySample("GPS.jpg", scratch.path());
+  EXPECT_EQ(thumbnailOf(*readEditor(path)), Thumbnail(1, "120x80"));
+
+  // With Canon.jpg (8 x 8) as its EXIF thumbnail, exiftool extracts that one.
   testing::exifToolInPlace(path, {"-ThumbnailImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
   auto editor = readEditor(path);
-  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8")) << "exiftool extracts the embedded thumbnail";
+  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
 
   // A pending "0" or empty length skips the embedded one: no process, a picture of the image.
   for (const std::string pending : {"0", ""}) {
@@ -423,13 +427,6 @@ TEST_F(MetadataEditorTest, ThumbnailIsTheEmbeddedOneWhileItsLengthsSaySo) {
   EXPECT_EQ(thumbnailOf(*editor), Thumbnail(0, "120x80"));
   restoreThumbnail(*editor);
   EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
-}
-
-TEST_F(MetadataEditorTest, ThumbnailFallsBackOnAPictureOfTheImage) {
-  // GPS.jpg says its thumbnail is 28 bytes long, but they are no image: exiftool is asked, and
-  // the picture of the main image is the answer.
-  auto broken = readEditor(copySample("GPS.jpg", scratch.path()));
-  EXPECT_EQ(thumbnailOf(*broken), Thumbnail(1, "120x80"));
 
   // A pending length on a file without a thumbnail: the file's own length decides.
   auto without = readEditor(copySample("Canon.jpg", scratch.path()));
