@@ -5,11 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <future>
 #include <map>
 #include <string>
 #include <thread>
@@ -347,7 +343,7 @@ TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
 }
 
 // Observers may read the editor on the thread that posts: nothing is posted while the editor's
-// own lock is held, in a save as in an edit. A deadlock aborts the test rather than hang it.
+// own lock is held, in a save as in an edit (else the test hangs until ctest's time limit).
 TEST_F(MetadataEditorTest, ObserversReadTheEditorOnThePostingThread) {
   auto editor = jpegEditor();
   editor->setValue(std::string("Ada"), artist);
@@ -357,20 +353,11 @@ TEST_F(MetadataEditorTest, ObserversReadTheEditorOnThePostingThread) {
   testing::Observation locks(MetadataEditor::didChangeLockStateNotification, editor.get(), read);
   testing::Observation begins(EditionsManager::willBeginSessionNotification, manager, read);
   testing::Observation ends(EditionsManager::didEndSessionNotification, manager, read);
-  std::promise<void> done;
-  std::thread watchdog([finished = done.get_future()] {
-    if (finished.wait_for(std::chrono::minutes(1)) == std::future_status::timeout) {
-      std::fprintf(stderr, "deadlock: an observer could not read the editor\n");
-      std::abort();
-    }
-  });
   auto storage = editor->storage();
   editor->prepareInternalSaveChanges(storage);
   editor->performInternalFlushChanges(storage);
   editor->concludeInternalSaveChanges(storage);
   editor->setValue(std::string("Bob"), artist);  // a session of its own
-  done.set_value();
-  watchdog.join();
   EXPECT_THAT(seen, ElementsAre("Ada", "Ada", "Ada", "Ada", "Bob", "Bob"));
 }
 
@@ -884,9 +871,7 @@ TEST_F(EditorOperations, GPSWritersStoreMagnitudeAndReference) {
   setEXIFGPSDateTime(*editor, moment);
   EXPECT_EQ(editor->currentValue(TagName::exifGPSDateStamp), "2021:12:31");
   EXPECT_EQ(editor->currentValue(TagName::exifGPSTimeStamp), "23:59:58");
-  EXPECT_EQ(exifGPSDateStamp(*editor), PartialDate(2021, 12, 31));
-  EXPECT_EQ(exifGPSTimeStamp(*editor), PartialTime(23, 59, 58));
-  EXPECT_EQ(exifGPSDateTime(*editor), moment);
+  EXPECT_EQ(exifGPSDateTime(*editor), moment);  // read from both stamps
   setEXIFGPSTimeStamp(*editor, std::nullopt);
   EXPECT_EQ(exifGPSDateTime(*editor), std::nullopt);
   setEXIFGPSTimeStamp(*editor, PartialTime(1, 2, 3));
@@ -1073,8 +1058,7 @@ TEST_F(EditorOperations, ConcurrentOperations) {
   EXPECT_TRUE(coordinate->latitude.value >= 0 && coordinate->latitude.value <= 3);
   EXPECT_TRUE(coordinate->longitude.value <= 0 && coordinate->longitude.value >= -3);
   // Merges may be lost to each other, never half made.
-  const auto headline = *shared->currentValue(tag("IPTC:Headline"));
-  EXPECT_EQ(headline.rfind("start x", 0), 0u);
+  EXPECT_THAT(shared->currentValue(tag("IPTC:Headline")), Optional(::testing::StartsWith("start x")));
   for (const auto& editor : own) EXPECT_FALSE(editor->isEdited());
   EXPECT_FALSE(EditionsManager::shared().isInSession());
   EXPECT_GE(recorder.sets().size(), 1u);
