@@ -373,21 +373,7 @@ Thumbnail thumbnailOf(const MetadataEditor& editor) {
           image ? std::to_string(image->width()) + "x" + std::to_string(image->height()) : "none"};
 }
 
-// A file is read through exiftool and a folder without a process; each takes the reader's password.
-TEST_F(MetadataEditorTest, ReadersGiveTheirPasswordAndAFolderRunsNoProcess) {
-  auto file = readEditor(copySample("Canon.jpg", scratch.path()), std::string("pass"));
-  EXPECT_THAT(file->originalValue(make), Optional(std::string("Canon")));
-  EXPECT_EQ(file->password(), std::optional<std::string>("pass"));
-  EXPECT_THROW(readEditor(scratch / "missing.jpg"), std::exception);
-
-  testing::RecordingRunner runner;
-  auto folder = readImageFolder(MetadataETReader(std::string("pass")), scratch / "album");
-  EXPECT_EQ(folder->password(), std::optional<std::string>("pass"));
-  EXPECT_EQ(folder->extractThumbnail(), std::nullopt);
-  EXPECT_TRUE(runner.commands().empty());
-}
-
-TEST_F(MetadataEditorTest, ThumbnailIsTheEmbeddedOneElseAPictureOfTheImage) {
+TEST_F(MetadataEditorTest, ReadEditorsKeepTheirPasswordAndGiveTheirThumbnail) {
   // GPS.jpg (120 x 80) says its thumbnail is 28 bytes long, but they are no image: exiftool is
   // asked, and the picture of the main image is the answer.
   const auto path = copySample("GPS.jpg", scratch.path());
@@ -413,7 +399,8 @@ TEST_F(MetadataEditorTest, ThumbnailIsTheEmbeddedOneElseAPictureOfTheImage) {
   EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
 
   // A pending length on a file without a thumbnail: the file's own length decides.
-  auto without = readEditor(copySample("Canon.jpg", scratch.path()));
+  auto without = readEditor(copySample("Canon.jpg", scratch.path()), std::string("pass"));
+  EXPECT_EQ(without->password(), std::optional<std::string>("pass"));
   without->unsafeSetValue(std::string("1000"), TagName::exifThumbnailLength);
   EXPECT_EQ(thumbnailOf(*without), Thumbnail(0, "8x8"));
 
@@ -422,6 +409,14 @@ TEST_F(MetadataEditorTest, ThumbnailIsTheEmbeddedOneElseAPictureOfTheImage) {
   const auto notes =
       MetadataEditor::create<ETImageMetadataEditor>(ReadWriteStorage(scratch / "notes.jpg"), std::nullopt);
   EXPECT_EQ(thumbnailOf(*notes), Thumbnail(0, "none"));
+  EXPECT_THROW(readEditor(scratch / "missing.jpg"), std::exception);
+
+  // A folder takes its reader's password too, and no process, not even for a thumbnail.
+  testing::RecordingRunner runner;
+  auto folder = readImageFolder(MetadataETReader(std::string("pass")), scratch / "album");
+  EXPECT_EQ(folder->password(), std::optional<std::string>("pass"));
+  EXPECT_EQ(folder->extractThumbnail(), std::nullopt);
+  EXPECT_TRUE(runner.commands().empty());
 }
 
 // One editor edited from many threads while another thread saves it (run under ThreadSanitizer too).
