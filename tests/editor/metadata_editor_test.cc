@@ -490,9 +490,8 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
 }
 
 // =============================================================================================
-// The operations built on the editor's slots: values, Finder tags, edits with intent, dates,
-// presets, GPS and image facts, on editors over storages filled here (file type "jpg", whose
-// streams EXIF and IPTC are editable and File readable).
+// The operations built on the editor's slots, on editors over storages filled here (file type
+// "jpg", whose streams EXIF and IPTC are editable and File readable).
 
 using EditorOperations = MetadataEditorTest;
 const DateTimeValueConverter dateText;
