@@ -72,12 +72,10 @@ class MetadataEditorTest : public ::testing::Test {
   static void SetUpTestSuite() { TagsResources::shared().reload(); }
 
   std::shared_ptr<ETImageMetadataEditor> readSample(const std::string& sample, const std::string& as = "") {
-    auto path = copySample(sample, scratch.path());
-    if (!as.empty()) {
-      fs::rename(path, scratch / as);
-      path = scratch / as;
-    }
-    return readEditor(path);
+    const auto path = copySample(sample, scratch.path());
+    if (as.empty()) return readEditor(path);
+    fs::rename(path, scratch / as);
+    return readEditor(scratch / as);
   }
 
   ScratchFolder scratch;
