@@ -199,7 +199,8 @@ TEST_F(MetadataEditorTest, ForceAndUnsafeSetValueSkipTheChecks) {
   EXPECT_TRUE(editor->isValueEdited(make)) << "pending although equal to the original";
   editor->forceValue(fileSize);  // not editable
   EXPECT_FALSE(editor->isValueEdited(fileSize));
-  EXPECT_THAT(recorder.namesOf(editor), ElementsAre(Optional(ElementsAre(artist)), Optional(ElementsAre(make))));
+  EXPECT_THAT(recorder.namesOf(editor),
+              ElementsAre(Optional(ElementsAre(artist)), Optional(ElementsAre(make))));
 
   // unsafeSetValue() skips every check but the lock's.
   editor->unsafeSetValue(std::nullopt, make);
