@@ -615,6 +615,9 @@ TEST(FinderTags, LongListsCopiesRemovalMissingFilesAndFileSystemsWithoutThem) {
   testing::setFinderTags(source, {"Blue", "Trip"});
   copyFinderResourceValues(file, source);
   EXPECT_THAT(readFinderTags(file, error), ElementsAre("Blue", "Trip"));
+  // Empty names that another program left in the attribute are no tags.
+  ORVGetFileSystem()->writeAttribute(source, "user.xdg.tags", ",Blue,,Trip,", error);
+  EXPECT_THAT(testing::finderTagsOf(source), ElementsAre("Blue", "Trip"));
   EXPECT_THROW(copyFinderResourceValues(file, folder / "missing"), fs::filesystem_error);
   if (hasProc) {
     EXPECT_THROW(copyFinderResourceValues(procFile, source), fs::filesystem_error);

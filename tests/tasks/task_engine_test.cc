@@ -13,6 +13,7 @@
 
 #include "common/event_log.h"
 #include "common/gate.h"
+#include "common/test_support.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/notification_center.h"
 
@@ -293,6 +294,23 @@ TEST_F(TaskEngine, ACancelRacingTheStartNeverCancelsARunningTask) {
                 AnyOf(ElementsAre("delegate race cancelled"),
                       ElementsAre("delegate race processing", "body", "delegate race completed")))
         << "round " << i;
+  }
+}
+
+// A task's subtitle is its path with the home folder as "~"; a home of "/" is left alone, or
+// every path would start with "~".
+TEST(TaskItemTexts, SubtitlesShortenTheHomeFolder) {
+  struct Texts : TaskItem {
+    using TaskItem::kindSubtitle;
+  };
+  const std::tuple<const char*, std::optional<std::string>, const char*> cases[] = {
+      {"/home/ann/", "/home/ann/photos/a.jpg", "~/photos/a.jpg"},
+      {"/", "/photos/a.jpg", "/photos/a.jpg"},
+      {"/home/ann", std::nullopt, "nil"},
+  };
+  for (const auto& [home, path, expected] : cases) {
+    testing::EnvironmentScope scope("HOME", home);
+    EXPECT_EQ(Texts::kindSubtitle(path), expected) << home;
   }
 }
 
