@@ -494,6 +494,8 @@ TEST_F(MetadataETWriterTest, FinderTagsAndFileDatesAreSetByTheWriter) {
   sourceWriter.shouldUpdateSourceSystemCreateDate = true;
   sourceWriter.shouldUpdateSourceSystemModifyDate = true;
   editor->setFinderTags(std::vector<std::string>{});
+  EXPECT_EQ(sourceWriter.fileAttributes(editor->storage()).modificationDate, date("2003:12:04 06:46:52"))
+      << "the original value when none is written";
   editor->setValue(std::string("2011:05:06 07:08:09"), modifyDate);
   save(sourceWriter, *editor);
   EXPECT_THAT(finderTagsOf(path), IsEmpty());
