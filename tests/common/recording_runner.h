@@ -27,7 +27,6 @@ class RecordingRunner : public ProcessRunnerWrapper {
   ProcessResult run(const ProcessRequest& request) override {
     {
       std::lock_guard lock(mutex_);
-      commands_.push_back(request.arguments);
       requests_.push_back(request);
     }
     return answer ? *answer : ProcessRunnerWrapper::run(request);
@@ -44,8 +43,9 @@ class RecordingRunner : public ProcessRunnerWrapper {
 
   // The argument lists of the runs so far, in order.
   std::vector<std::vector<std::string>> commands() const {
-    std::lock_guard lock(mutex_);
-    return commands_;
+    std::vector<std::vector<std::string>> commands;
+    for (auto& request : requests()) commands.push_back(std::move(request.arguments));
+    return commands;
   }
 
   // The whole argument list of the only run; a test failure when there was not exactly one.
@@ -59,17 +59,17 @@ class RecordingRunner : public ProcessRunnerWrapper {
   std::vector<std::vector<std::string>> takeWrites() {
     std::lock_guard lock(mutex_);
     std::vector<std::vector<std::string>> writes;
-    for (auto& arguments : commands_)
+    for (auto& request : requests_) {
+      auto& arguments = request.arguments;
       if (std::any_of(arguments.begin(), arguments.end(), [](const auto& a) { return a.rfind("-json=", 0) == 0; }))
         writes.push_back(std::move(arguments));
-    commands_.clear();
+    }
     requests_.clear();
     return writes;
   }
 
  private:
-  mutable std::mutex mutex_;  // guards commands_ and requests_
-  std::vector<std::vector<std::string>> commands_;
+  mutable std::mutex mutex_;  // guards requests_
   std::vector<ProcessRequest> requests_;
 };
 
