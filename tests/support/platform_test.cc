@@ -1,6 +1,5 @@
-// The platform seam: Atomic, the worker pool, the queues, the notification centre; the file
-// system and file helpers, the user defaults, the debug log, the process runner; the strings
-// tables, their look-up and formats, the string helpers.
+// The platform seam: Atomic, the worker pool, the queues, the notification centre; files, user
+// defaults, the debug log, processes; the strings tables, their look-up and formats, string helpers.
 
 #include "orvelin/exiftool/language.h"
 #include "orvelin/support/atomic.h"
@@ -29,6 +28,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <barrier>
 #include <cerrno>
@@ -183,13 +183,13 @@ TEST(ArrayHelpers, RemoveAndMoveAtIndexes) {
   }
 }
 
-TEST(OperationQueue, WidthOneRunsInOrderOneAtATimeAndItsWaitIncludesOperationsAddedMeanwhile) {
-  OperationQueue queue(1, "serial");
+TEST(OperationQueue, RunsUpToItsWidthAtOnceWidthOneInOrderAndItsWaitIncludesOperationsAddedMeanwhile) {
+  OperationQueue serial(1, "serial");
   std::vector<int> order;
   std::atomic<int> running{0};
   std::atomic<bool> overlapped{false};
   std::function<void(int)> add = [&](int i) {
-    queue.addOperation([&, i] {
+    serial.addOperation([&, i] {
       if (++running > 1) overlapped = true;
       order.push_back(i);
       if (i == 199) add(200);  // added from inside an operation: the wait includes it
@@ -197,13 +197,11 @@ TEST(OperationQueue, WidthOneRunsInOrderOneAtATimeAndItsWaitIncludesOperationsAd
     });
   };
   for (int i = 0; i < 200; ++i) add(i);
-  queue.waitUntilAllOperationsAreFinished();
+  serial.waitUntilAllOperationsAreFinished();
   EXPECT_FALSE(overlapped.load());
   ASSERT_EQ(order.size(), 201u);
   EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
-}
 
-TEST(OperationQueue, RunsUpToItsWidthAtOnce) {
   OperationQueue queue(3);
   Gate gate;
   for (int i = 0; i < 7; ++i) queue.addOperation(gate.body());
@@ -516,12 +514,6 @@ std::set<std::string> namesIn(const fs::path& folder) {
   return names;
 }
 
-// "8-4-4-4-12" upper-case hexadecimal digits, version 4, variant 1.
-bool isUUID(const std::string& text) {
-  static const std::regex uuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
-  return std::regex_match(text, uuid);
-}
-
 // A clock whose waits make `file` appear once they add up to two seconds.
 struct AppearingFileClock : testing::InstantClock {
   fs::path file;
@@ -548,10 +540,12 @@ TEST(WaitFileExists, PresentAtOnceMissingAfterTheTimeAppearingMeanwhile) {
 }
 
 TEST(TemporaryURL, FreshRandomVersion4NamesFromManyThreads) {
+  // "8-4-4-4-12" upper-case hexadecimal digits, version 4, variant 1.
+  const std::regex uuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
   const fs::path folder = "/some/folder";
   const auto bare = temporaryURL("", folder);
   EXPECT_EQ(bare.parent_path(), folder);
-  EXPECT_TRUE(isUUID(bare.filename().string())) << bare;  // no trailing dot
+  EXPECT_TRUE(std::regex_match(bare.filename().string(), uuid)) << bare;  // no trailing dot
   // Each thread's names must differ from every other thread's: no shared or weak seed.
   constexpr int kThreads = 8, kEach = 2000;
   std::vector<std::vector<fs::path>> made(kThreads);
@@ -561,7 +555,8 @@ TEST(TemporaryURL, FreshRandomVersion4NamesFromManyThreads) {
   std::set<fs::path> seen;
   for (const auto& list : made) seen.insert(list.begin(), list.end());
   EXPECT_EQ(seen.size(), static_cast<std::size_t>(kThreads * kEach));
-  for (const auto& url : seen) EXPECT_TRUE(url.extension() == ".json" && isUUID(url.stem().string())) << url;
+  for (const auto& url : seen)
+    EXPECT_TRUE(url.extension() == ".json" && std::regex_match(url.stem().string(), uuid)) << url;
 }
 
 TEST(AvailableItemURL, CountsFromZeroBeforeTheExtension) {
@@ -631,7 +626,7 @@ TEST(FinderTags, LongListsCopiesRemovalMissingFilesAndFileSystemsWithoutThem) {
   EXPECT_EQ(error, std::errc::no_such_file_or_directory);
 }
 
-TEST(FileSystemMove, RenamesButNeverReplaces) {
+TEST(FileSystemMove, RenamesButNeverReplacesNotEvenWhenManyMoveToOneNameAtOnce) {
   testing::ScratchFolder folder;
   auto* fileSystem = FileSystem::Default();
   std::error_code error;
@@ -659,11 +654,8 @@ TEST(FileSystemMove, RenamesButNeverReplaces) {
   fileSystem->moveItem(folder / "sub", folder / "moved", error);
   EXPECT_FALSE(error) << error.message();
   EXPECT_EQ(testing::readFile(folder / "moved" / "inside"), "x");
-}
 
-TEST(FileSystemMove, ConcurrentMovesToOneNameLeaveOneWinnerAndEveryOtherFile) {
   // A check of the name followed by a plain rename lets a later move replace an earlier one.
-  testing::ScratchFolder folder;
   constexpr int kThreads = 8, kRounds = 40;
   for (int round = 0; round < kRounds; ++round) {
     const auto target = folder / ("target" + std::to_string(round));
@@ -676,7 +668,7 @@ TEST(FileSystemMove, ConcurrentMovesToOneNameLeaveOneWinnerAndEveryOtherFile) {
     std::vector<std::error_code> errors(kThreads);
     onThreads(kThreads, [&](int t) {
       start.arrive_and_wait();
-      FileSystem::Default()->moveItem(sources[t], target, errors[t]);
+      fileSystem->moveItem(sources[t], target, errors[t]);
     });
     int moved = 0;
     for (int t = 0; t < kThreads; ++t) {
@@ -765,10 +757,30 @@ TEST(UserDefaults, ValuesSurviveSynchronizeOnlyChangesAreCountedAndTheFileFollow
   EXPECT_TRUE(UserDefaults::defaultFilePath().string().ends_with("/.config/orvelin/defaults.json"));
 }
 
-TEST(UserDefaults, CorruptFileIsKeptAsideAndAFailedSynchronizeLeavesNothing) {
+TEST(UserDefaults, ConcurrentSynchronizeKeepsTheLatestACorruptFileIsKeptAsideAFailedOneLeavesNothing) {
   testing::ScratchFolder folder;
+  const auto path = folder / "defaults.json";
+  UserDefaults shared(path);
+  constexpr int threads = 4, rounds = 30;
+  // In each round every thread adds a key and synchronises at the same moment; once all are
+  // done, the file must hold every key so far: no older snapshot may land over a newer one.
+  int round = 0;
+  std::vector<int> shortRounds;
+  std::barrier roundEnd(threads, [&]() noexcept {
+    ++round;
+    if (UserDefaults(path).keys().size() != static_cast<std::size_t>(threads * round)) shortRounds.push_back(round);
+  });
+  onThreads(threads, [&](int t) {
+    for (int r = 0; r < rounds; ++r) {
+      shared.set("key " + std::to_string(t) + " " + std::to_string(r), r);
+      EXPECT_TRUE(shared.synchronize());
+      roundEnd.arrive_and_wait();
+    }
+  });
+  EXPECT_THAT(shortRounds, ::testing::IsEmpty());
+  EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{"defaults.json"});
+
   for (const std::string damaged : {"{\"a\": tru", "[1, 2]", ""}) {
-    const auto path = folder / "defaults.json";
     testing::writeFile(path, damaged);
     UserDefaults defaults(path);
     EXPECT_TRUE(defaults.keys().empty()) << damaged;
@@ -782,37 +794,13 @@ TEST(UserDefaults, CorruptFileIsKeptAsideAndAFailedSynchronizeLeavesNothing) {
 
   // A failed synchronize leaves nothing behind.
   fs::remove(folder / "defaults.json.corrupt");
-  fs::create_directory(folder / "defaults.json");  // a folder where the file should be
-  UserDefaults defaults(folder / "defaults.json");
+  fs::create_directory(path);  // a folder where the file should be
+  UserDefaults defaults(path);
   defaults.set("a", 1);
   EXPECT_FALSE(defaults.synchronize());
   EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{"defaults.json"});  // not kept aside as corrupt
   testing::writeFile(folder / "plain", "");
   EXPECT_FALSE(writeFileAtomically(folder / "plain" / "below", "x"));  // a file where a folder should be
-}
-
-TEST(UserDefaults, ConcurrentSynchronizeEndsWithTheLatestValues) {
-  testing::ScratchFolder folder;
-  const auto path = folder / "defaults.json";
-  UserDefaults defaults(path);
-  constexpr int threads = 4, rounds = 30;
-  // In each round every thread adds a key and synchronises at the same moment; once all are
-  // done, the file must hold every key so far: no older snapshot may land over a newer one.
-  int round = 0;
-  std::vector<int> shortRounds;
-  std::barrier roundEnd(threads, [&]() noexcept {
-    ++round;
-    if (UserDefaults(path).keys().size() != static_cast<std::size_t>(threads * round)) shortRounds.push_back(round);
-  });
-  onThreads(threads, [&](int t) {
-    for (int r = 0; r < rounds; ++r) {
-      defaults.set("key " + std::to_string(t) + " " + std::to_string(r), r);
-      EXPECT_TRUE(defaults.synchronize());
-      roundEnd.arrive_and_wait();
-    }
-  });
-  EXPECT_THAT(shortRounds, ::testing::IsEmpty());
-  EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{"defaults.json"});
 }
 
 TEST(DebugLog, EnablingEmptiesTheFileDisablingEvaluatesAndWritesNothingAndAFileIsOptional) {
@@ -881,7 +869,7 @@ ProcessResult runShell(const std::string& script) {
   return ProcessRunner::Default()->run({"/bin/sh", {"-c", script}, {}});
 }
 
-TEST(ProcessRunner, ReadsBothStreamsToTheLastWriterWithTheGivenEnvironmentAndNoInput) {
+TEST(ProcessRunner, ReadsBothStreamsToTheLastWriterWithTheGivenEnvironmentNoInputNorOtherDescriptors) {
   // A grandchild holds the pipes open: reading goes on until the last writer is gone.
   auto result = runShell("(sleep 0.2; echo late) & echo early");
   EXPECT_EQ(result.exitStatus, 0);
@@ -906,17 +894,15 @@ TEST(ProcessRunner, ReadsBothStreamsToTheLastWriterWithTheGivenEnvironmentAndNoI
   result = ProcessRunner::Default()->run({"/nonexistent/tool", {}, {}});
   EXPECT_FALSE(result.launched);
   EXPECT_THAT(result.standardError, HasSubstr("/nonexistent/tool"));
-}
 
-TEST(ProcessRunner, ChildrenGetNoDescriptorsAndAreReaped) {
   // A descriptor opened without close-on-exec must not reach the child.
   const int leaky = ::open("/dev/null", O_RDONLY);
   ASSERT_GE(leaky, 0);
-  auto result = ProcessRunner::Default()->run({"/bin/ls", {"/proc/self/fd"}, {}});
+  result = ProcessRunner::Default()->run({"/bin/ls", {"/proc/self/fd"}, {}});
   ::close(leaky);
   // 0, 1, 2 and the one ls opens to read its folder.
   EXPECT_EQ(result.standardOutput, "0\n1\n2\n3\n");
-  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // every child reaped
   EXPECT_EQ(errno, ECHILD);
 }
 
@@ -985,32 +971,24 @@ TEST(Format, SpecifiersOfTheTexts) {
   EXPECT_EQ(ORVFormat("%lu %d %@", {std::size_t{4}, 5, "text"}), "4 5 text");  // from the usual types
 }
 
-TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKeyAndFormats) {
-  {
-    UserLanguageScope english(Language::english);
-    EXPECT_EQ(ORVCurrentLocalizationName(), "English");
-    EXPECT_EQ(ORVTL("LanguageLocalValue"), "English");
-    EXPECT_EQ(ORVTL(std::nullopt, "LanguageCzech"), "Czech");
-    EXPECT_EQ(ORVTL("x"), "x");                                     // no table knows the key
-    EXPECT_EQ(ORVTL("NoSuchTable", "LanguageCzech"), "LanguageCzech");  // nor a missing table
-    // Up to four arguments; without any the text is not formatted.
-    EXPECT_EQ(ORVTL("Copy %@ to %@", {"a.jpg", std::string("b")}), "Copy a.jpg to b");
-    EXPECT_EQ(ORVTL(std::nullopt, "%d%d%d%d", {1, 2, 3, 4}), "1234");
-    EXPECT_EQ(ORVTL("100%%"), "100%%");
-    EXPECT_EQ(ORVTL("100%%", {1}), "100%");
-  }
-  {
-    UserLanguageScope german(Language::german);
-    EXPECT_EQ(ORVCurrentLocalizationName(), "Deutsch");
-    EXPECT_EQ(ORVTL("LanguageLocalValue"), "German");
-    EXPECT_EQ(ORVTL("LanguageCzech"), "Tschechisch");
-    EXPECT_EQ(ORVTL("MediaKindMovie"), "Movie");  // not translated: the English text
-  }
-}
+TEST(ORVTL, LooksUpTheCurrentLocalisationThenEnglishThenGivesTheKeyFormatsAndFollowsEveryLanguageChange) {
+  UserLanguageScope english(Language::english);
+  EXPECT_EQ(ORVCurrentLocalizationName(), "English");
+  EXPECT_EQ(ORVTL("LanguageLocalValue"), "English");
+  EXPECT_EQ(ORVTL(std::nullopt, "LanguageCzech"), "Czech");
+  EXPECT_EQ(ORVTL("x"), "x");                                     // no table knows the key
+  EXPECT_EQ(ORVTL("NoSuchTable", "LanguageCzech"), "LanguageCzech");  // nor a missing table
+  // Up to four arguments; without any the text is not formatted.
+  EXPECT_EQ(ORVTL("Copy %@ to %@", {"a.jpg", std::string("b")}), "Copy a.jpg to b");
+  EXPECT_EQ(ORVTL(std::nullopt, "%d%d%d%d", {1, 2, 3, 4}), "1234");
+  EXPECT_EQ(ORVTL("100%%"), "100%%");
+  EXPECT_EQ(ORVTL("100%%", {1}), "100%");
 
-TEST(ORVTL, FollowsEveryChangeOfTheUsersLanguage) {
   UserLanguageScope german(Language::german);
+  EXPECT_EQ(ORVCurrentLocalizationName(), "Deutsch");
   EXPECT_EQ(ORVTL("LanguageLocalValue"), "German");
+  EXPECT_EQ(ORVTL("LanguageCzech"), "Tschechisch");
+  EXPECT_EQ(ORVTL("MediaKindMovie"), "Movie");  // not translated: the English text
   // Written straight into the defaults, without the notifications.
   ORVGetUserDefaults()->set(Language::userLanguageKey(), "French");
   EXPECT_EQ(ORVTL("LanguageLocalValue"), "French");
@@ -1062,16 +1040,16 @@ TEST(Separate, SplitsAtTheFirstOccurrenceAndTrimsTheWhitespacesSet) {
 }
 
 TEST(ReplacePrefix, ReplacesTheFirstOccurrenceAnywhere) {
-  std::string text = "/home/ann/Pictures/home/x.jpg";
-  EXPECT_TRUE(replacePrefix(text, "/home/ann", "~"));
-  EXPECT_EQ(text, "~/Pictures/home/x.jpg");
-  text = "path /home/ann/x";  // not tied to the start, in spite of the name
-  EXPECT_TRUE(replacePrefix(text, "/home/ann", "~"));
-  EXPECT_EQ(text, "path ~/x");
-  text = "abc";
-  EXPECT_FALSE(replacePrefix(text, "x", "y"));
-  EXPECT_FALSE(replacePrefix(text, "", "y"));
-  EXPECT_EQ(text, "abc");
+  for (const auto& [before, prefix, after] : std::vector<std::array<std::string, 3>>{
+           {"/home/ann/Pictures/home/x.jpg", "/home/ann", "~/Pictures/home/x.jpg"},
+           {"path /home/ann/x", "/home/ann", "path ~/x"},  // not tied to the start, in spite of the name
+           {"abc", "x", "abc"},
+           {"abc", "", "abc"},
+       }) {
+    std::string text = before;
+    EXPECT_EQ(replacePrefix(text, prefix, "~"), before != after) << before;
+    EXPECT_EQ(text, after) << before;
+  }
 }
 
 TEST(CaptureMatches, OneArrayOfGroupTextsPerMatch) {
