@@ -211,20 +211,17 @@ TEST(OperationQueue, RunsUpToItsWidthAtOnceWidthOneInOrderAndItsWaitIncludesOper
   EXPECT_EQ(gate.highest(), 3);  // never more, before the gate opened or after
 }
 
-// An object whose destructor asks the queue something, as captured state may.
-struct AsksQueueOnDestruction {
-  OperationQueue* queue;
-  std::atomic<int>* destroyed;
-  ~AsksQueueOnDestruction() {
-    (void)queue->operationCount();
-    ++*destroyed;
-  }
-};
-
 // The operations dropped, and those that ran, release their captures outside the queue's lock.
 TEST(OperationQueue, CancelDropsWhatHasNotBegun) {
   std::atomic<int> destroyed{0};
   OperationQueue queue(1);
+  // A capture whose release asks the queue something, as captured state may.
+  const auto newProbe = [&] {
+    return std::shared_ptr<void>(nullptr, [&](void*) {
+      (void)queue.operationCount();
+      ++destroyed;
+    });
+  };
   Gate gate;
   std::vector<int> ran;  // written by the queue's one thread
   queue.addOperation([&] {
@@ -233,14 +230,14 @@ TEST(OperationQueue, CancelDropsWhatHasNotBegun) {
   });
   ASSERT_TRUE(gate.awaitWaiting(1));
   for (int i = 1; i <= 5; ++i) queue.addOperation([&, i] { ran.push_back(i); });
-  auto probe = std::make_shared<AsksQueueOnDestruction>(&queue, &destroyed);
+  auto probe = newProbe();
   queue.addOperation([probe] {});
   probe.reset();
   EXPECT_EQ(queue.operationCount(), 7u);
   queue.cancelAllOperations();
   EXPECT_EQ(destroyed.load(), 1);
   EXPECT_EQ(queue.operationCount(), 1u);  // the running one goes on
-  auto second = std::make_shared<AsksQueueOnDestruction>(&queue, &destroyed);
+  auto second = newProbe();
   queue.addOperation([&, second] { ran.push_back(6); });  // added after the cancel: runs
   second.reset();
   gate.open();
@@ -390,7 +387,7 @@ TEST(MainQueue, WithNobodyPumpingSyncBlocksStillRunOneAtATimeThenTheHostPumps) {
   EXPECT_EQ(queue.drain(), 1u);
 }
 
-TEST(NotificationCenter, PostCallsMatchingObserversInOrderOnThePostingThread) {
+TEST(NotificationCenter, PostCallsMatchingObserversInOrderOnThePostingThreadButNoRemovedOnesFromAnyThread) {
   NotificationCenter center;
   std::vector<std::string> calls;
   std::thread::id callThread;
@@ -401,26 +398,17 @@ TEST(NotificationCenter, PostCallsMatchingObserversInOrderOnThePostingThread) {
     };
   };
   center.addObserver("A", nullptr, nullptr, record("first"));
-  center.addObserver(std::nullopt, nullptr, nullptr, record("any"));
+  auto token = center.addObserver(std::nullopt, nullptr, nullptr, record("any"));
   center.addObserver("B", nullptr, nullptr, record("b"));
   center.addObserver("A", nullptr, nullptr, record("second"));
   center.post("A");
   center.post("C");
-  EXPECT_THAT(calls, ElementsAre("first A", "any A", "second A", "any C"));
-  EXPECT_EQ(callThread, std::this_thread::get_id());
-  EXPECT_EQ(center.observerCount(), 4u);
-}
-
-TEST(NotificationCenter, RemovedObserversAreNotCalledNorTheirDeliveriesNotYetBegunFromAnyThread) {
-  NotificationCenter center;
-  std::atomic<int> calls{0};
-  auto token = center.addObserver("N", nullptr, nullptr, [&](const Notification&) { ++calls; });
-  center.post("N");
   center.removeObserver(token);
   center.removeObserver(token);  // twice is harmless
-  center.post("N");
-  EXPECT_EQ(calls.load(), 1);
-  EXPECT_EQ(center.observerCount(), 0u);
+  center.post("A");
+  EXPECT_THAT(calls, ElementsAre("first A", "any A", "second A", "any C", "first A", "second A"));
+  EXPECT_EQ(callThread, std::this_thread::get_id());
+  EXPECT_EQ(center.observerCount(), 3u);
 
   OperationQueue queue(1);
   Gate gate;
@@ -447,8 +435,8 @@ TEST(NotificationCenter, RemovedObserversAreNotCalledNorTheirDeliveriesNotYetBeg
   EXPECT_THAT(seen, ElementsAre("outer", "inner"));
 
   // Registrations, posts and removals from many threads at once.
-  calls = 0;
-  center.addObserver("Hit", nullptr, nullptr, [&](const Notification&) { ++calls; });
+  std::atomic<int> hits{0};
+  center.addObserver("Hit", nullptr, nullptr, [&](const Notification&) { ++hits; });
   onThreads(4, [&](int) {
     for (int i = 0; i < 200; ++i) {
       auto token = center.addObserver("Other", nullptr, nullptr, [](const Notification&) {});
@@ -456,8 +444,8 @@ TEST(NotificationCenter, RemovedObserversAreNotCalledNorTheirDeliveriesNotYetBeg
       center.removeObserver(token);
     }
   });
-  EXPECT_EQ(calls.load(), 800);
-  EXPECT_EQ(center.observerCount(), 2u);  // "Inner" and "Hit"
+  EXPECT_EQ(hits.load(), 800);
+  EXPECT_EQ(center.observerCount(), 5u);  // "A", "B", "A", "Inner" and "Hit"
 }
 
 TEST(NoteSubscriber, DeliversToTheOwnerWhileBothLiveFromItsSenderOnItsQueue) {
@@ -475,8 +463,6 @@ TEST(NoteSubscriber, DeliversToTheOwnerWhileBothLiveFromItsSenderOnItsQueue) {
     EXPECT_EQ(*owner, Received{"Ping"});
   }
   EXPECT_EQ(center.observerCount(), 0u);  // the subscriber's end removes the observation
-  center.post("Ping");
-  EXPECT_EQ(owner->size(), 1u);
 
   // One that filters on its sender and delivers on its queue, until its owner is released.
   OperationQueue queue(1);
@@ -597,8 +583,6 @@ TEST(FinderTags, LongListsCopiesRemovalMissingFilesAndFileSystemsWithoutThem) {
   if (error == std::errc::operation_not_supported)
     GTEST_SKIP() << "the temporary folder's file system has no user attributes";
   ASSERT_FALSE(error) << error.message();
-  EXPECT_EQ(readFinderTags(file, error), many);
-
   copyFinderResourceValues(file, source);  // the source has no tags: the target keeps its own
   EXPECT_EQ(readFinderTags(file, error), many);
   testing::setFinderTags(source, {"Blue", "Trip"});
@@ -756,8 +740,7 @@ TEST(UserDefaults, ConcurrentSynchronizeKeepsTheLatestACorruptFileIsKeptAsideAFa
   const auto path = folder / "defaults.json";
   UserDefaults shared(path);
   constexpr int threads = 4, rounds = 30;
-  // In each round every thread adds a key and synchronises at the same moment; once all are
-  // done, the file must hold every key so far: no older snapshot may land over a newer one.
+  // Each round all threads add a key and synchronise at once; then the file holds every key so far.
   int round = 0;
   std::vector<int> shortRounds;
   std::barrier roundEnd(threads, [&]() noexcept {
