@@ -199,9 +199,14 @@ TEST(OperationQueue, RunsUpToItsWidthAtOnceWidthOneInOrderAndItsWaitIncludesOper
   ASSERT_EQ(order.size(), 201u);
   EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 
+  // The process's threads: a queue that starts a fourth for three running operations would run
+  // a fourth operation at once as soon as it is scheduled, which the gate alone may not see.
+  const auto threads = [] { return std::distance(fs::directory_iterator("/proc/self/task"), {}); };
+  const auto before = threads();
   OperationQueue queue(3);
   Gate gate;
   for (int i = 0; i < 7; ++i) queue.addOperation(gate.body());
+  EXPECT_LE(threads() - before, 3);
   ASSERT_TRUE(gate.awaitWaiting(3));
   EXPECT_EQ(queue.operationCount(), 7u);  // three running, four waiting
   EXPECT_FALSE(queue.isCurrentQueue());
@@ -233,7 +238,6 @@ TEST(OperationQueue, CancelDropsWhatHasNotBegun) {
   auto probe = newProbe();
   queue.addOperation([probe] {});
   probe.reset();
-  EXPECT_EQ(queue.operationCount(), 7u);
   queue.cancelAllOperations();
   EXPECT_EQ(destroyed.load(), 1);
   EXPECT_EQ(queue.operationCount(), 1u);  // the running one goes on
@@ -510,9 +514,8 @@ TEST(WaitFileExists, PresentAtOnceMissingAfterTheTimeAppearingMeanwhile) {
   AppearingFileClock clock;
   clock.file = folder / "later";
   EXPECT_TRUE(waitFileExists(folder / "here", 3.0));
-  EXPECT_EQ(clock.waited(), 0s);
   EXPECT_FALSE(waitFileExists(folder / "missing", 0.0));  // one test, no wait
-  EXPECT_EQ(clock.waited(), 0s);
+  EXPECT_EQ(clock.waited(), 0s);                           // neither waited
   EXPECT_TRUE(waitFileExists(folder / "later", 5.0));
   EXPECT_EQ(clock.waited(), 2s);
   EXPECT_FALSE(waitFileExists(folder / "missing", 3.0));
@@ -549,15 +552,9 @@ TEST(AvailableItemURL, CountsFromZeroBeforeTheExtension) {
   fs::create_symlink(folder / "x.jpg", folder / "link.jpg");
   fs::create_symlink(folder / "nowhere", folder / "y (0).jpg");
   for (const auto& [asked, given] : std::vector<std::pair<std::string, std::string>>{
-           {"free.jpg", "free.jpg"},
-           {"x.jpg", "x (1).jpg"},
-           {"README", "README (0)"},
-           {"Export/", "Export (0)"},
-           {"a.tar.gz", "a.tar (0).gz"},
-           {"dangling.jpg", "dangling.jpg"},
-           {"link.jpg", "link (0).jpg"},
-           {"y.jpg", "y (0).jpg"},
-       })
+           {"free.jpg", "free.jpg"}, {"x.jpg", "x (1).jpg"}, {"README", "README (0)"},
+           {"Export/", "Export (0)"}, {"a.tar.gz", "a.tar (0).gz"}, {"dangling.jpg", "dangling.jpg"},
+           {"link.jpg", "link (0).jpg"}, {"y.jpg", "y (0).jpg"}})
     EXPECT_EQ(availableItemURL(folder / asked), folder / given) << asked;
 }
 
