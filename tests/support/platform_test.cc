@@ -870,8 +870,7 @@ TEST(ProcessRunnerDeathTest, WorksWhenTheParentsStandardStreamsAreClosed) {
         ::close(STDIN_FILENO);
         ::close(STDOUT_FILENO);
         ::close(STDERR_FILENO);
-        const auto result =
-            ProcessRunner::Default()->run({"/bin/sh", {"-c", "read x; echo \"out$x\"; echo err >&2"}, {}});
+        const auto result = runShell("read x; echo \"out$x\"; echo err >&2");
         const bool ok = result.launched && result.exitStatus == 0 && result.standardOutput == "out\n" &&
                         result.standardError == "err\n";
         ::_exit(ok ? 0 : 1);
