@@ -52,19 +52,16 @@ const TagName profileDescription("ICC_Profile", "ProfileDescription");
 const TagName unknownProfileTag("ICC_Profile", "NoSuchProfileTag");
 const TagName fileSize("File", "FileSize");
 
-// An editor over a storage filled by hand: the streams seen and the values read.
-std::shared_ptr<MetadataEditor> editorOver(const std::string& path,
-                                           const std::vector<std::pair<TagName, std::string>>& values,
-                                           const std::vector<std::pair<std::string, std::string>>& streams) {
-  ReadWriteStorage storage{fs::path(path)};
-  for (const auto& [g0, g1] : streams) storage.store(TagStream(g0), TagStream(g1));
-  for (const auto& [name, value] : values) storage.store(value, name);
+// An HEIC editor that read IPTC:City, with IPTC among the streams seen or not.
+std::shared_ptr<MetadataEditor> heicEditor(bool iptcSeen) {
+  ReadWriteStorage storage{fs::path("/photos/a.heic")};
+  if (iptcSeen) storage.store(TagStream::iptc, TagStream::iptc);
+  storage.store("Paris", iptcCity);
   return MetadataEditor::create(std::move(storage));
 }
 
-// A JPEG editor that has EXIF:Make and EXIF:Model.
 std::shared_ptr<MetadataEditor> jpegEditor() {
-  return testing::editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}}, "/photos/a.jpg");
+  return editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}}, "/photos/a.jpg");
 }
 
 class MetadataEditorTest : public ::testing::Test {
@@ -81,9 +78,6 @@ class MetadataEditorTest : public ::testing::Test {
   ScratchFolder scratch;
 };
 
-// ---------------------------------------------------------------------------------------------
-// What may be read and edited
-
 // The row of the file type in the access table decides ("N" counts as no answer), else the
 // streams the file was seen with; the catalogue has its say on edits on top of the access.
 TEST_F(MetadataEditorTest, AccessComesFromTheTableThenFromTheStreamsSeen) {
@@ -92,8 +86,8 @@ TEST_F(MetadataEditorTest, AccessComesFromTheTableThenFromTheStreamsSeen) {
       {"jpg", readSample("Canon.jpg")},
       {"xyz", readSample("Canon.jpg", "Canon.xyz")},  // a file type the table lacks
       {"icm", readSample("ICC_Profile.icc", "Profile.icm")},
-      {"heic", editorOver("/photos/a.heic", {{iptcCity, "Paris"}}, {{"IPTC", "IPTC"}})},  // IPTC is "N" for HEIC
-      {"heic, IPTC unseen", editorOver("/photos/a.heic", {{iptcCity, "Paris"}}, {})},
+      {"heic", heicEditor(true)},  // IPTC is "N" for HEIC
+      {"heic, IPTC unseen", heicEditor(false)},
       {"folder", readImageFolder(MetadataETReader(), scratch / "album")},
       // A folder editor whose URL has an extension is a folder, but its storage goes by the URL.
       {"dotted folder", MetadataEditor::create<ETFolderMetadataEditor>(ReadWriteStorage(scratch / "album.d"))},
@@ -152,8 +146,7 @@ TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
   editor->setValue(std::string("Canon"), make);  // the current value
   editor->setValue(std::nullopt, artist);        // absent and absent
   editor->setValue(std::string("x"), fileSize);  // not editable
-  // Numbers that are not finite, which JSON cannot carry to exiftool: the text of a double or
-  // an integer tag, or an element of a list of numbers.
+  // Numbers that are not finite (JSON cannot carry them): of a double, an integer, a list element.
   for (const auto& [text, key] : {std::pair{"inf", "FNumber"}, {"1e999", "ExposureCompensation"}, {"nan", "FNumber"},
                                   {"-inf", "ISO"}, {"1 nan 3", "PixelScale"}})
     editor->setValue(std::string(text), TagName("EXIF", key));
@@ -240,8 +233,7 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   EXPECT_EQ(folder->writtenFinderTags(), std::nullopt);
 }
 
-// The name and type come from the URL; so does the hash, so that two editors of one file hash
-// alike and differ.
+// Name, type and hash come from the URL: two editors of one file hash alike, yet differ.
 TEST_F(MetadataEditorTest, NameTypeAndHashComeFromTheURL) {
   auto editor = MetadataEditor::create(ReadWriteStorage("/photos/holiday.2024.JPG"));
   EXPECT_EQ(editor->filename(), "holiday.2024");
@@ -293,9 +285,8 @@ TEST_F(MetadataEditorTest, LocksNestAndRefuseValueEditsButNotFinderTags) {
   EXPECT_THAT(recorder.events(), ElementsAre("locked", "unlocked"));
 }
 
-// ---------------------------------------------------------------------------------------------
-// The save protocol, as the editor sees it
-
+// Observers may read the editor on the thread that posts: nothing is posted while the editor's
+// own lock is held, in a save as in an edit (else the test hangs until ctest's time limit).
 TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
   auto editor = jpegEditor();
   editor->setValue(std::string("Ada"), artist);
@@ -303,6 +294,12 @@ TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
   editor->setFinderTags(std::vector<std::string>{"Red"});
   EventRecorder recorder(editor);
   testing::ConsoleCapture console;
+  std::vector<std::optional<std::string>> seen;
+  auto read = [&](const Notification&) { seen.push_back(editor->currentValue(artist)); };
+  const auto* manager = &EditionsManager::shared();
+  testing::Observation locks(MetadataEditor::didChangeLockStateNotification, editor.get(), read);
+  testing::Observation begins(EditionsManager::willBeginSessionNotification, manager, read);
+  testing::Observation ends(EditionsManager::didEndSessionNotification, manager, read);
   auto storage = editor->storage();
 
   editor->prepareInternalSaveChanges(storage);
@@ -339,25 +336,9 @@ TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
   EXPECT_THAT(editor->originalValue(artist), Optional(std::string("Bob")));
   EXPECT_FALSE(editor->isEdited());
   EXPECT_EQ(console.text(), "Flushing changes while storage is not locked.\n");
-}
-
-// Observers may read the editor on the thread that posts: nothing is posted while the editor's
-// own lock is held, in a save as in an edit (else the test hangs until ctest's time limit).
-TEST_F(MetadataEditorTest, ObserversReadTheEditorOnThePostingThread) {
-  auto editor = jpegEditor();
-  editor->setValue(std::string("Ada"), artist);
-  std::vector<std::optional<std::string>> seen;
-  auto read = [&](const Notification&) { seen.push_back(editor->currentValue(artist)); };
-  const auto* manager = &EditionsManager::shared();
-  testing::Observation locks(MetadataEditor::didChangeLockStateNotification, editor.get(), read);
-  testing::Observation begins(EditionsManager::willBeginSessionNotification, manager, read);
-  testing::Observation ends(EditionsManager::didEndSessionNotification, manager, read);
-  auto storage = editor->storage();
-  editor->prepareInternalSaveChanges(storage);
-  editor->performInternalFlushChanges(storage);
-  editor->concludeInternalSaveChanges(storage);
-  editor->setValue(std::string("Bob"), artist);  // a session of its own
-  EXPECT_THAT(seen, ElementsAre("Ada", "Ada", "Ada", "Ada", "Bob", "Bob"));
+  // Each save's four notifications, and the sessions of the Finder tags' and of Bob's edits.
+  EXPECT_THAT(seen, ElementsAre("Ada", "Ada", "Ada", "Ada", "Ada", "Ada", "Ada", "Ada", "Ada", "Ada",
+                                "Bob", "Bob"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -478,8 +459,7 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
   }
   EXPECT_FALSE(editor->isLocked());
 
-  // Each thread's last edit is either saved or still pending: one more save brings them all to
-  // the file.
+  // Each thread's last edit is saved or pending: one more save brings them all to the file.
   MetadataETWriter writer;
   EXPECT_THAT(testing::save(writer, *editor), IsEmpty());
   EXPECT_FALSE(editor->isEdited());
@@ -494,9 +474,6 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
 
 using EditorOperations = MetadataEditorTest;
 const DateTimeValueConverter dateText;
-
-// ---------------------------------------------------------------------------------------------
-// Values and Finder tags
 
 TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
   const auto make = tag("EXIF:Make"), fNumber = tag("EXIF:FNumber"), createDate = tag("EXIF:CreateDate");
@@ -561,9 +538,6 @@ TEST_F(EditorOperations, FinderTagsAndKeywords) {
   EXPECT_EQ(editor->writtenValue(TagName::iptcKeywords), "");
 }
 
-// ---------------------------------------------------------------------------------------------
-// Clear and restore of streams
-
 TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
   auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:ExifImageWidth", "100"}, {"IPTC:City", "Kingston"},
                           {"IPTC:Headline", "News"}, {"File:ImageWidth", "8"}});
@@ -607,9 +581,6 @@ TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
   EXPECT_LT(all, keys);  // the tags that cannot be written were refused
   EXPECT_EQ(recorder.sets().size(), 2u);
 }
-
-// ---------------------------------------------------------------------------------------------
-// Merge, copy, clone
 
 TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
   const struct {
@@ -675,9 +646,6 @@ TEST_F(EditorOperations, CloneMovesWhatAReaderSees) {
   clone(*editor, tag("EXIF:Artist"), headline);
   EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{description});
 }
-
-// ---------------------------------------------------------------------------------------------
-// Dates
 
 TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
   const auto original = tag("EXIF:DateTimeOriginal"), create = tag("EXIF:CreateDate"),
@@ -811,9 +779,6 @@ TEST_F(EditorOperations, PresetEntriesOnTags) {
   EXPECT_EQ(recorder.onlySession(editor),
             (std::set<TagName>{description, tag("IPTC:By-line"), tag("IPTC:Headline"), tag("EXIF:Artist")}));
 }
-
-// ---------------------------------------------------------------------------------------------
-// GPS
 
 TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
   auto latitudeOf = [](const char* number, const char* reference) {
@@ -960,9 +925,6 @@ TEST_F(EditorOperations, IPTCLocationDescription) {
   EXPECT_EQ(iptcLocationDescription(*editorOf({{"IPTC:Province-State", "Ont"}})), "Ont");
   EXPECT_EQ(iptcLocationDescription(*editorOf({})), "");
 }
-
-// ---------------------------------------------------------------------------------------------
-// Image facts
 
 TEST_F(EditorOperations, ImageSizeTakesTheFirstWholePair) {
   EXPECT_EQ(imageSize(*editorOf({{"File:ImageWidth", "8"}, {"File:ImageHeight", "6"},
