@@ -40,7 +40,6 @@ using testing::EventRecorder;
 using testing::copySample;
 using testing::editorOf;
 using testing::readEditor;
-using testing::ScratchFolder;
 using testing::tag;
 
 const TagName artist("EXIF", "Artist");
@@ -75,7 +74,7 @@ class MetadataEditorTest : public ::testing::Test {
     return readEditor(scratch / as);
   }
 
-  ScratchFolder scratch;
+  testing::ScratchFolder scratch;
 };
 
 // The row of the file type in the access table decides ("N" counts as no answer), else the
@@ -181,32 +180,9 @@ TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
   EXPECT_THAT(editor->writtenTagNames(), ElementsAre(artist, software));
 }
 
-TEST_F(MetadataEditorTest, ForceAndUnsafeSetValueSkipTheChecks) {
-  auto editor = jpegEditor();
-  EventRecorder recorder(editor);
-
-  editor->forceValue(artist);  // no value at all
-  EXPECT_THAT(editor->writtenValue(artist), Optional(std::string()));
-  editor->forceValue(make);
-  EXPECT_THAT(editor->writtenValue(make), Optional(std::string("Canon")));
-  EXPECT_TRUE(editor->isValueEdited(make)) << "pending although equal to the original";
-  editor->forceValue(fileSize);  // not editable
-  EXPECT_FALSE(editor->isValueEdited(fileSize));
-  EXPECT_THAT(recorder.namesOf(editor),
-              ElementsAre(Optional(ElementsAre(artist)), Optional(ElementsAre(make))));
-
-  // unsafeSetValue() skips every check but the lock's.
-  editor->unsafeSetValue(std::nullopt, make);
-  EXPECT_FALSE(editor->isValueEdited(make));
-  editor->unsafeSetValue(std::string("Canon"), make);
-  EXPECT_TRUE(editor->isValueEdited(make));
-  editor->unsafeSetValue(std::nullopt, make);
-  editor->unsafeSetValue(std::nullopt, make);  // nothing to remove: registered all the same
-  EXPECT_EQ(recorder.sets().size(), 6u);
-}
-
-TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
+TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolderAndTheKeywords) {
   const auto path = copySample("Canon.jpg", scratch.path());
+  testing::exifToolInPlace(path, {"-IPTC:Keywords=jambalaya"});
   testing::setFinderTags(path, {"Red", "Blue"});
   auto file = readEditor(path);
   ASSERT_EQ(file->originalFinderTags(), (std::vector<std::string>{"Red", "Blue"}));
@@ -231,6 +207,28 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   EXPECT_EQ(folder->writtenFinderTags(), std::vector<std::string>{}) << "a folder keeps them pending";
   folder->setFinderTags(std::nullopt);
   EXPECT_EQ(folder->writtenFinderTags(), std::nullopt);
+
+  EXPECT_TRUE(areOriginalFinderTags(*file));
+  copyFinderTagsToIPTCKeywords(*file);
+  EXPECT_EQ(file->currentValue(TagName::iptcKeywords), "Red,Blue");
+  file->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
+  copyIPTCKeywordsToFinderTags(*file);
+  EXPECT_FALSE(areOriginalFinderTags(*file));
+  EXPECT_EQ(currentFinderTags(*file), (std::vector<std::string>{"a", "b", "c"}));
+  restoreFinderTags(*file);
+  EXPECT_EQ(currentFinderTags(*file), (std::vector<std::string>{"Red", "Blue"}));
+
+  // No keywords at all: pending Finder tags go, those of the file stay.
+  file->setFinderTags(std::vector<std::string>{"blue"});
+  clearValue(*file, TagName::iptcKeywords);
+  copyIPTCKeywordsToFinderTags(*file);
+  EXPECT_TRUE(areOriginalFinderTags(*file));
+  EXPECT_EQ(currentFinderTags(*file), (std::vector<std::string>{"Red", "Blue"}));
+  // No Finder tags: the empty list is stored as it converts, a clear.
+  file->setFinderTags(std::vector<std::string>{});
+  restoreValue(*file, TagName::iptcKeywords);
+  copyFinderTagsToIPTCKeywords(*file);
+  EXPECT_EQ(file->writtenValue(TagName::iptcKeywords), "");
 }
 
 // Name, type and hash come from the URL: two editors of one file hash alike, yet differ.
@@ -247,7 +245,7 @@ TEST_F(MetadataEditorTest, NameTypeAndHashComeFromTheURL) {
   EXPECT_NE(editor, twin);
 }
 
-TEST_F(MetadataEditorTest, LocksNestAndRefuseValueEditsButNotFinderTags) {
+TEST_F(MetadataEditorTest, LocksRefuseEvenForcedValueEditsButNotFinderTags) {
   auto editor = jpegEditor();
   EventRecorder recorder(editor);
 
@@ -283,6 +281,25 @@ TEST_F(MetadataEditorTest, LocksNestAndRefuseValueEditsButNotFinderTags) {
   EXPECT_TRUE(editor->isLocked());
   editor->unlockEditor();
   EXPECT_THAT(recorder.events(), ElementsAre("locked", "unlocked"));
+
+  // Unlocked, forceValue() skips every other check, and so does unsafeSetValue().
+  recorder.clear();
+  editor->forceValue(software);  // no value at all
+  EXPECT_THAT(editor->writtenValue(software), Optional(std::string()));
+  editor->forceValue(make);
+  EXPECT_THAT(editor->writtenValue(make), Optional(std::string("Canon")));
+  EXPECT_TRUE(editor->isValueEdited(make)) << "pending although equal to the original";
+  editor->forceValue(fileSize);  // not editable
+  EXPECT_FALSE(editor->isValueEdited(fileSize));
+  EXPECT_THAT(recorder.namesOf(editor),
+              ElementsAre(Optional(ElementsAre(software)), Optional(ElementsAre(make))));
+  editor->unsafeSetValue(std::nullopt, make);
+  EXPECT_FALSE(editor->isValueEdited(make));
+  editor->unsafeSetValue(std::string("Canon"), make);
+  EXPECT_TRUE(editor->isValueEdited(make));
+  editor->unsafeSetValue(std::nullopt, make);
+  editor->unsafeSetValue(std::nullopt, make);  // nothing to remove: registered all the same
+  EXPECT_EQ(recorder.sets().size(), 6u);
 }
 
 // Observers may read the editor on the thread that posts: nothing is posted while the editor's
@@ -413,17 +430,9 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
   EventRecorder recorder;
   // The saver saves four times as the save tasks do, the editor locked around each save.
   std::atomic<bool> saving{true};
-  std::vector<std::vector<RefusedValue>> refusals;
-  std::vector<std::string> saveErrors;
   std::thread saver([&] {
     MetadataETWriter writer;
-    for (int round = 0; round < 4; ++round) {
-      try {
-        refusals.push_back(testing::save(writer, *editor));
-      } catch (const std::exception& error) {
-        saveErrors.push_back(error.what());
-      }
-    }
+    for (int round = 0; round < 4; ++round) EXPECT_NO_THROW(EXPECT_THAT(testing::save(writer, *editor), IsEmpty()));
     saving = false;
   });
 
@@ -445,18 +454,12 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
   saver.join();
   for (auto& thread : editors) thread.join();
 
-  EXPECT_THAT(saveErrors, IsEmpty());
-  EXPECT_THAT(refusals, ::testing::Each(IsEmpty()));
   // Every session ended, and only the editor's own edits of its own tags were announced.
   const auto events = recorder.events();
   EXPECT_EQ(std::count(events.begin(), events.end(), "will-begin"),
             std::count(events.begin(), events.end(), "did-end"));
-  for (const auto& set : recorder.sets()) {
-    for (const auto& [touched, names] : set.values) {
-      EXPECT_EQ(touched, editor);
-      for (const auto& name : names) EXPECT_NE(std::find(tags.begin(), tags.end(), name), tags.end()) << name;
-    }
-  }
+  for (const auto& set : recorder.sets())
+    EXPECT_THAT(set.values, ::testing::Each(::testing::Pair(editor, ::testing::Each(::testing::AnyOfArray(tags)))));
   EXPECT_FALSE(editor->isLocked());
 
   // Each thread's last edit is saved or pending: one more save brings them all to the file.
@@ -476,7 +479,7 @@ using EditorOperations = MetadataEditorTest;
 const DateTimeValueConverter dateText;
 
 TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
-  const auto make = tag("EXIF:Make"), fNumber = tag("EXIF:FNumber"), createDate = tag("EXIF:CreateDate");
+  const auto fNumber = tag("EXIF:FNumber"), createDate = TagName::exifCreateDate;
   auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:FNumber", "5.6"}});
   clearValues(*editor, {make, fNumber});
   EXPECT_EQ(editor->writtenTagNames().size(), 2u);
@@ -502,40 +505,6 @@ TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
   setRawValue(*editor, Value(*date), *createItem);
   EXPECT_EQ(editor->currentValue(createDate), "2021:03:04 10:11:12");
   EXPECT_EQ(currentRawValue(*editor, *createItem), Value(*date));
-}
-
-TEST_F(EditorOperations, FinderTagsAndKeywords) {
-  const auto url = scratch / "tagged.jpg";
-  testing::writeFile(url, "not an image");
-  testing::setFinderTags(url, {"red", "trip"});
-  ReadWriteStorage storage(url);
-  storage.store("jambalaya", TagName::iptcKeywords);
-  storage.readFinderTags();
-  auto editor = MetadataEditor::create(std::move(storage));
-
-  EXPECT_TRUE(areOriginalFinderTags(*editor));
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
-  copyFinderTagsToIPTCKeywords(*editor);
-  EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "red,trip");
-
-  editor->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
-  copyIPTCKeywordsToFinderTags(*editor);
-  EXPECT_FALSE(areOriginalFinderTags(*editor));
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"a", "b", "c"}));
-  restoreFinderTags(*editor);
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
-
-  // No keywords at all: pending Finder tags go, those of the file stay.
-  editor->setFinderTags(std::vector<std::string>{"blue"});
-  clearValue(*editor, TagName::iptcKeywords);
-  copyIPTCKeywordsToFinderTags(*editor);
-  EXPECT_TRUE(areOriginalFinderTags(*editor));
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
-  // No Finder tags: the empty list is stored as it converts, a clear.
-  editor->setFinderTags(std::vector<std::string>{});
-  restoreValue(*editor, TagName::iptcKeywords);
-  copyFinderTagsToIPTCKeywords(*editor);
-  EXPECT_EQ(editor->writtenValue(TagName::iptcKeywords), "");
 }
 
 TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
@@ -590,8 +559,6 @@ TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
     const char* text;
     const char* merged;  // null: no edit
   } cases[] = {
-      {"a blank after a text", "IPTC:Headline", "Sunset", "at sea", "Sunset at sea"},
-      {"a comma after the elements of a list", "IPTC:Keywords", "sea", "sun", "sea, sun"},
       {"no second blank", "IPTC:Caption-Abstract", "Ends in a blank ", "here", "Ends in a blank here"},
       {"no value: no separator", "IPTC:City", nullptr, "Paris", "Paris"},
       {"an empty value: no separator", "IPTC:Headline", "", "Dawn", "Dawn"},
@@ -782,11 +749,9 @@ TEST_F(EditorOperations, PresetEntriesOnTags) {
 
 TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
   auto latitudeOf = [](const char* number, const char* reference) {
-    auto editor = reference ? editorOf({{"EXIF:GPSLatitude", number}, {"EXIF:GPSLatitudeRef", reference}})
-                            : editorOf({{"EXIF:GPSLatitude", number}});
-    return exifGPSLatitude(*editor);
+    return exifGPSLatitude(*editorOf({{"EXIF:GPSLatitude", number}, {"EXIF:GPSLatitudeRef", reference}}));
   };
-  EXPECT_EQ(latitudeOf("12.5", nullptr), 12.5);
+  EXPECT_EQ(exifGPSLatitude(*editorOf({{"EXIF:GPSLatitude", "12.5"}})), 12.5);  // no reference
   EXPECT_EQ(latitudeOf("12.5", "S"), -12.5);
   EXPECT_EQ(latitudeOf("12.5", "s"), 12.5);  // only the upper-case letter is negative
   EXPECT_EQ(latitudeOf("12.5", "N"), 12.5);
