@@ -195,7 +195,7 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolderAndTheKeywords) {
   folder->setFinderTags(std::nullopt);
   EXPECT_EQ(folder->writtenFinderTags(), std::nullopt);
 
-  copyFinderTagsToIPTCKeywords(*file);
+  copyFinderTagsToIPTCKeywords(*file);  // the keywords: the Finder tags joined by ","
   EXPECT_EQ(file->currentValue(TagName::iptcKeywords), "Red,Blue");
   file->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
   copyIPTCKeywordsToFinderTags(*file);
@@ -580,7 +580,7 @@ TEST_F(EditorOperations, CopyGoesThroughTheRawFormCloneThroughTheText) {
   copy(*editor, iso, tag("EXIF:Nothing"));
   EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{fNumber});
 
-  clone(*editor, description, headline);
+  clone(*editor, description, headline);  // a clone takes the text a reader sees
   EXPECT_EQ(editor->currentValue(headline), "Old");
   // A choice that is not in the list goes as its formatted text.
   editor->setValue(std::string("9"), orientation);
