@@ -40,7 +40,6 @@ using testing::EventRecorder;
 using testing::copySample;
 using testing::editorOf;
 using testing::readEditor;
-using testing::ScratchFolder;
 using testing::tag;
 
 const TagName artist("EXIF", "Artist");
@@ -52,19 +51,12 @@ const TagName profileDescription("ICC_Profile", "ProfileDescription");
 const TagName unknownProfileTag("ICC_Profile", "NoSuchProfileTag");
 const TagName fileSize("File", "FileSize");
 
-// An editor over a storage filled by hand: the streams seen and the values read.
-std::shared_ptr<MetadataEditor> editorOver(const std::string& path,
-                                           const std::vector<std::pair<TagName, std::string>>& values,
-                                           const std::vector<std::pair<std::string, std::string>>& streams) {
-  ReadWriteStorage storage{fs::path(path)};
-  for (const auto& [g0, g1] : streams) storage.store(TagStream(g0), TagStream(g1));
-  for (const auto& [name, value] : values) storage.store(value, name);
+// An HEIC editor that read IPTC:City, with IPTC among the streams seen or not.
+std::shared_ptr<MetadataEditor> heicEditor(bool iptcSeen) {
+  ReadWriteStorage storage{fs::path("/photos/a.heic")};
+  if (iptcSeen) storage.store(TagStream::iptc, TagStream::iptc);
+  storage.store("Paris", iptcCity);
   return MetadataEditor::create(std::move(storage));
-}
-
-// A JPEG editor that has EXIF:Make and EXIF:Model.
-std::shared_ptr<MetadataEditor> jpegEditor() {
-  return testing::editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}}, "/photos/a.jpg");
 }
 
 class MetadataEditorTest : public ::testing::Test {
@@ -78,22 +70,18 @@ class MetadataEditorTest : public ::testing::Test {
     return readEditor(scratch / as);
   }
 
-  ScratchFolder scratch;
+  testing::ScratchFolder scratch;
 };
-
-// ---------------------------------------------------------------------------------------------
-// What may be read and edited
 
 // The row of the file type in the access table decides ("N" counts as no answer), else the
 // streams the file was seen with; the catalogue has its say on edits on top of the access.
 TEST_F(MetadataEditorTest, AccessComesFromTheTableThenFromTheStreamsSeen) {
-  fs::create_directory(scratch / "album");
   const std::map<std::string, std::shared_ptr<MetadataEditor>> editors{
       {"jpg", readSample("Canon.jpg")},
       {"xyz", readSample("Canon.jpg", "Canon.xyz")},  // a file type the table lacks
       {"icm", readSample("ICC_Profile.icc", "Profile.icm")},
-      {"heic", editorOver("/photos/a.heic", {{iptcCity, "Paris"}}, {{"IPTC", "IPTC"}})},  // IPTC is "N" for HEIC
-      {"heic, IPTC unseen", editorOver("/photos/a.heic", {{iptcCity, "Paris"}}, {})},
+      {"heic", heicEditor(true)},  // IPTC is "N" for HEIC
+      {"heic, IPTC unseen", heicEditor(false)},
       {"folder", readImageFolder(MetadataETReader(), scratch / "album")},
       // A folder editor whose URL has an extension is a folder, but its storage goes by the URL.
       {"dotted folder", MetadataEditor::create<ETFolderMetadataEditor>(ReadWriteStorage(scratch / "album.d"))},
@@ -142,18 +130,14 @@ TEST_F(MetadataEditorTest, AccessComesFromTheTableThenFromTheStreamsSeen) {
   EXPECT_THAT(hidden->unsafeGetValue(iptcCity), Optional(std::string("Paris")));
 }
 
-// ---------------------------------------------------------------------------------------------
-// Edits and their editions
-
 TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
-  auto editor = jpegEditor();
+  auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}});
   EventRecorder recorder(editor);
 
   editor->setValue(std::string("Canon"), make);  // the current value
   editor->setValue(std::nullopt, artist);        // absent and absent
   editor->setValue(std::string("x"), fileSize);  // not editable
-  // Numbers that are not finite, which JSON cannot carry to exiftool: the text of a double or
-  // an integer tag, or an element of a list of numbers.
+  // Numbers that are not finite (JSON cannot carry them): of a double, an integer, a list element.
   for (const auto& [text, key] : {std::pair{"inf", "FNumber"}, {"1e999", "ExposureCompensation"}, {"nan", "FNumber"},
                                   {"-inf", "ISO"}, {"1 nan 3", "PixelScale"}})
     editor->setValue(std::string(text), TagName("EXIF", key));
@@ -163,10 +147,6 @@ TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
   editor->setValue(std::string(), artist);
   EXPECT_FALSE(editor->isValueEdited(artist));
   EXPECT_THAT(recorder.namesOf(editor), ElementsAre(Optional(ElementsAre(artist))));
-
-  editor->setValue(std::string("Nikon"), make);
-  EXPECT_THAT(editor->writtenValue(make), Optional(std::string("Nikon")));
-  EXPECT_THAT(editor->originalValue(make), Optional(std::string("Canon")));
 
   // Without an open session every changed name is a session of its own.
   recorder.clear();
@@ -188,32 +168,9 @@ TEST_F(MetadataEditorTest, SetValueRegistersOnlyWhatItMayChange) {
   EXPECT_THAT(editor->writtenTagNames(), ElementsAre(artist, software));
 }
 
-TEST_F(MetadataEditorTest, ForceAndUnsafeSetValueSkipTheChecks) {
-  auto editor = jpegEditor();
-  EventRecorder recorder(editor);
-
-  editor->forceValue(artist);  // no value at all
-  EXPECT_THAT(editor->writtenValue(artist), Optional(std::string()));
-  editor->forceValue(make);
-  EXPECT_THAT(editor->writtenValue(make), Optional(std::string("Canon")));
-  EXPECT_TRUE(editor->isValueEdited(make)) << "pending although equal to the original";
-  editor->forceValue(fileSize);  // not editable
-  EXPECT_FALSE(editor->isValueEdited(fileSize));
-  EXPECT_THAT(recorder.namesOf(editor),
-              ElementsAre(Optional(ElementsAre(artist)), Optional(ElementsAre(make))));
-
-  // unsafeSetValue() skips every check but the lock's.
-  editor->unsafeSetValue(std::nullopt, make);
-  EXPECT_FALSE(editor->isValueEdited(make));
-  editor->unsafeSetValue(std::string("Canon"), make);
-  EXPECT_TRUE(editor->isValueEdited(make));
-  editor->unsafeSetValue(std::nullopt, make);
-  editor->unsafeSetValue(std::nullopt, make);  // nothing to remove: registered all the same
-  EXPECT_EQ(recorder.sets().size(), 6u);
-}
-
-TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
+TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolderAndTheKeywords) {
   const auto path = copySample("Canon.jpg", scratch.path());
+  testing::exifToolInPlace(path, {"-IPTC:Keywords=jambalaya"});
   testing::setFinderTags(path, {"Red", "Blue"});
   auto file = readEditor(path);
   ASSERT_EQ(file->originalFinderTags(), (std::vector<std::string>{"Red", "Blue"}));
@@ -232,16 +189,35 @@ TEST_F(MetadataEditorTest, FinderTagsOfAFileAndOfAFolder) {
   ASSERT_EQ(recorder.sets().size(), 3u);
   for (const auto& names : recorder.namesOf(file)) EXPECT_THAT(names, Optional(ElementsAre(TagName::orvfinderTags)));
 
-  fs::create_directory(scratch / "album");
   auto folder = readImageFolder(MetadataETReader(), scratch / "album");
   folder->setFinderTags(std::vector<std::string>{});  // equal to its (empty) original tags
   EXPECT_EQ(folder->writtenFinderTags(), std::vector<std::string>{}) << "a folder keeps them pending";
   folder->setFinderTags(std::nullopt);
   EXPECT_EQ(folder->writtenFinderTags(), std::nullopt);
+
+  copyFinderTagsToIPTCKeywords(*file);  // the keywords: the Finder tags joined by ","
+  EXPECT_EQ(file->currentValue(TagName::iptcKeywords), "Red,Blue");
+  file->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
+  copyIPTCKeywordsToFinderTags(*file);
+  EXPECT_FALSE(areOriginalFinderTags(*file));
+  EXPECT_EQ(currentFinderTags(*file), (std::vector<std::string>{"a", "b", "c"}));
+  restoreFinderTags(*file);
+  EXPECT_EQ(currentFinderTags(*file), (std::vector<std::string>{"Red", "Blue"}));
+
+  // No keywords at all: pending Finder tags go, those of the file stay.
+  file->setFinderTags(std::vector<std::string>{"blue"});
+  clearValue(*file, TagName::iptcKeywords);
+  copyIPTCKeywordsToFinderTags(*file);
+  EXPECT_TRUE(areOriginalFinderTags(*file));
+  EXPECT_EQ(currentFinderTags(*file), (std::vector<std::string>{"Red", "Blue"}));
+  // No Finder tags: the empty list is stored as it converts, a clear.
+  file->setFinderTags(std::vector<std::string>{});
+  restoreValue(*file, TagName::iptcKeywords);
+  copyFinderTagsToIPTCKeywords(*file);
+  EXPECT_EQ(file->writtenValue(TagName::iptcKeywords), "");
 }
 
-// The name and type come from the URL; so does the hash, so that two editors of one file hash
-// alike and differ.
+// Name, type and hash come from the URL: two editors of one file hash alike, yet differ.
 TEST_F(MetadataEditorTest, NameTypeAndHashComeFromTheURL) {
   auto editor = MetadataEditor::create(ReadWriteStorage("/photos/holiday.2024.JPG"));
   EXPECT_EQ(editor->filename(), "holiday.2024");
@@ -255,8 +231,8 @@ TEST_F(MetadataEditorTest, NameTypeAndHashComeFromTheURL) {
   EXPECT_NE(editor, twin);
 }
 
-TEST_F(MetadataEditorTest, LocksNestAndRefuseValueEditsButNotFinderTags) {
-  auto editor = jpegEditor();
+TEST_F(MetadataEditorTest, LocksRefuseEvenForcedValueEditsButNotFinderTags) {
+  auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}});
   EventRecorder recorder(editor);
 
   editor->lockEditor();
@@ -291,18 +267,42 @@ TEST_F(MetadataEditorTest, LocksNestAndRefuseValueEditsButNotFinderTags) {
   EXPECT_TRUE(editor->isLocked());
   editor->unlockEditor();
   EXPECT_THAT(recorder.events(), ElementsAre("locked", "unlocked"));
+
+  // Unlocked, forceValue() skips every other check, and so does unsafeSetValue().
+  recorder.clear();
+  editor->forceValue(software);  // no value at all
+  EXPECT_THAT(editor->writtenValue(software), Optional(std::string()));
+  editor->forceValue(make);
+  EXPECT_THAT(editor->writtenValue(make), Optional(std::string("Canon")));
+  EXPECT_TRUE(editor->isValueEdited(make)) << "pending although equal to the original";
+  editor->forceValue(fileSize);  // not editable
+  EXPECT_FALSE(editor->isValueEdited(fileSize));
+  EXPECT_THAT(recorder.namesOf(editor),
+              ElementsAre(Optional(ElementsAre(software)), Optional(ElementsAre(make))));
+  editor->unsafeSetValue(std::nullopt, make);
+  EXPECT_FALSE(editor->isValueEdited(make));
+  editor->unsafeSetValue(std::string("Canon"), make);
+  EXPECT_TRUE(editor->isValueEdited(make));
+  editor->unsafeSetValue(std::nullopt, make);
+  editor->unsafeSetValue(std::nullopt, make);  // nothing to remove: registered all the same
+  EXPECT_EQ(recorder.sets().size(), 6u);
 }
 
-// ---------------------------------------------------------------------------------------------
-// The save protocol, as the editor sees it
-
+// Observers may read the editor on the thread that posts: nothing is posted while the editor's
+// own lock is held, in a save as in an edit (else the test hangs until ctest's time limit).
 TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
-  auto editor = jpegEditor();
+  auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:Model", "EOS"}});
   editor->setValue(std::string("Ada"), artist);
   editor->setValue(std::string(), model);
   editor->setFinderTags(std::vector<std::string>{"Red"});
   EventRecorder recorder(editor);
   testing::ConsoleCapture console;
+  std::vector<std::optional<std::string>> seen;
+  auto read = [&](const Notification&) { seen.push_back(editor->currentValue(artist)); };
+  const auto* manager = &EditionsManager::shared();
+  testing::Observation locks(MetadataEditor::didChangeLockStateNotification, editor.get(), read);
+  testing::Observation begins(EditionsManager::willBeginSessionNotification, manager, read);
+  testing::Observation ends(EditionsManager::didEndSessionNotification, manager, read);
   auto storage = editor->storage();
 
   editor->prepareInternalSaveChanges(storage);
@@ -339,25 +339,9 @@ TEST_F(MetadataEditorTest, SaveProtocolLocksAndAnnouncesTheWrittenNames) {
   EXPECT_THAT(editor->originalValue(artist), Optional(std::string("Bob")));
   EXPECT_FALSE(editor->isEdited());
   EXPECT_EQ(console.text(), "Flushing changes while storage is not locked.\n");
-}
-
-// Observers may read the editor on the thread that posts: nothing is posted while the editor's
-// own lock is held, in a save as in an edit (else the test hangs until ctest's time limit).
-TEST_F(MetadataEditorTest, ObserversReadTheEditorOnThePostingThread) {
-  auto editor = jpegEditor();
-  editor->setValue(std::string("Ada"), artist);
-  std::vector<std::optional<std::string>> seen;
-  auto read = [&](const Notification&) { seen.push_back(editor->currentValue(artist)); };
-  const auto* manager = &EditionsManager::shared();
-  testing::Observation locks(MetadataEditor::didChangeLockStateNotification, editor.get(), read);
-  testing::Observation begins(EditionsManager::willBeginSessionNotification, manager, read);
-  testing::Observation ends(EditionsManager::didEndSessionNotification, manager, read);
-  auto storage = editor->storage();
-  editor->prepareInternalSaveChanges(storage);
-  editor->performInternalFlushChanges(storage);
-  editor->concludeInternalSaveChanges(storage);
-  editor->setValue(std::string("Bob"), artist);  // a session of its own
-  EXPECT_THAT(seen, ElementsAre("Ada", "Ada", "Ada", "Ada", "Bob", "Bob"));
+  // Each save's four notifications, and the sessions of the Finder tags' and of Bob's edits.
+  EXPECT_THAT(seen, ElementsAre("Ada", "Ada", "Ada", "Ada", "Ada", "Ada", "Ada", "Ada", "Ada", "Ada",
+                                "Bob", "Bob"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -388,8 +372,6 @@ TEST_F(MetadataEditorTest, ReadEditorsKeepTheirPasswordAndGiveTheirThumbnail) {
     editor->unsafeSetValue(pending, TagName::exifThumbnailLength);
     EXPECT_EQ(thumbnailOf(*editor), Thumbnail(0, "120x80")) << "pending length '" << pending << "'";
   }
-  editor->unsafeSetValue(std::nullopt, TagName::exifThumbnailLength);
-  EXPECT_EQ(thumbnailOf(*editor), Thumbnail(1, "8x8"));
 
   // So does a thumbnail removed through the editor, until the edit is withdrawn.
   removeThumbnail(*editor);
@@ -432,17 +414,10 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
   EventRecorder recorder;
   // The saver saves four times as the save tasks do, the editor locked around each save.
   std::atomic<bool> saving{true};
-  std::vector<std::vector<RefusedValue>> refusals;
-  std::vector<std::string> saveErrors;
   std::thread saver([&] {
     MetadataETWriter writer;
-    for (int round = 0; round < 4; ++round) {
-      try {
-        refusals.push_back(testing::save(writer, *editor));
-      } catch (const std::exception& error) {
-        saveErrors.push_back(error.what());
-      }
-    }
+    for (int round = 0; round < 4; ++round)
+      EXPECT_NO_THROW(EXPECT_THAT(testing::save(writer, *editor), IsEmpty()));
     saving = false;
   });
 
@@ -464,22 +439,16 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
   saver.join();
   for (auto& thread : editors) thread.join();
 
-  EXPECT_THAT(saveErrors, IsEmpty());
-  EXPECT_THAT(refusals, ::testing::Each(IsEmpty()));
   // Every session ended, and only the editor's own edits of its own tags were announced.
   const auto events = recorder.events();
   EXPECT_EQ(std::count(events.begin(), events.end(), "will-begin"),
             std::count(events.begin(), events.end(), "did-end"));
-  for (const auto& set : recorder.sets()) {
-    for (const auto& [touched, names] : set.values) {
-      EXPECT_EQ(touched, editor);
-      for (const auto& name : names) EXPECT_NE(std::find(tags.begin(), tags.end(), name), tags.end()) << name;
-    }
-  }
+  for (const auto& set : recorder.sets())
+    EXPECT_THAT(set.values,
+                ::testing::Each(::testing::Pair(editor, ::testing::Each(::testing::AnyOfArray(tags)))));
   EXPECT_FALSE(editor->isLocked());
 
-  // Each thread's last edit is either saved or still pending: one more save brings them all to
-  // the file.
+  // Each thread's last edit is saved or pending: one more save brings them all to the file.
   MetadataETWriter writer;
   EXPECT_THAT(testing::save(writer, *editor), IsEmpty());
   EXPECT_FALSE(editor->isEdited());
@@ -495,11 +464,8 @@ TEST_F(MetadataEditorTest, EveryEditEndsSavedOrPendingWhileAnotherThreadSaves) {
 using EditorOperations = MetadataEditorTest;
 const DateTimeValueConverter dateText;
 
-// ---------------------------------------------------------------------------------------------
-// Values and Finder tags
-
 TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
-  const auto make = tag("EXIF:Make"), fNumber = tag("EXIF:FNumber"), createDate = tag("EXIF:CreateDate");
+  const auto fNumber = tag("EXIF:FNumber"), createDate = TagName::exifCreateDate;
   auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:FNumber", "5.6"}});
   clearValues(*editor, {make, fNumber});
   EXPECT_EQ(editor->writtenTagNames().size(), 2u);
@@ -524,45 +490,7 @@ TEST_F(EditorOperations, ClearRestoreAndTypedValues) {
   const auto date = dateText.typedValueFromStringValue("2021:03:04 10:11:12");
   setRawValue(*editor, Value(*date), *createItem);
   EXPECT_EQ(editor->currentValue(createDate), "2021:03:04 10:11:12");
-  EXPECT_EQ(currentRawValue(*editor, *createItem), Value(*date));
 }
-
-TEST_F(EditorOperations, FinderTagsAndKeywords) {
-  const auto url = scratch / "tagged.jpg";
-  testing::writeFile(url, "not an image");
-  testing::setFinderTags(url, {"red", "trip"});
-  ReadWriteStorage storage(url);
-  storage.store("jambalaya", TagName::iptcKeywords);
-  storage.readFinderTags();
-  auto editor = MetadataEditor::create(std::move(storage));
-
-  EXPECT_TRUE(areOriginalFinderTags(*editor));
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
-  copyFinderTagsToIPTCKeywords(*editor);
-  EXPECT_EQ(editor->currentValue(TagName::iptcKeywords), "red,trip");
-
-  editor->setValue(std::string("a, b ,c"), TagName::iptcKeywords);
-  copyIPTCKeywordsToFinderTags(*editor);
-  EXPECT_FALSE(areOriginalFinderTags(*editor));
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"a", "b", "c"}));
-  restoreFinderTags(*editor);
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
-
-  // No keywords at all: pending Finder tags go, those of the file stay.
-  editor->setFinderTags(std::vector<std::string>{"blue"});
-  clearValue(*editor, TagName::iptcKeywords);
-  copyIPTCKeywordsToFinderTags(*editor);
-  EXPECT_TRUE(areOriginalFinderTags(*editor));
-  EXPECT_EQ(currentFinderTags(*editor), (std::vector<std::string>{"red", "trip"}));
-  // No Finder tags: the empty list is stored as it converts, a clear.
-  editor->setFinderTags(std::vector<std::string>{});
-  restoreValue(*editor, TagName::iptcKeywords);
-  copyFinderTagsToIPTCKeywords(*editor);
-  EXPECT_EQ(editor->writtenValue(TagName::iptcKeywords), "");
-}
-
-// ---------------------------------------------------------------------------------------------
-// Clear and restore of streams
 
 TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
   auto editor = editorOf({{"EXIF:Make", "Canon"}, {"EXIF:ExifImageWidth", "100"}, {"IPTC:City", "Kingston"},
@@ -573,7 +501,6 @@ TEST_F(EditorOperations, ClearAllAndRestoreAllOnAFile) {
   clearAll(*editor);
   // File:ImageWidth cannot be edited and stays.
   EXPECT_EQ(editor->writtenTagNames().size(), 4u);
-  EXPECT_EQ(editor->currentValue(tag("File:ImageWidth")), "8");
   restoreAll(*editor, TagStream::exif);
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{tag("IPTC:City"), tag("IPTC:Headline")}));
   editor->setFinderTags(std::vector<std::string>{"kept"});
@@ -608,9 +535,6 @@ TEST_F(EditorOperations, ClearAllOnAFolderVisitsTheCatalogue) {
   EXPECT_EQ(recorder.sets().size(), 2u);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Merge, copy, clone
-
 TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
   const struct {
     const char* name;
@@ -619,8 +543,6 @@ TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
     const char* text;
     const char* merged;  // null: no edit
   } cases[] = {
-      {"a blank after a text", "IPTC:Headline", "Sunset", "at sea", "Sunset at sea"},
-      {"a comma after the elements of a list", "IPTC:Keywords", "sea", "sun", "sea, sun"},
       {"no second blank", "IPTC:Caption-Abstract", "Ends in a blank ", "here", "Ends in a blank here"},
       {"no value: no separator", "IPTC:City", nullptr, "Paris", "Paris"},
       {"an empty value: no separator", "IPTC:Headline", "", "Dawn", "Dawn"},
@@ -639,9 +561,11 @@ TEST_F(EditorOperations, MergeSeparatorsAndRefusals) {
   }
 }
 
-TEST_F(EditorOperations, CopyGoesThroughTheRawForm) {
-  const auto description = TagName::exifImageDescription, fNumber = tag("EXIF:FNumber"), iso = tag("EXIF:ISO");
-  auto editor = editorOf({{"EXIF:FNumber", "5,6"}, {"EXIF:ISO", "100"}, {"EXIF:ImageDescription", "Old"}});
+TEST_F(EditorOperations, CopyGoesThroughTheRawFormCloneThroughTheText) {
+  const auto description = TagName::exifImageDescription, fNumber = tag("EXIF:FNumber"),
+             iso = tag("EXIF:ISO"), orientation = tag("EXIF:Orientation"), headline = tag("IPTC:Headline");
+  auto editor = editorOf({{"EXIF:FNumber", "5,6"}, {"EXIF:ISO", "100"}, {"EXIF:ImageDescription", "Old"},
+                          {"EXIF:Orientation", "1"}});
   copy(*editor, fNumber, description);
   EXPECT_EQ(editor->currentValue(description), "5.6");  // a number, re-expressed as text
   copy(*editor, iso, fNumber);
@@ -655,14 +579,9 @@ TEST_F(EditorOperations, CopyGoesThroughTheRawForm) {
   copy(*editor, tag("EXIF:Nothing"), description);
   copy(*editor, iso, tag("EXIF:Nothing"));
   EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{fNumber});
-}
 
-TEST_F(EditorOperations, CloneMovesWhatAReaderSees) {
-  const auto orientation = tag("EXIF:Orientation"), description = TagName::exifImageDescription,
-             headline = tag("IPTC:Headline");
-  auto editor = editorOf({{"EXIF:Orientation", "1"}, {"EXIF:Make", "Canon"}});
-  clone(*editor, tag("EXIF:Make"), headline);
-  EXPECT_EQ(editor->currentValue(headline), "Canon");
+  clone(*editor, description, headline);  // a clone takes the text a reader sees
+  EXPECT_EQ(editor->currentValue(headline), "Old");
   // A choice that is not in the list goes as its formatted text.
   editor->setValue(std::string("9"), orientation);
   clone(*editor, orientation, description);
@@ -673,13 +592,10 @@ TEST_F(EditorOperations, CloneMovesWhatAReaderSees) {
   clone(*editor, orientation, tag("EXIF:ResolutionUnit"));
   // From nothing: restored.
   clone(*editor, tag("EXIF:Artist"), headline);
-  EXPECT_EQ(editor->writtenTagNames(), std::vector<TagName>{description});
+  EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{fNumber, description}));
 }
 
-// ---------------------------------------------------------------------------------------------
-// Dates
-
-TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
+TEST_F(EditorOperations, CopyDateCombinesDayAndTimeEXIFDatesReadAsDates) {
   const auto original = tag("EXIF:DateTimeOriginal"), create = tag("EXIF:CreateDate"),
              gpsDate = TagName::exifGPSDateStamp, gpsTime = TagName::exifGPSTimeStamp,
              iptcDate = TagName::iptcDateCreated, modify = tag("EXIF:ModifyDate");
@@ -706,6 +622,13 @@ TEST_F(EditorOperations, CopyDateCombinesDayAndTime) {
   }
   restoreValue(*editor, gpsTime);
   EXPECT_EQ(editor->writtenTagNames(), (std::vector<TagName>{create, modify}));
+
+  // The EXIF creation and modification dates as dates; an absent creation date is a restore.
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifModifyDate(*editor)), "2020:01:02 00:00:00");
+  setExifCreateDate(*editor, dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
+  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*editor)), "2000:01:02 03:04:05");
+  setExifCreateDate(*editor, std::nullopt);
+  EXPECT_FALSE(editor->isValueEdited(create));
 }
 
 TEST_F(EditorOperations, DateEditionsOnATag) {
@@ -728,14 +651,6 @@ TEST_F(EditorOperations, DateEditionsOnATag) {
       {"SHIFT(DD: 1)", iptcDate, "20240229"},  // in the tag's own form, across a leap day
       {"REMOVE()", original, ""},
       {"RESTORE()", original, "2021:01:31 23:30:00"},
-      // Every year from 1 to 9999; a result beyond keeps the value as it is.
-      {"UPDATE(YY: 9999, MM: 12)", original, "9999:12:31 23:30:00"},
-      {"SHIFT(mm: 29, ss: 59)", original, "9999:12:31 23:59:59"},
-      {"SHIFT(ss: 1)", original, "9999:12:31 23:59:59"},
-      {"UPDATE(YY: 1600, MM: 1, DD: 1)", original, "1600:01:01 23:59:59"},
-      {"UPDATE(YY: 1)", original, "0001:01:01 23:59:59"},
-      {"SHIFT(DD: -1)", original, "0001:01:01 23:59:59"},
-      {"SELECT(MM: 2)", original, "2000:02:01 00:00:00"},  // a year-less date falls in 2000
   };
   for (const auto& step : steps) {
     apply(step.edition, step.name);
@@ -753,18 +668,6 @@ TEST_F(EditorOperations, DateEditionsOnATag) {
   // SELECT needs no old date.
   apply("SELECT(YY: 2001)", tag("EXIF:CreateDate"));
   EXPECT_EQ(editor->currentValue(tag("EXIF:CreateDate")), "2001:01:01 00:00:00");
-}
-
-TEST_F(EditorOperations, ExifCreateAndModifyDates) {
-  auto editor = editorOf({{"EXIF:CreateDate", "2021:03:04 10:11"}, {"EXIF:ModifyDate", "not a date"}});
-  EXPECT_EQ(dateText.stringValueFromTypedValue(exifCreateDate(*editor)), "2021:03:04 10:11:00");
-  EXPECT_EQ(exifModifyDate(*editor), std::nullopt);
-  setExifCreateDate(*editor, dateText.typedValueFromStringValue("2000:01:02 03:04:05"));
-  EXPECT_EQ(editor->currentValue(TagName::exifCreateDate), "2000:01:02 03:04:05");
-  setExifCreateDate(*editor, std::nullopt);  // a restore
-  EXPECT_FALSE(editor->isValueEdited(TagName::exifCreateDate));
-  clearValue(*editor, TagName::exifCreateDate);
-  EXPECT_EQ(exifCreateDate(*editor), std::nullopt);
 }
 
 TEST_F(EditorOperations, PresetEntriesOnTags) {
@@ -812,19 +715,13 @@ TEST_F(EditorOperations, PresetEntriesOnTags) {
             (std::set<TagName>{description, tag("IPTC:By-line"), tag("IPTC:Headline"), tag("EXIF:Artist")}));
 }
 
-// ---------------------------------------------------------------------------------------------
-// GPS
-
 TEST_F(EditorOperations, GPSSignsComeFromTheReferences) {
   auto latitudeOf = [](const char* number, const char* reference) {
-    auto editor = reference ? editorOf({{"EXIF:GPSLatitude", number}, {"EXIF:GPSLatitudeRef", reference}})
-                            : editorOf({{"EXIF:GPSLatitude", number}});
-    return exifGPSLatitude(*editor);
+    return exifGPSLatitude(*editorOf({{"EXIF:GPSLatitude", number}, {"EXIF:GPSLatitudeRef", reference}}));
   };
-  EXPECT_EQ(latitudeOf("12.5", nullptr), 12.5);
+  EXPECT_EQ(exifGPSLatitude(*editorOf({{"EXIF:GPSLatitude", "12.5"}})), 12.5);  // no reference
   EXPECT_EQ(latitudeOf("12.5", "S"), -12.5);
   EXPECT_EQ(latitudeOf("12.5", "s"), 12.5);  // only the upper-case letter is negative
-  EXPECT_EQ(latitudeOf("12.5", "N"), 12.5);
   EXPECT_EQ(latitudeOf("12.5", ""), 12.5);
   EXPECT_EQ(latitudeOf("-12.5", "S"), std::nullopt);  // a stored number is unsigned
   EXPECT_EQ(latitudeOf("north", "N"), std::nullopt);
@@ -961,9 +858,6 @@ TEST_F(EditorOperations, IPTCLocationDescription) {
   EXPECT_EQ(iptcLocationDescription(*editorOf({})), "");
 }
 
-// ---------------------------------------------------------------------------------------------
-// Image facts
-
 TEST_F(EditorOperations, ImageSizeTakesTheFirstWholePair) {
   EXPECT_EQ(imageSize(*editorOf({{"File:ImageWidth", "8"}, {"File:ImageHeight", "6"},
                                  {"EXIF:ExifImageWidth", "100"}, {"EXIF:ExifImageHeight", "80"}})),
@@ -987,9 +881,7 @@ TEST_F(EditorOperations, ImageSizeTakesTheFirstWholePair) {
 }
 
 TEST_F(EditorOperations, ThumbnailFactsAndDirectWrites) {
-  EXPECT_FALSE(hasOriginalThumbnail(*editorOf({{"EXIF:ThumbnailLength", "0"}})));
-  EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", "0"}})));
-  EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", ""}})));
+  for (const char* none : {"0", ""}) EXPECT_FALSE(hasCurrentThumbnail(*editorOf({{"EXIF:ThumbnailLength", none}})));
 
   auto editor = editorOf({{"EXIF:ThumbnailLength", "5120"}});
   EXPECT_TRUE(hasCurrentThumbnail(*editor));
