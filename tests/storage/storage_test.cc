@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,7 +18,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::Pair;
-using ::testing::UnorderedElementsAre;
 
 const TagName kMake("EXIF", "Make");
 const TagName kArtist("EXIF", "Artist");
@@ -162,35 +161,25 @@ TEST(ReadWriteStorageExport, GroupsConvertsAndDeletes) {
     "XMP:Creator": ["Ann", "Bob"], "Photoshop:URL": "Bob"})"));
 }
 
-// Answers every command with `output` instead of running exiftool.
-ProcessResult canned(std::string output) { return {true, 0, std::move(output), "canned error"}; }
-
-// Records every call of a reader, in order.
-class RecordingStorage : public GenericStorage {
- public:
-  const std::filesystem::path& sourceFileURL() const override { return url; }
-  bool hasValue(const TagName& name) const override { return values.contains(name); }
-  void readFinderTags() override {}
-  void store(const TagStream& g0, const TagStream& g1) override { streams.emplace_back(g0.rawValue(), g1.rawValue()); }
-  void store(const std::string& value, const TagName& name) override { values[name] = value; }
-
-  std::vector<std::pair<std::string, std::string>> streams;
-  std::map<TagName, std::string> values;
-  std::filesystem::path url = "/a/b.jpg";
-};
-
 class MetadataETReaderTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { TagsResources::shared().reload(); }
 
   // `storage` filled by an editor's reader from `output`.
-  static RecordingStorage fill(const std::string& output, RecordingStorage storage = {}) {
+  static ReadWriteStorage fill(const std::string& output,
+                               ReadWriteStorage storage = ReadWriteStorage("/a/b.jpg")) {
     MetadataETReader reader;
     reader.setupDefaultForEditorReading();
     reader.fillStorage(storage, output);
     return storage;
   }
 };
+
+std::vector<std::string> rawValues(const std::set<TagStream>& streams) {
+  std::vector<std::string> names;
+  for (const auto& stream : streams) names.push_back(stream.rawValue());
+  return names;
+}
 
 // exiftool's output (canned here) that is not an array of objects fails the read.
 TEST_F(MetadataETReaderTest, OutputsThatAreNoArrayOfObjects) {
@@ -201,7 +190,7 @@ TEST_F(MetadataETReaderTest, OutputsThatAreNoArrayOfObjects) {
       {"[1]", ETMetadataReaderError::Code::dataDecodingFailed},
   };
   for (const auto& [output, code] : cases) {
-    testing::RecordingRunner runner(canned(output));
+    testing::RecordingRunner runner(ProcessResult{true, 0, output, "canned error"});
     try {
       MetadataETReader().readReadWriteStorage("/a/b.jpg");
       ADD_FAILURE() << "no error for '" << output << "'";
@@ -211,21 +200,21 @@ TEST_F(MetadataETReaderTest, OutputsThatAreNoArrayOfObjects) {
   }
   EXPECT_STREQ(ETMetadataReaderError(ETMetadataReaderError::Code::readerOutputIsEmpty).what(),
                "Reader output is empty");
-  EXPECT_TRUE(fill("[]").streams.empty());
+  EXPECT_TRUE(fill("[]").g0OriginalStreams().empty());
 }
 
 TEST_F(MetadataETReaderTest, TheCommandOfAFreshAndOfAnEditorsReader) {
-  testing::RecordingRunner runner(canned("[]"));
+  testing::RecordingRunner runner(ProcessResult{true, 0, "[]", ""});
   MetadataETReader reader;
   reader.readReadOnlyStorage("/a/b.jpg");
-  EXPECT_THAT(runner.onlyCommand(), ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset",
-                                                "filename=UTF8", "-e", "-g0:1", "-m", "-j", "/a/b.jpg"));
   reader.setupDefaultForEditorReading();
   reader.language = Language::german;
   reader.readReadOnlyStorage("/a/b.jpg");
-  EXPECT_THAT(runner.commands().back(),
-              ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-lang", "de",
-                          "-s", "-n", "-e", "-g0:1", "-m", "-j", "/a/b.jpg"));
+  const auto exiftool = ExifToolCLI::exiftoolExecutableURL().string();
+  EXPECT_THAT(runner.commands(),
+              ElementsAre(ElementsAre(exiftool, "-charset", "filename=UTF8", "-e", "-g0:1", "-m", "-j", "/a/b.jpg"),
+                          ElementsAre(exiftool, "-charset", "filename=UTF8", "-lang", "de", "-s", "-n", "-e", "-g0:1",
+                                      "-m", "-j", "/a/b.jpg")));
 }
 
 TEST_F(MetadataETReaderTest, GroupsStreamsAndFilters) {
@@ -239,15 +228,15 @@ TEST_F(MetadataETReaderTest, GroupsStreamsAndFilters) {
     "XMP:XMP-dc": {"Creator": ["Ann", "Bob"]}, "PrintIM": {"PrintIMVersion": "0100"},
     "ASF": {"Duration": 12.5}, "GPX:Unlisted": {"TrkName": "TESTTRK"}, "Empty:Group": {}
   }])json");
-  EXPECT_THAT(storage.streams,
-              UnorderedElementsAre(Pair("SourceFile", "SourceFile"), Pair("EXIF", "IFD0"), Pair("MakerNotes", "Canon"),
-                                   Pair("IPTC", "IPTC"), Pair("EXIF", "ExifIFD"), Pair("EXIF", "SubIFD"),
-                                   Pair("XMP", "XMP-exif"), Pair("XMP", "XMP-dc"), Pair("PrintIM", "PrintIM"),
-                                   Pair("ASF", "ASF"), Pair("GPX", "Unlisted"), Pair("Empty", "Group")));
+  EXPECT_THAT(rawValues(storage.g0OriginalStreams()),
+              ElementsAre("ASF", "EXIF", "Empty", "GPX", "IPTC", "MakerNotes", "PrintIM", "SourceFile", "XMP"));
+  EXPECT_THAT(rawValues(storage.g1OriginalStreams()),
+              ElementsAre("ASF", "Canon", "ExifIFD", "Group", "IFD0", "IPTC", "PrintIM", "SourceFile", "SubIFD",
+                          "Unlisted", "XMP-dc", "XMP-exif"));
   // A tag the catalogue lacks (or exiftool lists without a type) is kept as printed; a value its
   // converter cannot read is not. EXIF and maker keys stay apart; a family 0 group other than the
   // maker notes files its tags under its own name. Nothing under MakerNotes or XMP-exif, no banned value.
-  EXPECT_EQ(storage.values, (std::map<TagName, std::string>{
+  EXPECT_EQ(storage.originalValuesDict(), (ReadWriteStorage::Values{
       {TagName("EXIF", "Make"), "Canon"}, {TagName("EXIF", "NoSuchTag"), "x,2.0"},
       {TagName("GPX", "TrkName"), "TESTTRK"}, {TagName::iptcKeywords, "a,b"},
       {TagName("EXIF", "CacheVersion"), "2 3 0 0"},  // a fixed count of 4
@@ -262,12 +251,11 @@ TEST_F(MetadataETReaderTest, BannedStreamsAndValuesCanChange) {
   MetadataETReader reader;
   reader.bannedStreams = {"IFD0", "", "Nothing"};  // an empty entry matches nothing
   reader.bannedValues = {"Can", ""};
-  RecordingStorage storage;
+  ReadWriteStorage storage("/a/b.jpg");
   reader.fillStorage(storage, R"([{"EXIF:IFD0": {"Make": "Nikon"}, "EXIF:ExifIFD": {"ISO": 100, "Artist": ""},
                                    "IPTC": {"City": "Cannes", "Country": "France"}, "ExifTool:ExifTool": {}}])");
-  EXPECT_THAT(storage.streams,
-              UnorderedElementsAre(Pair("EXIF", "ExifIFD"), Pair("IPTC", "IPTC"), Pair("ExifTool", "ExifTool")));
-  EXPECT_EQ(storage.values, (std::map<TagName, std::string>{
+  EXPECT_THAT(rawValues(storage.g1OriginalStreams()), ElementsAre("ExifIFD", "ExifTool", "IPTC"));
+  EXPECT_EQ(storage.originalValuesDict(), (ReadWriteStorage::Values{
       {TagName("EXIF", "ISO"), "100"}, {TagName("EXIF", "Artist"), ""}, {TagName("IPTC", "Country"), "France"}}));
   reader.setupDefaultBannedValues();
   EXPECT_THAT(reader.bannedStreams, ElementsAre("ExifTool"));
@@ -279,11 +267,9 @@ TEST_F(MetadataETReaderTest, OnlyTheIDFGroupsKeepAValueAlreadyStored) {
   for (const auto& [group, kept] : std::vector<std::pair<std::string, bool>>{
            {"EXIF:IDF1", true}, {"EXIF:IDF2", true}, {"EXIF:IDF3", true},
            {"EXIF:IFD1", false}, {"EXIF:IFD0", false}, {"EXIF:idf1", false}}) {
-    RecordingStorage stored;
-    stored.values[TagName("EXIF", "Make")] = "Stored";
-    const auto storage = fill(R"([{")" + group + R"(": {"Make": "Read", "Model": "New"}}])", stored);
-    EXPECT_EQ(storage.values.at(TagName("EXIF", "Model")), "New") << group;  // nothing to keep
-    EXPECT_EQ(storage.values.at(TagName("EXIF", "Make")), kept ? "Stored" : "Read") << group;
+    const auto storage = fill(R"([{")" + group + R"(": {"Make": "Read", "Model": "New"}}])", fileWithMake());
+    EXPECT_EQ(storage.originalValue(TagName("EXIF", "Model")), "New") << group;  // nothing to keep
+    EXPECT_EQ(storage.originalValue(kMake), kept ? "Canon" : "Read") << group;
   }
 }
 
