@@ -43,6 +43,7 @@ using testing::readEditor;
 using testing::readFile;
 using testing::RecordingRunner;
 using testing::save;
+using testing::tag;
 using testing::writeFile;
 
 const TagName make("EXIF", "Make");
@@ -161,25 +162,18 @@ TEST(ReadWriteStorageOverlay, NamesMergeAndAFlushFoldsTheEdits) {
 TEST(ReadWriteStorageExport, GroupsConvertsAndDeletes) {
   TagsResources::shared().reload();
   auto storage = fileWithMake();
-  storage.store("1", TagName("Canon", "FirmwareVersion"));
-  storage.store("5", TagName::exifPreviewImageLength);
-  storage.store("8", TagName("EXIF", "FNumber"));
-  storage.setValue("", make);  // a text tag is emptied, not deleted
-  storage.setValue("", TagName("EXIF", "FNumber"));  // a number is deleted
-  storage.setValue("Me", artist);
-  storage.setValue("1.2", TagName("Canon", "FirmwareVersion"));
-  storage.setValue("400", iso);
-  // Only an emptied thumbnail tag is sent as "-" without the catalogue; one with a value is
-  // looked up and converted like any other tag.
-  storage.setValue("", TagName::exifPreviewImageLength);
-  storage.setValue("1234", TagName::exifThumbnailLength);
-  storage.setValue("base64:/9j/4AAQ", TagName::exifThumbnailImage);  // of no supported type: read-only
-  storage.setValue("y", TagName("EXIF", "NoSuchTag"));
-  storage.setValue("z", TagName("NoSuchStream", "Make"));
-  // Family 0 streams keep their group name; the others are maker notes.
-  storage.setValue("Cannes", TagName("IPTC", "City"));
-  storage.setValue("Ann,Bob", TagName("XMP", "Creator"));
-  storage.setValue("Bob", TagName("Photoshop", "URL"));
+  for (const char* name : {"Canon:FirmwareVersion", "EXIF:PreviewImageLength", "EXIF:FNumber"})
+    storage.store("1", tag(name));
+  // A text tag is emptied, a number deleted. Only an emptied thumbnail tag is sent as "-" without
+  // the catalogue; one with a value is looked up and converted like any other tag. A thumbnail
+  // image is of no supported type: read-only. Family 0 streams keep their group name; the others
+  // are maker notes.
+  for (const auto& [name, value] : std::vector<std::pair<const char*, const char*>>{
+           {"EXIF:Make", ""}, {"EXIF:FNumber", ""}, {"EXIF:Artist", "Me"}, {"Canon:FirmwareVersion", "1.2"},
+           {"EXIF:ISO", "400"}, {"EXIF:PreviewImageLength", ""}, {"EXIF:ThumbnailLength", "1234"},
+           {"EXIF:ThumbnailImage", "base64:/9j/4AAQ"}, {"EXIF:NoSuchTag", "y"}, {"NoSuchStream:Make", "z"},
+           {"IPTC:City", "Cannes"}, {"XMP:Creator", "Ann,Bob"}, {"Photoshop:URL", "Bob"}})
+    storage.setValue(std::string(value), tag(name));
   EXPECT_EQ(storage.buildETValues(), nlohmann::json::parse(R"({
     "SourceFile": "*", "EXIF:Make": "", "EXIF:FNumber": "-", "EXIF:Artist": "Me", "MakerNotes:FirmwareVersion": "1.2", "EXIF:ISO": 400,
     "EXIF:PreviewImageLength": "-", "EXIF:ThumbnailLength": 1234, "IPTC:City": "Cannes",
@@ -206,8 +200,9 @@ std::vector<std::string> rawValues(const std::set<TagStream>& streams) {
   return names;
 }
 
-// exiftool's output (canned here) that is not an array of objects fails the read.
-TEST_F(MetadataETReaderTest, OutputsThatAreNoArrayOfObjects) {
+// exiftool's output (canned here) that is not an array of objects fails the read; an empty array
+// reads as nothing.
+TEST_F(MetadataETReaderTest, TheCommandAndOutputsThatAreNoArrayOfObjects) {
   const std::pair<const char*, ETMetadataReaderError::Code> cases[] = {
       {"", ETMetadataReaderError::Code::readerOutputIsEmpty},
       {R"({"a":1})", ETMetadataReaderError::Code::dataDecodingFailed},
@@ -225,13 +220,10 @@ TEST_F(MetadataETReaderTest, OutputsThatAreNoArrayOfObjects) {
   }
   EXPECT_STREQ(ETMetadataReaderError(ETMetadataReaderError::Code::readerOutputIsEmpty).what(),
                "Reader output is empty");
-  EXPECT_TRUE(fill("[]").g0OriginalStreams().empty());
-}
 
-TEST_F(MetadataETReaderTest, TheCommandOfAFreshAndOfAnEditorsReader) {
   RecordingRunner runner(ProcessResult{true, 0, "[]", ""});
   MetadataETReader reader;
-  reader.readReadOnlyStorage("/a/b.jpg");
+  EXPECT_TRUE(reader.readReadWriteStorage("/a/b.jpg").g0OriginalStreams().empty());
   reader.setupDefaultForEditorReading();
   reader.language = Language::german;
   reader.readReadOnlyStorage("/a/b.jpg");
@@ -357,8 +349,6 @@ struct SaveCase {
   std::vector<std::pair<TagName, std::optional<std::string>>> clears;
 };
 
-void PrintTo(const SaveCase& saveCase, std::ostream* out) { *out << saveCase.name; }
-
 // Names whose values exiftool changes by itself when it rewrites a file: data positions, the IPTC
 // versions and character set that come with "-IPTC:CodedCharacterSet=UTF8", the XMP toolkit.
 bool changesWithAnyWrite(const TagName& name) {
@@ -434,6 +424,110 @@ INSTANTIATE_TEST_SUITE_P(
                  {{TagName("EXIF", "CameraSerialNumber"), ""}, {TagName("EXIF", "ImageNumber"), std::nullopt}}}),
     [](const ::testing::TestParamInfo<SaveCase>& info) { return info.param.name; });
 
+// The file is moved aside, exiftool writes the new one beside it, which takes the file's place
+// with its attributes; the former one goes. File tags and dates go on the file with exiftool's run
+// (the images' options) or after it (the source's own attributes).
+TEST_F(MetadataETWriterTest, OneFileWrittenWithItsTagsAndDates) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  fs::permissions(path, fs::perms(0640));
+  testing::setFinderTags(path, {"Kept"});
+  auto editor = readEditor(path);
+  ASSERT_THAT(editor->originalValue(modifyDate), Optional(std::string("2003:12:04 06:46:52")));
+  editor->setValue(std::string("Ada Lovelace"), artist);
+  editor->setValue(std::string("99999999"), iso);
+  RecordingRunner runner;
+  FailingFileSystem fileSystem;  // fails nothing: records the moves
+  MetadataETWriter writer;
+  writer.shouldUpdateImagesFinderTags = true;  // none pending: the file's own stay
+  save(writer, *editor);
+
+  const auto arguments = runner.onlyCommand();
+  ASSERT_THAT(arguments, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-G",
+                                     "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
+                                     ::testing::StartsWith("-json=" + temporary().string() + "/"), "-o", _, _));
+  const fs::path output = arguments[13];
+  const fs::path work = arguments[14];
+  EXPECT_EQ(work.parent_path(), backup());
+  EXPECT_EQ(work.extension(), ".jpg");
+  EXPECT_EQ(output.parent_path(), backup());
+  std::vector<std::pair<fs::path, fs::path>> moves;
+  for (const auto& move : fileSystem.operations("moveItem")) moves.emplace_back(move.path, move.to);
+  EXPECT_THAT(moves, ElementsAre(std::make_pair(path, work), std::make_pair(output, path)));
+  EXPECT_THAT(filesIn(backup()), IsEmpty());
+
+  // The value exiftool refused is reported and no longer pending; the file keeps its own.
+  EXPECT_THAT(writer.refusedValues(), ElementsAre(RefusedValue{iso, "Value above int16u maximum for IFD0:ISO"}));
+  EXPECT_FALSE(editor->isEdited());
+  EXPECT_THAT(editor->currentValue(iso), Optional(std::string("100")));
+  const auto after = readEditor(path);
+  EXPECT_THAT(after->originalValue(artist), Optional(std::string("Ada Lovelace")));
+  EXPECT_THAT(after->originalValue(iso), Optional(std::string("100")));
+  EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
+  EXPECT_EQ(finderTagsOf(path), std::vector<std::string>{"Kept"});
+
+  const std::vector<std::string> tags{"Red", "Été"};
+  editor->setFinderTags(tags);
+  save(writer, *editor);
+  EXPECT_EQ(finderTagsOf(path), tags);
+  EXPECT_EQ(editor->originalFinderTags(), tags);
+  EXPECT_EQ(editor->writtenFinderTags(), std::nullopt);
+
+  writer.shouldUpdateImagesSystemCreateDate = true;
+  writer.shouldUpdateImagesSystemModifyDate = true;
+  editor->setValue(std::string("2010:01:02 03:04:05"), createDate);
+  EXPECT_FALSE(writer.jsonValues(editor->storage()).contains("File:FileCreateDate"))
+      << "a creation date cannot be set here";
+  save(writer, *editor);
+  const auto date = [](const std::string& text) {
+    return *DateTimeValueConverter().typedValueFromStringValue(text);
+  };
+  const auto modified = [&] {
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::file_clock::to_sys(fs::last_write_time(path)));
+  };
+  EXPECT_EQ(modified(), date("2003:12:04 06:46:52")) << "exiftool set it from the original value: none is written";
+
+  // The source's own tags and dates, set by the writer after the run: an empty list removes the tags.
+  MetadataETWriter sourceWriter;
+  sourceWriter.shouldUpdateSourceFinderTags = true;
+  sourceWriter.shouldUpdateSourceSystemCreateDate = true;
+  sourceWriter.shouldUpdateSourceSystemModifyDate = true;
+  editor->setFinderTags(std::vector<std::string>{});
+  EXPECT_EQ(sourceWriter.fileAttributes(editor->storage()).modificationDate, date("2003:12:04 06:46:52"))
+      << "the original value when none is written";
+  editor->setValue(std::string("2011:05:06 07:08:09"), modifyDate);
+  save(sourceWriter, *editor);
+  EXPECT_THAT(finderTagsOf(path), IsEmpty());
+  EXPECT_EQ(modified(), date("2011:05:06 07:08:09"));
+
+  // A text that no date format reads gives no date, and nothing is thrown.
+  ReadWriteStorage storage(path);
+  storage.setValue(std::string("not a date"), modifyDate);
+  EXPECT_EQ(sourceWriter.fileAttributes(storage).modificationDate, std::nullopt);
+  EXPECT_TRUE(sourceWriter.fileAttributes(ReadWriteStorage(path)).empty());
+  EXPECT_NO_THROW(sourceWriter.writeFileAttributes(storage));
+}
+
+TEST_F(MetadataETWriterTest, ExportSidecar) {
+  const auto path = copySample("Canon.jpg", scratch.path());
+  auto editor = readEditor(path);
+  editor->setValue(std::string("Red"), xmpLabel);
+  RecordingRunner runner;
+  MetadataETWriter writer;
+  const auto sidecar = scratch / "Canon.xmp";
+  writer.exportSidecar(editor->storage(), sidecar);
+  EXPECT_THAT(filesIn(temporary()), IsEmpty());
+  EXPECT_TRUE(editor->isEdited()) << "an export is no save";
+
+  ReadWriteStorage folder(scratch / "album");
+  folder.setValue(std::string("Red"), xmpLabel);
+  writer.exportSidecar(folder, scratch / "Album.xmp");
+  EXPECT_THAT(runner.commands(), ElementsAre(_, ::testing::Not(Contains("-tagsfromfile"))));
+  const auto exported = readEditor(sidecar);
+  EXPECT_THAT(exported->originalValue(xmpLabel), Optional(std::string("Red")));
+  EXPECT_THAT(exported->originalValue(TagName("XMP", "Make")), Optional(std::string("Canon"))) << "from the file";
+  EXPECT_THAT(readEditor(scratch / "Album.xmp")->originalValue(xmpLabel), Optional(std::string("Red")));
+}
+
 // ---------------------------------------------------------------------------------------------
 // A folder editor writes every file of its folder in one run, in place, as exiftool does with
 // the editor's recursion and extension filter, and puts the file tags on the files it wrote.
@@ -445,8 +539,6 @@ struct FolderCase {
   std::vector<std::string> byHandOptions;
   std::set<std::string> written;  // the files that get the file tags
 };
-
-void PrintTo(const FolderCase& folderCase, std::ostream* out) { *out << folderCase.name; }
 
 // The files of an album, and the samples they copy (none: not an image). Beside the album lies
 // a folder "outside", which its link "outside" reaches and exiftool follows; a link back to the
@@ -651,117 +743,6 @@ TEST_F(MetadataETWriterTest, EachFileOperationFailingInTurnLeavesTheFileWhole) {
       EXPECT_EQ(bytes, original) << failing.number << " " << failing.name;
     }
   }
-}
-
-// ---------------------------------------------------------------------------------------------
-// The owner's calls, the command line and the options
-
-// The file is moved aside, exiftool writes the new one beside it, which takes the file's place
-// with its attributes; the former one goes. File tags and dates go on the file with exiftool's run
-// (the images' options) or after it (the source's own attributes).
-TEST_F(MetadataETWriterTest, OneFileWrittenWithItsTagsAndDates) {
-  const auto path = copySample("Canon.jpg", scratch.path());
-  fs::permissions(path, fs::perms(0640));
-  testing::setFinderTags(path, {"Kept"});
-  auto editor = readEditor(path);
-  ASSERT_THAT(editor->originalValue(modifyDate), Optional(std::string("2003:12:04 06:46:52")));
-  editor->setValue(std::string("Ada Lovelace"), artist);
-  editor->setValue(std::string("99999999"), iso);
-  RecordingRunner runner;
-  FailingFileSystem fileSystem;  // fails nothing: records the moves
-  MetadataETWriter writer;
-  writer.shouldUpdateImagesFinderTags = true;  // none pending: the file's own stay
-  save(writer, *editor);
-
-  const auto arguments = runner.onlyCommand();
-  ASSERT_THAT(arguments, ElementsAre(ExifToolCLI::exiftoolExecutableURL().string(), "-charset", "filename=UTF8", "-G",
-                                     "-s", "-n", "-f", "-v", "-IPTC:CodedCharacterSet=UTF8", "-use", "MWG",
-                                     ::testing::StartsWith("-json=" + temporary().string() + "/"), "-o", _, _));
-  const fs::path output = arguments[13];
-  const fs::path work = arguments[14];
-  EXPECT_EQ(work.parent_path(), backup());
-  EXPECT_EQ(work.extension(), ".jpg");
-  EXPECT_EQ(output.parent_path(), backup());
-  std::vector<std::pair<fs::path, fs::path>> moves;
-  for (const auto& move : fileSystem.operations("moveItem")) moves.emplace_back(move.path, move.to);
-  EXPECT_THAT(moves, ElementsAre(std::make_pair(path, work), std::make_pair(output, path)));
-  EXPECT_THAT(filesIn(backup()), IsEmpty());
-
-  // The value exiftool refused is reported and no longer pending; the file keeps its own.
-  EXPECT_THAT(writer.refusedValues(), ElementsAre(RefusedValue{iso, "Value above int16u maximum for IFD0:ISO"}));
-  EXPECT_FALSE(editor->isEdited());
-  EXPECT_THAT(editor->currentValue(iso), Optional(std::string("100")));
-  const auto after = readEditor(path);
-  EXPECT_THAT(after->originalValue(artist), Optional(std::string("Ada Lovelace")));
-  EXPECT_THAT(after->originalValue(iso), Optional(std::string("100")));
-  EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
-  EXPECT_EQ(finderTagsOf(path), std::vector<std::string>{"Kept"});
-
-  const std::vector<std::string> tags{"Red", "Été"};
-  editor->setFinderTags(tags);
-  save(writer, *editor);
-  EXPECT_EQ(finderTagsOf(path), tags);
-  EXPECT_EQ(editor->originalFinderTags(), tags);
-  EXPECT_EQ(editor->writtenFinderTags(), std::nullopt);
-
-  // Nothing pending: the attribute stays as it is.
-  save(writer, *editor);
-  EXPECT_EQ(finderTagsOf(path), tags);
-
-  writer.shouldUpdateImagesSystemCreateDate = true;
-  writer.shouldUpdateImagesSystemModifyDate = true;
-  editor->setValue(std::string("2010:01:02 03:04:05"), createDate);
-  EXPECT_FALSE(writer.jsonValues(editor->storage()).contains("File:FileCreateDate"))
-      << "a creation date cannot be set here";
-  save(writer, *editor);
-  const auto date = [](const std::string& text) {
-    return *DateTimeValueConverter().typedValueFromStringValue(text);
-  };
-  const auto modified = [&] {
-    return std::chrono::floor<std::chrono::seconds>(std::chrono::file_clock::to_sys(fs::last_write_time(path)));
-  };
-  EXPECT_EQ(modified(), date("2003:12:04 06:46:52")) << "exiftool set it from the original value: none is written";
-
-  // The source's own tags and dates, set by the writer after the run: an empty list removes the tags.
-  MetadataETWriter sourceWriter;
-  sourceWriter.shouldUpdateSourceFinderTags = true;
-  sourceWriter.shouldUpdateSourceSystemCreateDate = true;
-  sourceWriter.shouldUpdateSourceSystemModifyDate = true;
-  editor->setFinderTags(std::vector<std::string>{});
-  EXPECT_EQ(sourceWriter.fileAttributes(editor->storage()).modificationDate, date("2003:12:04 06:46:52"))
-      << "the original value when none is written";
-  editor->setValue(std::string("2011:05:06 07:08:09"), modifyDate);
-  save(sourceWriter, *editor);
-  EXPECT_THAT(finderTagsOf(path), IsEmpty());
-  EXPECT_EQ(modified(), date("2011:05:06 07:08:09"));
-
-  // A text that no date format reads gives no date, and nothing is thrown.
-  ReadWriteStorage storage(path);
-  storage.setValue(std::string("not a date"), modifyDate);
-  EXPECT_EQ(sourceWriter.fileAttributes(storage).modificationDate, std::nullopt);
-  EXPECT_TRUE(sourceWriter.fileAttributes(ReadWriteStorage(path)).empty());
-  EXPECT_NO_THROW(sourceWriter.writeFileAttributes(storage));
-}
-
-TEST_F(MetadataETWriterTest, ExportSidecar) {
-  const auto path = copySample("Canon.jpg", scratch.path());
-  auto editor = readEditor(path);
-  editor->setValue(std::string("Red"), xmpLabel);
-  RecordingRunner runner;
-  MetadataETWriter writer;
-  const auto sidecar = scratch / "Canon.xmp";
-  writer.exportSidecar(editor->storage(), sidecar);
-  EXPECT_THAT(filesIn(temporary()), IsEmpty());
-  EXPECT_TRUE(editor->isEdited()) << "an export is no save";
-
-  ReadWriteStorage folder(scratch / "album");
-  folder.setValue(std::string("Red"), xmpLabel);
-  writer.exportSidecar(folder, scratch / "Album.xmp");
-  EXPECT_THAT(runner.commands(), ElementsAre(_, ::testing::Not(Contains("-tagsfromfile"))));
-  const auto exported = readEditor(sidecar);
-  EXPECT_THAT(exported->originalValue(xmpLabel), Optional(std::string("Red")));
-  EXPECT_THAT(exported->originalValue(TagName("XMP", "Make")), Optional(std::string("Canon"))) << "from the file";
-  EXPECT_THAT(readEditor(scratch / "Album.xmp")->originalValue(xmpLabel), Optional(std::string("Red")));
 }
 
 }  // namespace
