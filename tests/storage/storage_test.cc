@@ -183,8 +183,7 @@ class MetadataETReaderTest : public ::testing::Test {
   static void SetUpTestSuite() { TagsResources::shared().reload(); }
 
   // `storage` filled by an editor's reader from `output`.
-  static ReadWriteStorage fill(const std::string& output,
-                               ReadWriteStorage storage = ReadWriteStorage("/a/b.jpg")) {
+  static ReadWriteStorage fill(const std::string& output, ReadWriteStorage storage) {
     MetadataETReader reader;
     reader.setupDefaultForEditorReading();
     reader.fillStorage(storage, output);
@@ -236,7 +235,7 @@ TEST_F(MetadataETReaderTest, GroupsStreamsAndFilters) {
     "EXIF:SubIFD": {"CacheVersion": [2, 3, 0, 0]}, "XMP:XMP-exif": {"FNumber": 4},
     "XMP:XMP-dc": {"Creator": ["Ann", "Bob"]}, "PrintIM": {"PrintIMVersion": "0100"},
     "ASF": {"Duration": 12.5}, "GPX:Unlisted": {"TrkName": "TESTTRK"}, "Empty:Group": {}
-  }])json");
+  }])json", ReadWriteStorage("/a/b.jpg"));
   EXPECT_THAT(storage.g0OriginalStreams(), ElementsAre(
       TagStream::asf, TagStream::exif, TagStream("Empty"), TagStream("GPX"), TagStream::iptc,
       TagStream::makerNotes, TagStream("PrintIM"), TagStream("SourceFile"), TagStream::xmp));
