@@ -278,7 +278,6 @@ TEST(Country3166a3, CodesAreTheStandardsExactAndDisplayedWithTheirNames) {
     EXPECT_EQ(Country3166a3::fromRawValue(text), std::nullopt) << text;
 
   // Names come from the country table, in English.
-  EXPECT_EQ(Country3166a3(Country3166a3::france).localizedName(), "France");
   EXPECT_EQ(Country3166a3(Country3166a3::alandIslands).localizedName(), "Åland Islands");
   EXPECT_EQ(Country3166a3(Country3166a3::coteDIvoire).localizedDescription(), "CIV - Côte d'Ivoire");
   for (const auto country : Country3166a3::all())
@@ -336,11 +335,9 @@ TEST(Value, ReadsAndWritesJSONAndComparesNumbersByValue) {
   EXPECT_EQ(Value::fromJSON(json["Big"]).kind(), Value::Kind::unsignedInteger);
   for (const auto& [key, expected] : std::initializer_list<std::pair<const char*, Value>>{
            {"Negative", Value(-12)}, {"ExposureCompensation", Value(-0.7)}, {"Make", Value("Canon")},
-           {"Flag", Value(true)},
-           {"Keywords", Value(Value::Array{Value("a"), Value(1), Value(Value::Array{Value(2.5), Value(false)})})}})
+           {"Flag", Value(true)}, {"Missing", Value()}, {"Struct", Value()} /* objects have no counterpart */,
+           {"Keywords", array({Value("a"), Value(1), array({Value(2.5), Value(false)})})}})
     EXPECT_EQ(Value::fromJSON(json[key]), expected) << key;
-  EXPECT_TRUE(Value::fromJSON(json["Missing"]).isNull());
-  EXPECT_TRUE(Value::fromJSON(json["Struct"]).isNull());  // objects have no counterpart
 
   for (const auto* key : {"ISO", "ExposureCompensation", "Big", "Negative", "Make", "Flag", "Missing", "Keywords"})
     EXPECT_EQ(Value::fromJSON(json[key]).toJSON(), json[key]) << key;
@@ -385,7 +382,6 @@ TEST(Coordinate, ValueConstructorFillsEveryPartAndValuesAloneCompare) {
   EXPECT_NEAR(east.seconds, 7.92, 1e-9);
   EXPECT_EQ(east.reference, Longitude::Reference::east);
 
-  EXPECT_EQ(Latitude(0.0).reference, Latitude::Reference::north);
   EXPECT_EQ(Latitude(-0.0).reference, Latitude::Reference::north);
   EXPECT_EQ(Longitude(std::nan("")).reference, Longitude::Reference::west);
   EXPECT_EQ(Latitude(-1e-9).reference, Latitude::Reference::south);
