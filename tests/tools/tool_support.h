@@ -1,6 +1,6 @@
 #pragma once
 
-// Runs the orvelin tool of this build, and reads files back with exiftool itself.
+// Runs the orvelin tool of this build.
 
 #include <algorithm>
 #include <cstdlib>
@@ -8,9 +8,6 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
-#include "orvelin/exiftool/exiftool_cli.h"
 #include "orvelin/support/process_runner.h"
 
 namespace orvelin::testing {
@@ -45,18 +42,6 @@ inline ToolRun runTool(const std::vector<std::string>& arguments, const std::fil
                        const std::vector<std::string>& environment = {}) {
   const auto result = ProcessRunner::Default()->run(toolRequest(arguments, scratch, environment));
   return {result.exitStatus, result.standardOutput, result.standardError};
-}
-
-// exiftool's JSON record of `file`, read with "-j -a -n -G" and the given tag arguments (all tags
-// when there are none).
-inline nlohmann::json exifToolRecord(const std::filesystem::path& file, const std::vector<std::string>& tags = {}) {
-  ExifToolCLI cli;
-  std::vector<std::string> arguments = {"-j", "-a", "-n", "-G"};
-  for (const auto& tag : tags) arguments.push_back("-" + tag);
-  arguments.push_back(file.string());
-  cli.run(arguments);
-  const auto records = nlohmann::json::parse(cli.buildStdOutString().value_or(""), nullptr, false);
-  return records.is_array() && !records.empty() ? records.front() : nlohmann::json::object();
 }
 
 }  // namespace orvelin::testing
