@@ -103,7 +103,6 @@ TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidthNestedCallsTooRe
   std::atomic<int> running{0};  // the bodies running at once
   concurrentPerform(count, [&](std::size_t index) {
     EXPECT_LE(++running, static_cast<int>(WorkerPool::shared().width()));
-    std::this_thread::sleep_for(100us);
     ++runs[index];
     --running;
   });
@@ -121,7 +120,7 @@ TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidthNestedCallsTooRe
   std::atomic<int> busy{0};
   const auto failAtThree = [&](std::size_t index) {
     ++busy;
-    if (index != 3) std::this_thread::sleep_for(200us);
+    std::this_thread::yield();
     --busy;
     if (index == 3) throw std::runtime_error("three");
   };
@@ -132,7 +131,8 @@ TEST(ConcurrentPerform, RunsEveryIterationOnceWithinThePoolWidthNestedCallsTooRe
   std::vector<int> input(1000);
   for (int i = 0; i < 1000; ++i) input[static_cast<std::size_t>(i)] = i;
   const auto output = pMap(input, [](int value) {
-    std::this_thread::sleep_for(std::chrono::microseconds((999 - value) % 13 * 20));
+    volatile int work = 0;
+    for (int k = 0; k < (999 - value) % 13 * 2000; ++k) work = work + k;
     return std::to_string(value * 2);
   });
   ASSERT_EQ(output.size(), 1000u);
@@ -316,7 +316,8 @@ TEST(MainQueue, WithNobodyPumpingSyncBlocksStillRunOneAtATimeThenTheHostPumps) {
     queue.sync([&] {
       inBlock = true;
       while (!release) std::this_thread::yield();
-      std::this_thread::sleep_for(20ms);  // a pump that does not wait would run its block now
+      // A pump that does not wait would run its block meanwhile.
+      for (int k = 0; k < 100000; ++k) std::this_thread::yield();
       inBlock = false;
     });
   });
@@ -785,8 +786,10 @@ ProcessResult runShell(const std::string& script) {
 }
 
 TEST(ProcessRunner, ReadsBothStreamsToTheLastWriterWithTheGivenEnvironmentNoInputNorOtherDescriptors) {
-  // A grandchild holds the pipes open: reading goes on until the last writer is gone.
-  auto result = runShell("(sleep 0.2; echo late) & echo early");
+  // A grandchild holds the pipes open and writes once its parent has exited (a zombie until the
+  // runner reaps it): reading goes on until the last writer is gone.
+  auto result =
+      runShell(R"sh((while [ "$(cut -d' ' -f3 /proc/$$/stat)" != Z ]; do :; done; echo late) & echo early)sh");
   EXPECT_EQ(result.standardOutput, "early\nlate\n");
 
   // The environment is exactly the one given.
