@@ -1,5 +1,6 @@
 #include "orvelin/editor/editor_batch.h"
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 
@@ -19,24 +20,35 @@ void inSession(EditorArray editors, const std::function<void(MetadataEditor&)>& 
   EditionsManager::shared().session([&] { performConcurrently(editors, block); });
 }
 
+// Runs `body(begin, end)` over consecutive slices of the editors, a few per worker, in parallel:
+// reads gather per slice and merge once per slice, rather than contend for a lock per editor.
+void perSlice(EditorArray editors, const std::function<void(std::size_t, std::size_t)>& body) {
+  const std::size_t slices = std::min(editors.size(), WorkerPool::shared().width() * 4);
+  concurrentPerform(slices, [&](std::size_t slice) {
+    body(editors.size() * slice / slices, editors.size() * (slice + 1) / slices);
+  });
+}
+
 // True when `read` is true for any editor; stops asking once one said so.
 bool any(EditorArray editors, const std::function<bool(const MetadataEditor&)>& read) {
   std::atomic<bool> found{false};
-  concurrentPerform(editors.size(), [&](std::size_t index) {
-    if (!found.load(std::memory_order_relaxed) && read(editors[index])) found.store(true, std::memory_order_relaxed);
+  perSlice(editors, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t index = begin; index < end && !found.load(std::memory_order_relaxed); ++index)
+      if (read(editors[index])) found.store(true, std::memory_order_relaxed);
   });
   return found.load();
 }
 
-// The distinct answers of `read`, gathered under a lock.
+// The distinct answers of `read`.
 template <typename Result, typename Read>
 std::unordered_set<Result> distinct(EditorArray editors, Read&& read) {
   std::unordered_set<Result> results;
   std::mutex resultsMutex;
-  concurrentPerform(editors.size(), [&](std::size_t index) {
-    Result value = read(editors[index]);
+  perSlice(editors, [&](std::size_t begin, std::size_t end) {
+    std::unordered_set<Result> slice;
+    for (std::size_t index = begin; index < end; ++index) slice.insert(read(editors[index]));
     std::lock_guard lock(resultsMutex);
-    results.insert(std::move(value));
+    results.merge(slice);
   });
   return results;
 }
