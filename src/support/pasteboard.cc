@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "orvelin/support/clock.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/process_runner.h"
 
@@ -101,7 +102,7 @@ bool CommandPasteboard::writeString(std::string_view text) {
   ProcessResult failure;
   const auto child = ORVGetProcessRunner()->start({writer_, writerArguments_, displayEnvironment()}, failure);
   if (!child) return false;
-  const auto deadline = std::chrono::steady_clock::now() + kToolLimit;
+  const auto deadline = ORVGetClock()->steadyNow() + kToolLimit;
   while (!text.empty()) {
     const auto sent = child->send(text);
     if (sent > 0) {
@@ -109,7 +110,7 @@ bool CommandPasteboard::writeString(std::string_view text) {
       continue;
     }
     if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - ORVGetClock()->steadyNow());
     if (left.count() <= 0) return false;
     pollfd input{child->input(), POLLOUT, 0};
     ::poll(&input, 1, static_cast<int>(left.count()));
