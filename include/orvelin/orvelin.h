@@ -20,11 +20,13 @@
 #include "orvelin/support/notification_center.h"
 #include "orvelin/support/operation_queue.h"
 #include "orvelin/support/parallel.h"
+#include "orvelin/support/pasteboard.h"
 #include "orvelin/support/process_runner.h"
 #include "orvelin/support/resources.h"
 #include "orvelin/support/string_extensions.h"
 #include "orvelin/support/strings_table.h"
 #include "orvelin/support/text_encoding.h"
+#include "orvelin/support/text_search.h"
 #include "orvelin/support/user_defaults.h"
 
 #include "orvelin/values/coordinate.h"
@@ -66,6 +68,7 @@
 #include "orvelin/presets/preset.h"
 #include "orvelin/presets/preset_entry.h"
 
+#include "orvelin/editor/editor_batch.h"
 #include "orvelin/editor/editor_dates.h"
 #include "orvelin/editor/editor_editions.h"
 #include "orvelin/editor/editor_finder_tags.h"
@@ -79,3 +82,10 @@
 #include "orvelin/tasks/task_item.h"
 #include "orvelin/tasks/tasks_group.h"
 #include "orvelin/tasks/tasks_manager.h"
+
+#include "orvelin/tagsets/tags_set.h"
+#include "orvelin/tagsets/tags_set_editor.h"
+
+#include "orvelin/tables/metadata_table.h"
+
+#include "orvelin/interchange/tags_pboard_manager.h"

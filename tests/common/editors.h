@@ -54,6 +54,18 @@ inline std::shared_ptr<MetadataEditor> editorOf(std::initializer_list<std::pair<
   return MetadataEditor::create(std::move(storage));
 }
 
+// An editor of a file whose type has no access table, read with the given values (and their
+// streams): it edits the tags it has, and no other.
+inline std::shared_ptr<MetadataEditor> editorOfUntyped(std::initializer_list<std::pair<const char*, const char*>> values,
+                                                       const std::filesystem::path& file = "/photos/image.xyz") {
+  ReadWriteStorage storage{file};
+  for (const auto& [name, value] : values) {
+    storage.store(value, tag(name));
+    storage.store(tag(name).stream(), tag(name).stream());
+  }
+  return MetadataEditor::create(std::move(storage));
+}
+
 // The editor of a file read as the import tasks read it.
 inline std::shared_ptr<ETImageMetadataEditor> readEditor(const std::filesystem::path& file,
                                                          std::optional<std::string> password = std::nullopt) {

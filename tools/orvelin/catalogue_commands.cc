@@ -209,17 +209,7 @@ std::string converterKind(const ValueConverter& converter) {
 }
 
 int showTag(const std::string& rawName, const std::string& languageName) {
-  if (!languageName.empty()) {
-    const auto language = parseLanguage(languageName);
-    if (!language) {
-      std::fprintf(stderr, "orvelin: unknown language %s\n", languageName.c_str());
-      return 2;
-    }
-    // A choice for this run alone: the defaults are never synchronised to disk.
-    auto defaults = std::make_shared<UserDefaults>(ORVTemporaryDirectory() / ("orvelin-" + ORVMakeUUIDString() + ".json"));
-    defaults->set(Language::userLanguageKey(), std::string(language->rawValue()));
-    ORVSetUserDefaults(defaults);
-  }
+  if (!chooseLanguageForThisRun(languageName)) return 2;
   if (!TagName::fromRawValue(rawName)) {
     std::fprintf(stderr, "orvelin: %s is no tag name (STREAM:KEY)\n", rawName.c_str());
     return 2;
@@ -240,6 +230,18 @@ int showTag(const std::string& rawName, const std::string& languageName) {
 }
 
 }  // namespace
+
+bool chooseLanguageForThisRun(const std::string& languageName) {
+  if (languageName.empty()) return true;
+  const auto language = parseLanguage(languageName);
+  if (!language) {
+    std::fprintf(stderr, "orvelin: unknown language %s\n", languageName.c_str());
+    return false;
+  }
+  // In the defaults' memory alone: the commands that take a language never synchronise them.
+  ORVGetUserDefaults()->set(Language::userLanguageKey(), std::string(language->rawValue()));
+  return true;
+}
 
 bool loadCatalogue() {
   auto& resources = TagsResources::shared();

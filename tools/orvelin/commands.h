@@ -26,12 +26,19 @@ void addReadCommands(CLI::App& app, Outcome& outcome);
 void addSetCommand(CLI::App& app, Outcome& outcome);
 // `orvelin gps` and `orvelin size`.
 void addGPSCommands(CLI::App& app, Outcome& outcome);
+// `orvelin table` and `orvelin tagset`.
+void addTableCommands(CLI::App& app, Outcome& outcome);
 
 // Loads the library's tag catalogue (TagsResources::shared().reload()). When its folder is
 // missing, prints "tag catalogue not found at PATH; set ORVELIN_RESOURCES or reinstall" on
 // standard error and returns false: the command then exits with 1, as every read would drop
 // every tag.
 bool loadCatalogue();
+
+// Makes the texts of this run follow the language named (as parseLanguage() reads it), without
+// saving the choice; an empty name keeps the user's. False, after "orvelin: unknown language
+// NAME" on standard error, when the name is none.
+bool chooseLanguageForThisRun(const std::string& languageName);
 
 // Parses a language given as its name ("German"), or its exiftool code ("de"). Absent when
 // the text names no language.

@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
   tool::addReadCommands(app, outcome);
   tool::addSetCommand(app, outcome);
   tool::addGPSCommands(app, outcome);
+  tool::addTableCommands(app, outcome);
   bool spawn = false;
   app.add_flag("--spawn", spawn,
                "Run each exiftool command as a process of its own instead of keeping exiftool running");

@@ -91,17 +91,22 @@ int setFiles(const SetOptions& options) {
     }
   }
 
-  // All edits in one session.
+  // All edits in one session, through the batch operations.
   int status = 0;
   std::vector<std::shared_ptr<MetadataEditor>> editors;
   {
-    SessionNames touched;
-    EditionsManager::shared().session([&] {
-      for (auto& target : targets) {
-        if (!target.editor) continue;
-        if (applyEdits(*target.editor, target.path, *edits, *intentEdits, options)) status = 1;
+    std::vector<std::shared_ptr<MetadataEditor>> imported;
+    std::vector<std::string> paths;
+    for (const auto& target : targets)
+      if (target.editor) {
+        imported.push_back(target.editor);
+        paths.push_back(target.path);
       }
-    });
+    SessionNames touched;
+    for (const auto& refused : applyEdits(imported, paths, *edits, *intentEdits, options)) {
+      std::fputs(refused.c_str(), stderr);
+      if (!refused.empty()) status = 1;
+    }
     for (auto& target : targets) {
       if (!target.editor) continue;
       target.edited = target.editor->isEdited();

@@ -4,8 +4,11 @@
 
 #include <cmath>
 #include <cstdio>
+#include <unordered_map>
 
 #include "orvelin/catalogue/tags_resources.h"
+#include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_batch.h"
 #include "orvelin/editor/editor_dates.h"
 #include "orvelin/editor/editor_editions.h"
 #include "orvelin/editor/editor_finder_tags.h"
@@ -155,8 +158,8 @@ std::vector<std::string> splitTags(const std::string& text) {
   return tags;
 }
 
-// The edits one file refuses, told on standard error as "path: NAME refused (why)", since the
-// editor itself refuses silently. Each check looks the tag up in one catalogue snapshot.
+// The edits one file refuses, as lines "path: NAME refused (why)" kept for standard error, since
+// the editor itself refuses silently. Each check looks the tag up in one catalogue snapshot.
 class Refusals {
  public:
   Refusals(const MetadataEditor& editor, const std::string& path)
@@ -178,16 +181,15 @@ class Refusals {
     return item;
   }
   void refuse(const TagName& name, const std::string& why) {
-    std::fprintf(stderr, "%s: %s refused (%s)\n", path_.c_str(), name.rawValue().c_str(), why.c_str());
-    any_ = true;
+    lines_ += path_ + ": " + name.rawValue() + " refused (" + why + ")\n";
   }
-  bool any() const { return any_; }
+  const std::string& lines() const { return lines_; }
 
  private:
   const MetadataEditor& editor_;
   const std::string& path_;
   const std::shared_ptr<const TagsCatalogue> catalogue_;
-  bool any_ = false;
+  std::string lines_;
 };
 
 // Merges `text` into the tag, reporting the refusal of a tag that takes no text. Whether a tag
@@ -224,42 +226,57 @@ void applyIntentEdits(MetadataEditor& editor, const IntentEdits& edits, const Se
   if (options.finderTagsFromKeywords) copyIPTCKeywordsToFinderTags(editor);
 }
 
-// Applies the plain edits to one editor.
-void applyPlainEdits(MetadataEditor& editor, const std::vector<Edit>& edits, const SetOptions& options,
-                     Refusals& refusals) {
+// The value an edit sets, in the tag's canonical form as the storages hold it; absent, each
+// editing file told, when the text is no value of the tag's type.
+std::optional<std::string> valueToSet(const Edit& edit, const TagItem& item, const std::vector<Refusals*>& editing) {
+  if (edit.kind != Edit::Kind::value || edit.value.empty()) return std::string();
+  auto canonical = item.converter()->stringValueFromStringValue(edit.value);
+  if (!canonical)
+    for (auto* file : editing)
+      file->refuse(edit.name, "\"" + edit.value + "\" is no " + std::string(item.type.rawValue()) + " value");
+  return canonical;
+}
+
+// Applies the plain edits to all editors, each through one batch operation, after telling
+// the files that refuse it.
+void applyPlainEdits(const std::vector<std::shared_ptr<MetadataEditor>>& editors, const std::vector<Edit>& edits,
+                     std::vector<Refusals>& refusals) {
   for (const auto& edit : edits) {
-    const auto item = refusals.editable(edit.name);
-    if (!item) continue;
-    switch (edit.kind) {
-      case Edit::Kind::clear: editor.setValue(std::string(), edit.name); break;
-      case Edit::Kind::force: editor.forceValue(edit.name); break;
-      case Edit::Kind::value: {
-        if (edit.value.empty()) {
-          editor.setValue(std::string(), edit.name);
-          break;
-        }
-        // The value in the tag's canonical form, as the storages hold it.
-        const auto canonical = item->converter()->stringValueFromStringValue(edit.value);
-        if (!canonical) {
-          refusals.refuse(edit.name, "\"" + edit.value + "\" is no " + std::string(item->type.rawValue()) + " value");
-          continue;
-        }
-        editor.setValue(*canonical, edit.name);
-        break;
-      }
-    }
+    std::vector<Refusals*> editing;
+    for (auto& file : refusals)
+      if (file.editable(edit.name)) editing.push_back(&file);
+    const auto item = TagsResources::shared().tag(edit.name);
+    if (!item || editing.empty()) continue;
+    const auto value = valueToSet(edit, *item, editing);
+    if (!value) continue;
+    if (edit.kind == Edit::Kind::force)
+      forceValue(editors, edit.name);
+    else
+      setValue(editors, *value, edit.name);
   }
-  if (options.finderTags) editor.setFinderTags(splitTags(*options.finderTags));
 }
 
 }  // namespace
 
-bool applyEdits(MetadataEditor& editor, const std::string& path, const std::vector<Edit>& edits,
-                const IntentEdits& intentEdits, const SetOptions& options) {
-  Refusals refusals(editor, path);
-  applyPlainEdits(editor, edits, options, refusals);
-  applyIntentEdits(editor, intentEdits, options, refusals);
-  return refusals.any();
+std::vector<std::string> applyEdits(const std::vector<std::shared_ptr<MetadataEditor>>& editors,
+                                    const std::vector<std::string>& paths, const std::vector<Edit>& edits,
+                                    const IntentEdits& intentEdits, const SetOptions& options) {
+  std::vector<Refusals> refusals;
+  refusals.reserve(editors.size());
+  std::unordered_map<const MetadataEditor*, Refusals*> refusalsOf;
+  for (std::size_t i = 0; i < editors.size(); ++i)
+    refusalsOf[editors[i].get()] = &refusals.emplace_back(*editors[i], paths[i]);
+  EditionsManager::shared().session([&] {
+    applyPlainEdits(editors, edits, refusals);
+    const auto finderTags = options.finderTags ? std::optional(splitTags(*options.finderTags)) : std::nullopt;
+    performConcurrently(editors, [&](MetadataEditor& editor) {
+      if (finderTags) editor.setFinderTags(*finderTags);
+      applyIntentEdits(editor, intentEdits, options, *refusalsOf.at(&editor));
+    });
+  });
+  std::vector<std::string> lines;
+  for (const auto& file : refusals) lines.push_back(file.lines());
+  return lines;
 }
 
 }  // namespace orvelin::tool

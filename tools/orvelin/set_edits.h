@@ -65,9 +65,12 @@ std::optional<std::vector<Edit>> parseEdits(const SetOptions& options);
 // one is malformed. REQUIRES: the catalogue is loaded (a preset names tags).
 std::optional<IntentEdits> parseIntentEdits(const SetOptions& options);
 
-// Applies the plain edits, then the edits with intent, to one editor. Returns whether it refused
-// one of them (each told on standard error as "PATH: NAME refused (WHY)").
-bool applyEdits(MetadataEditor& editor, const std::string& path, const std::vector<Edit>& edits,
-                const IntentEdits& intentEdits, const SetOptions& options);
+// Applies, in one session, the plain edits to all editors through the batch operations, then
+// the edits with intent to each editor, the editors in parallel. Returns, for each editor, the
+// lines that tell the edits it refused ("PATH: NAME refused (WHY)\n" each; empty when none).
+// `paths` names the editors' files in the same order.
+std::vector<std::string> applyEdits(const std::vector<std::shared_ptr<MetadataEditor>>& editors,
+                                    const std::vector<std::string>& paths, const std::vector<Edit>& edits,
+                                    const IntentEdits& intentEdits, const SetOptions& options);
 
 }  // namespace orvelin::tool
