@@ -375,13 +375,14 @@ class WriterDelegate : public TagsResourcesWriterDelegate {
   std::vector<TagStream> completedStreams;
 };
 
-// Runs `writer` with a recording delegate told on `delegation`, and waits for its finish.
-std::shared_ptr<WriterDelegate> run(TagsResourcesWriter& writer, OperationQueue& delegation) {
+// Runs `writer` with a recording delegate told on `delegation`, and waits for its finish. With
+// `askTwice`, for a run long enough to be under way still, a second call is ignored.
+std::shared_ptr<WriterDelegate> run(TagsResourcesWriter& writer, OperationQueue& delegation, bool askTwice = false) {
   auto delegate = std::make_shared<WriterDelegate>();
   writer.delegate = delegate;
   writer.delegationQueue = &delegation;
   writer.writeResources();
-  writer.writeResources();  // ignored while writing
+  if (askTwice) writer.writeResources();
   writer.waitResourcesGeneration();
   EXPECT_EQ(delegate->finished.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
   EXPECT_EQ(delegate->finalProgress, 1.0);  // the counters are cleared at the end
@@ -401,7 +402,7 @@ TEST(TagsResourcesWriterRun, GeneratesStreamsFromExifToolAndCountsEachOne) {
   testing::ScratchFolder folder;
   auto writer = TagsResourcesWriter::make(folder.path());
   writer->streams = {TagStream::gps, TagStream("NoSuchGroup")};
-  const auto delegate = run(*writer, delegation);
+  const auto delegate = run(*writer, delegation, true);
   // One unit for the stream list and one per stream, each with its progress callback.
   EXPECT_EQ(delegate->total, 3);
   EXPECT_THAT(delegate->events(), ElementsAre("will", "progress", "progress", "progress", "finish"));

@@ -40,6 +40,10 @@ class CatalogueRunCounter {
   // The names of the units done since the run began; kept after it ends, until the next one.
   std::vector<std::string> completedNames() const;
 
+  // Held around the end of a unit and its notifications (completeCatalogueUnit), so that these
+  // are queued in the order the units were counted, the finish after every progress.
+  std::mutex& unitEndLock() { return unitEndLock_; }
+
  private:
   double progressLocked() const;
 
@@ -48,6 +52,7 @@ class CatalogueRunCounter {
   std::int64_t completedUnit_ = 0;
   std::int64_t totalUnit_ = 0;
   std::vector<std::string> completedNames_;
+  std::mutex unitEndLock_;
 };
 
 // Places `callback` of `owner`'s delegate asynchronously on `owner.delegationQueue`, with the
@@ -70,6 +75,7 @@ void notifyCatalogueDelegate(Owner& owner, void (Delegate::*callback)(Owner&)) {
 template <typename Owner, typename Delegate>
 void completeCatalogueUnit(Owner& owner, CatalogueRunCounter& counter, std::string_view name,
                            void (Delegate::*didProgress)(Owner&), void (Delegate::*didFinish)(Owner&)) {
+  std::lock_guard lock(counter.unitEndLock());
   counter.completeUnit(name);
   notifyCatalogueDelegate(owner, didProgress);
   if (counter.finishIfComplete()) notifyCatalogueDelegate(owner, didFinish);
