@@ -197,6 +197,25 @@ std::unordered_set<std::string> currentOrEmptyValues(EditorArray editors, const 
   return valuesOrEmpty(editors, name, &MetadataEditor::currentValue);
 }
 
+TagSummary summary(EditorArray editors, const TagName& name) {
+  TagSummary summary;
+  std::mutex summaryMutex;
+  perSlice(editors, [&](std::size_t begin, std::size_t end) {
+    TagSummary slice;
+    for (std::size_t index = begin; index < end; ++index) {
+      const auto& editor = editors[index];
+      slice.currentOrEmptyValues.insert(editor.currentValue(name).value_or(""));
+      slice.isValueEdited = slice.isValueEdited || editor.isValueEdited(name);
+      slice.canEditValue = slice.canEditValue || editor.canEditValue(name);
+    }
+    std::lock_guard lock(summaryMutex);
+    summary.currentOrEmptyValues.merge(slice.currentOrEmptyValues);
+    summary.isValueEdited = summary.isValueEdited || slice.isValueEdited;
+    summary.canEditValue = summary.canEditValue || slice.canEditValue;
+  });
+  return summary;
+}
+
 std::optional<double> exifGPSLatitude(EditorArray editors) { return commonOptional<double>(editors, &exifGPSLatitude); }
 
 std::optional<double> exifGPSLongitude(EditorArray editors) {

@@ -24,12 +24,14 @@ MultiValuedString::MultiValuedString(const std::unordered_set<std::string>& valu
 }
 
 MetadataRowCache::MetadataRowCache(const MetadataRowValue& rowValue)
-    : string(currentOrEmptyValues(rowValue.editors(), rowValue.tagItem()->name)),
-      isEdited(isValueEdited(rowValue.editors(), rowValue.tagItem()->name)),
-      canBeEdited(canEditValue(rowValue.editors(), rowValue.tagItem()->name)),
-      tagItem(rowValue.tagItem()) {
-  isWritable = rowValue.allowsWriting() && canBeEdited;
-}
+    : MetadataRowCache(rowValue, orvelin::summary(rowValue.editors(), rowValue.tagItem()->name)) {}
+
+MetadataRowCache::MetadataRowCache(const MetadataRowValue& rowValue, const TagSummary& summary)
+    : string(summary.currentOrEmptyValues),
+      isWritable(rowValue.allowsWriting() && summary.canEditValue),
+      isEdited(summary.isValueEdited),
+      canBeEdited(summary.canEditValue),
+      tagItem(rowValue.tagItem()) {}
 
 MetadataRowValue::MetadataRowValue(const MetadataTable& table, std::shared_ptr<const TagItem> tagItem)
     : MetadataRowValue(std::move(tagItem), table.sharedEditors(), table.allowsTagsWriting) {}

@@ -102,6 +102,16 @@ std::unordered_set<std::optional<std::string>> writtenValues(EditorArray editors
 std::unordered_set<std::string> writtenOrEmptyValues(EditorArray editors, const TagName& name);
 std::unordered_set<std::optional<std::string>> currentValues(EditorArray editors, const TagName& name);
 std::unordered_set<std::string> currentOrEmptyValues(EditorArray editors, const TagName& name);
+// currentOrEmptyValues(), isValueEdited() and canEditValue() of one tag together, in one pass
+// over the editors: each editor's values are read once, while they are in the processor's
+// cache, rather than once per question (what an inspector's row shows, for many editors).
+struct TagSummary {
+  std::unordered_set<std::string> currentOrEmptyValues;
+  bool isValueEdited = false;
+  bool canEditValue = false;
+};
+TagSummary summary(EditorArray editors, const TagName& name);
+
 // The one answer all editors give; absent when they disagree (or the array is empty).
 std::optional<double> exifGPSLatitude(EditorArray editors);
 std::optional<double> exifGPSLongitude(EditorArray editors);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "orvelin/editions/editions_manager.h"
+#include "orvelin/editor/editor_batch.h"
 #include "orvelin/editor/metadata_editor.h"
 #include "orvelin/support/note_subscriber.h"
 #include "orvelin/support/text_search.h"
@@ -66,8 +67,8 @@ struct MetadataRowCache {
   bool canBeEdited = false;  // one editor can edit the tag
   std::shared_ptr<const TagItem> tagItem;
 
-  // Reads the row's tag on the row's editors (the batch reads: current-or-empty values,
-  // edited, editable).
+  // Reads the row's tag on the row's editors: their current-or-empty values, whether one has
+  // an edit of it, whether one can edit it (the batch summary(), one pass over the editors).
   explicit MetadataRowCache(const MetadataRowValue& rowValue);
 
   bool isNone() const { return string.kind() == MultiValuedString::Case::none; }
@@ -75,6 +76,9 @@ struct MetadataRowCache {
   bool isMultiple() const { return string.kind() == MultiValuedString::Case::multiple; }
   // The tag takes values from a list.
   bool hasEnumeration() const { return !tagItem->values.empty(); }
+
+ private:
+  MetadataRowCache(const MetadataRowValue& rowValue, const TagSummary& summary);
 };
 
 // One value row: a tag over the editors of its table at the time the row was made. Its cache
