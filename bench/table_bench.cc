@@ -2,9 +2,11 @@
 // building the rows (which must not touch the editors, so that its time does not grow with their
 // number) and fetching every row's cache (which reads every editor, so that its time grows
 // linearly). Each figure is the ratio of the 10,000 run to the 1,000 run; the fetch is also
-// measured with 3,000 editors, to show where its growth departs from linear.
+// measured with 3,000 editors, where the editors no longer fit in the processor's caches.
 
+#include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <latch>
 
 #include "bench_support.h"
@@ -48,11 +50,16 @@ Timing measure(const ReadWriteStorage& storage, std::size_t count) {
       if (const auto* value = table->entry(index).asValue()) rows.push_back(*value);
   });
   timing.rows = rows.size();
-  timing.fetch = bench::secondsOf([&] {
-    std::latch fetched(static_cast<std::ptrdiff_t>(rows.size()));
-    for (const auto& row : rows) row->fetchRowCache([&fetched](const MetadataRowCache&) { fetched.count_down(); });
-    fetched.wait();
-  });
+  // The best of three fetches from empty caches, so that one run disturbed by the machine does
+  // not count.
+  timing.fetch = std::numeric_limits<double>::max();
+  for (int k = 0; k < 3; ++k)
+    timing.fetch = std::min(timing.fetch, bench::secondsOf([&] {
+      for (const auto& row : rows) row->setCache(std::nullopt);
+      std::latch fetched(static_cast<std::ptrdiff_t>(rows.size()));
+      for (const auto& row : rows) row->fetchRowCache([&fetched](const MetadataRowCache&) { fetched.count_down(); });
+      fetched.wait();
+    }));
   main.sync([&] { table.reset(); });
   return timing;
 }

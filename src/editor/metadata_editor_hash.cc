@@ -5,7 +5,7 @@
 
 namespace orvelin {
 
-std::size_t MetadataEditorHash::operator()(const std::shared_ptr<MetadataEditor>& editor) const noexcept {
+std::size_t MetadataEditorHash::operator()(const std::shared_ptr<MetadataEditor>& editor) const {
   return editor ? std::hash<std::string>{}(editor->hashURL().native()) : 0;
 }
 

@@ -108,7 +108,8 @@ void writeImagesFinderTags(const std::vector<fs::path>& files, const std::vector
 // names Canon:OwnerName for a Canon file): the storage's written names, and the file date.
 std::multimap<std::string, TagName> sentNames(const ReadWriteStorage& storage, const nlohmann::json& values) {
   std::multimap<std::string, TagName> sent;
-  for (const auto& [name, value] : storage.writtenValuesDict()) {
+  for (const auto* entry : storage.writtenValuesDict().sorted()) {
+    const auto& name = entry->first;
     const auto& key = name.key().rawValue();
     const auto member = (TagsFamily::isStreamInG0Family(name.stream()) ? name.stream().rawValue()
                                                                        : TagStream::makerNotes.rawValue()) +

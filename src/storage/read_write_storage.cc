@@ -1,6 +1,7 @@
 #include "orvelin/storage/read_write_storage.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "orvelin/catalogue/tags_resources.h"
 #include "orvelin/support/files.h"
@@ -13,18 +14,6 @@ namespace orvelin {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::vector<TagName> keysOf(const ReadWriteStorage::Values& values) {
-  std::vector<TagName> names;
-  names.reserve(values.size());
-  for (const auto& [name, value] : values) names.push_back(name);
-  return names;  // a std::map is already in TagName order
-}
-
-const std::string* find(const ReadWriteStorage::Values& values, const TagName& name) {
-  const auto found = values.find(name);
-  return found == values.end() ? nullptr : &found->second;
-}
 
 std::optional<std::string> copied(const std::string* value) {
   if (!value) return std::nullopt;
@@ -40,41 +29,30 @@ ReadWriteStorage::ReadWriteStorage(fs::path fileURL) : sourceFileURL_(std::move(
   fileType_ = asciiLowercased(extension);
 }
 
-std::vector<TagName> ReadWriteStorage::originalValuesTagNames() const { return keysOf(originalValues_); }
+std::vector<TagName> ReadWriteStorage::originalValuesTagNames() const { return originalValues_.sortedNames(); }
 
-std::vector<TagName> ReadWriteStorage::writtenValuesTagNames() const { return keysOf(writtenValues_); }
+std::vector<TagName> ReadWriteStorage::writtenValuesTagNames() const { return writtenValues_.sortedNames(); }
 
 std::vector<TagName> ReadWriteStorage::currentValuesTagNames() const {
-  // Both maps are sorted: merge them.
+  const auto original = originalValues_.sortedNames();
+  const auto written = writtenValues_.sortedNames();
   std::vector<TagName> names;
-  names.reserve(originalValues_.size() + writtenValues_.size());
-  auto original = originalValues_.begin();
-  auto written = writtenValues_.begin();
-  while (original != originalValues_.end() || written != writtenValues_.end()) {
-    if (written == writtenValues_.end() || (original != originalValues_.end() && original->first < written->first)) {
-      names.push_back((original++)->first);
-    } else if (original == originalValues_.end() || written->first < original->first) {
-      names.push_back((written++)->first);
-    } else {
-      names.push_back(original->first);
-      ++original;
-      ++written;
-    }
-  }
+  names.reserve(original.size() + written.size());
+  std::set_union(original.begin(), original.end(), written.begin(), written.end(), std::back_inserter(names));
   return names;
 }
 
 const std::string* ReadWriteStorage::originalValuePointer(const TagName& name) const {
-  return find(originalValues_, name);
+  return originalValues_.find(name);
 }
 
 const std::string* ReadWriteStorage::writtenValuePointer(const TagName& name) const {
-  return find(writtenValues_, name);
+  return writtenValues_.find(name);
 }
 
 const std::string* ReadWriteStorage::currentValuePointer(const TagName& name) const {
-  if (const auto* written = find(writtenValues_, name)) return written;
-  return find(originalValues_, name);
+  if (const auto* written = writtenValues_.find(name)) return written;
+  return originalValues_.find(name);
 }
 
 std::optional<std::string> ReadWriteStorage::originalValue(const TagName& name) const {
@@ -126,7 +104,7 @@ void ReadWriteStorage::setFinderTags(std::optional<std::vector<std::string>> tag
 }
 
 void ReadWriteStorage::flushNewToOriginalValues() {
-  for (auto& [name, value] : writtenValues_) originalValues_.insert_or_assign(name, std::move(value));
+  for (const auto& [name, value] : writtenValues_) originalValues_.insert_or_assign(name, value);
   writtenValues_.clear();
   if (cacheWrittenFinderTags_) cacheOriginalFinderTags_ = std::move(*cacheWrittenFinderTags_);
   cacheWrittenFinderTags_.reset();

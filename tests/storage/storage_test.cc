@@ -9,6 +9,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -95,6 +96,41 @@ struct SetValueCase {
   std::vector<std::optional<std::string>> values;
   std::optional<std::string> written;
 };
+
+TEST(TagValues, AgreesWithASortedMapThroughInsertsAndErases) {
+  // Names that collide in few slots, inserted and erased in a scrambled order, so that erasing
+  // shifts back runs that wrap around the end of the index.
+  std::map<TagName, std::string> expected;
+  TagValues values;
+  unsigned state = 12345;
+  auto next = [&state] { return state = state * 1103515245 + 12345, (state >> 16) % 97; };
+  for (int step = 0; step < 4000; ++step) {
+    const auto number = next();
+    const TagName name(number % 3 ? "EXIF" : "XMP", "Key" + std::to_string(number));
+    if (next() % 3 == 0) {
+      expected.erase(name);
+      values.erase(name);
+    } else {
+      expected.insert_or_assign(name, std::to_string(step));
+      values.insert_or_assign(name, std::to_string(step));
+    }
+    ASSERT_EQ(values.size(), expected.size());
+    for (unsigned probe = 0; probe < 97; probe += 7) {
+      const TagName other(probe % 3 ? "EXIF" : "XMP", "Key" + std::to_string(probe));
+      const auto found = expected.find(other);
+      const auto* value = values.find(other);
+      ASSERT_EQ(value != nullptr, found != expected.end()) << step << " " << other;
+      if (value) {
+        ASSERT_EQ(*value, found->second);
+      }
+    }
+  }
+  std::vector<TagName> names;
+  for (const auto& [name, value] : expected) names.push_back(name);
+  EXPECT_EQ(values.sortedNames(), names);
+  values.clear();
+  EXPECT_FALSE(values.contains(names.front()));
+}
 
 TEST(ReadWriteStorageOverlay, SetValueFollowsTheTable) {
   const SetValueCase cases[] = {

@@ -104,7 +104,8 @@ void printText(const ReadWriteStorage& storage) {
     std::cout << TagName::orvfinderTags.rawValue() << "=" << joined << "\n";
     finderTagsDone = true;
   };
-  for (const auto& [name, value] : storage.originalValuesDict()) {
+  for (const auto* entry : storage.originalValuesDict().sorted()) {
+    const auto& [name, value] = *entry;
     if (!finderTagsDone && TagName::orvfinderTags < name) printFinderTags();
     std::cout << name.rawValue() << "=" << escaped(value) << "\n";
   }

@@ -20,8 +20,12 @@ class MetadataEditor;
 
 // Hashes an editor by its URL; editors are equal only when they are the same object. Defined
 // with the editors (the editor layer), which this one does not include.
+//
+// Not noexcept on purpose: the standard library then keeps each node's hash, so that a map
+// holding many editors of one URL (one bucket) walks that bucket without hashing the URL again
+// at every node.
 struct MetadataEditorHash {
-  std::size_t operator()(const std::shared_ptr<MetadataEditor>& editor) const noexcept;
+  std::size_t operator()(const std::shared_ptr<MetadataEditor>& editor) const;
 };
 
 // What a session touched: for each editor, the names that may have changed on it. Keeps its

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -12,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "orvelin/storage/generic_storage.h"
+#include "orvelin/storage/tag_values.h"
 
 namespace orvelin {
 
@@ -38,7 +38,7 @@ class ReadWriteStorageOwner {
 // A plain value with no lock: its owner (an editor) guards it.
 class ReadWriteStorage final : public GenericStorage {
  public:
-  using Values = std::map<TagName, std::string>;
+  using Values = TagValues;
 
   // A URL without extension counts as a folder, a file without extension included.
   explicit ReadWriteStorage(std::filesystem::path fileURL);
@@ -97,7 +97,7 @@ class ReadWriteStorage final : public GenericStorage {
   // std::filesystem::filesystem_error when it cannot be read; the storage is then unchanged.
   void readFinderTags() override;
   void store(const TagStream& g0Stream, const TagStream& g1Stream) override;
-  void store(const std::string& value, const TagName& name) override { originalValues_[name] = value; }
+  void store(const std::string& value, const TagName& name) override { originalValues_.insert_or_assign(name, value); }
 
   // The JSON record that exiftool writes (its "-json=" input): "SourceFile": "*", then one
   // "GROUP:Key" member per written value that the catalogue knows with a supported type,
