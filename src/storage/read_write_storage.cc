@@ -1,6 +1,8 @@
 #include "orvelin/storage/read_write_storage.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <iterator>
 
 #include "orvelin/catalogue/tags_resources.h"
@@ -14,6 +16,19 @@ namespace orvelin {
 namespace fs = std::filesystem;
 
 namespace {
+
+// A real number without fraction goes to exiftool as an integer: a tag that one namespace types
+// as real and another as integer (XMP:ImageWidth) then takes it in both, where "8.0" would be
+// refused as "Not an integer".
+void sendIntegralAsInteger(nlohmann::json& value) {
+  if (value.is_array()) {
+    for (auto& element : value) sendIntegralAsInteger(element);
+    return;
+  }
+  if (!value.is_number_float()) return;
+  const double number = value.get<double>();
+  if (std::trunc(number) == number && std::fabs(number) < 9.0e15) value = static_cast<std::int64_t>(number);
+}
 
 std::optional<std::string> copied(const std::string* value) {
   if (!value) return std::nullopt;
@@ -139,8 +154,11 @@ nlohmann::json ReadWriteStorage::buildETValues() const {
     const std::string group =
         TagsFamily::isStreamInG0Family(name.stream()) ? name.stream().rawValue() : TagStream::makerNotes.rawValue();
     const std::string key = group + ":" + name.key().rawValue();
-    if (converted && !converted->isNull())
-      values[key] = converted->toJSON();
+    if (converted && !converted->isNull()) {
+      auto json = converted->toJSON();
+      sendIntegralAsInteger(json);
+      values[key] = std::move(json);
+    }
     else
       values[key] = "-";
   }

@@ -35,11 +35,6 @@ const char* TaskError<SaveImageEditionsTaskErrorCode>::text(SaveImageEditionsTas
 
 namespace {
 
-std::optional<std::string> pathOf(const std::optional<fs::path>& url) {
-  if (!url) return std::nullopt;
-  return url->string();
-}
-
 MetadataETReader editorReader(const std::optional<std::string>& password) {
   MetadataETReader reader(password);
   reader.setupDefaultForEditorReading();
@@ -102,11 +97,11 @@ void ImportImageTaskItem::internalProcess() {
 }
 
 std::string ImportImageTaskItem::title() const {
-  return kindTitle("ImportImage", input_ ? pathOf(input_->fileURL) : std::nullopt);
+  return kindTitle("ImportImage", input_ ? tasks::pathText(input_->fileURL) : std::nullopt);
 }
 
 std::string ImportImageTaskItem::subtitle() const {
-  return kindSubtitle(input_ ? pathOf(input_->fileURL) : std::nullopt);
+  return kindSubtitle(input_ ? tasks::pathText(input_->fileURL) : std::nullopt);
 }
 
 void ImportImageTaskItem::flushResources() {
@@ -200,9 +195,9 @@ std::vector<RefusedValue> SaveImageEditionsTaskItem::refusedValues() const {
   return refusedValues_;
 }
 
-std::string SaveImageEditionsTaskItem::title() const { return kindTitle("SaveImageEditions", pathOf(inputURL_)); }
+std::string SaveImageEditionsTaskItem::title() const { return kindTitle("SaveImageEditions", tasks::pathText(inputURL_)); }
 
-std::string SaveImageEditionsTaskItem::subtitle() const { return kindSubtitle(pathOf(inputURL_)); }
+std::string SaveImageEditionsTaskItem::subtitle() const { return kindSubtitle(tasks::pathText(inputURL_)); }
 
 void SaveImageEditionsTaskItem::flushResources() {
   std::lock_guard lock(mutex_);

@@ -4,6 +4,7 @@
 // with "/"), and its extension, as a URL would tell them.
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "orvelin/support/string_extensions.h"
@@ -27,6 +28,12 @@ inline std::string lowercasedPathExtension(const std::filesystem::path& path) {
   auto extension = std::filesystem::path(lastPathComponent(path)).extension().string();
   if (!extension.empty()) extension.erase(0, 1);
   return asciiLowercased(extension);
+}
+
+// The path of `url` as text; absent without URL.
+inline std::optional<std::string> pathText(const std::optional<std::filesystem::path>& url) {
+  if (!url) return std::nullopt;
+  return url->string();
 }
 
 }  // namespace orvelin::tasks

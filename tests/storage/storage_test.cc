@@ -206,12 +206,14 @@ TEST(ReadWriteStorageExport, GroupsConvertsAndDeletes) {
            {"EXIF:Make", ""}, {"EXIF:FNumber", ""}, {"EXIF:Artist", "Me"}, {"Canon:FirmwareVersion", "1.2"},
            {"EXIF:ISO", "400"}, {"EXIF:PreviewImageLength", ""}, {"EXIF:ThumbnailLength", "1234"},
            {"EXIF:ThumbnailImage", "base64:/9j/4AAQ"}, {"EXIF:NoSuchTag", "y"}, {"NoSuchStream:Make", "z"},
-           {"IPTC:City", "Cannes"}, {"XMP:Creator", "Ann,Bob"}, {"Photoshop:URL", "Bob"}})
+           {"IPTC:City", "Cannes"}, {"XMP:Creator", "Ann,Bob"}, {"Photoshop:URL", "Bob"},
+           {"XMP:ImageWidth", "8.00000000"}, {"EXIF:FocalLength", "5.50000000"}})
     storage.setValue(std::string(value), tag(name));
-  EXPECT_EQ(storage.buildETValues(), nlohmann::json::parse(R"({
+  // A real number without fraction is sent as an integer (XMP-tiff refuses "8.0").
+  EXPECT_EQ(storage.buildETValues().dump(), nlohmann::json::parse(R"({
     "SourceFile": "*", "EXIF:Make": "", "EXIF:FNumber": "-", "EXIF:Artist": "Me", "MakerNotes:FirmwareVersion": "1.2", "EXIF:ISO": 400,
     "EXIF:PreviewImageLength": "-", "EXIF:ThumbnailLength": 1234, "IPTC:City": "Cannes",
-    "XMP:Creator": ["Ann", "Bob"], "Photoshop:URL": "Bob"})"));
+    "XMP:Creator": ["Ann", "Bob"], "Photoshop:URL": "Bob", "XMP:ImageWidth": 8, "EXIF:FocalLength": 5.5})").dump());
 }
 
 class MetadataETReaderTest : public ::testing::Test {

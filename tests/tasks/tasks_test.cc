@@ -21,7 +21,9 @@
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/notification_center.h"
+#include "orvelin/tasks/export_tasks.h"
 #include "orvelin/tasks/image_tasks.h"
+#include "orvelin/imageservice/image.h"
 #include "orvelin/tasks/tasks_manager.h"
 
 namespace orvelin {
@@ -534,6 +536,132 @@ TEST_F(ImageTasks, SaveTasksOnlyForEditedUnlockedEditorsWithTheirOptions) {
   EXPECT_THAT(runner.takeWrites(), AllOf(SizeIs(2), Each(AllOf(Not(utf8), correcting))));
   EXPECT_EQ(exifTool(file->url(), "EXIF:Artist"), "Again\n");
   locked->unlockEditor();
+}
+
+// A raw file whose large JPEG is no image and whose preview is a real JPEG.
+std::shared_ptr<ETImageMetadataEditor> rawWithPreview(const fs::path& folder) {
+  const auto raw = testing::copySample("DNG.dng", folder);
+  testing::exifToolInPlace(raw, {"-PreviewImage<=" + (testing::dataDirectory() / "Canon.jpg").string()});
+  return testing::readEditor(raw);
+}
+
+// Each bad input fails its task with its own text, and the checks come in their order: the
+// image exports test the file before they work out (and clear) the target; the sidecar export
+// works out the target before it tests the type; the import wants editors before a sidecar.
+TEST_F(ImageTasks, TheErrorsOfTheExportsAndImportsInTheirOrder) {
+  testing::ScratchFolder folder;
+  const auto png = testing::readEditor(testing::copySample("PNG.png", folder.path()));
+  const auto jpeg = testing::readEditor(testing::copySample("Canon.jpg", folder.path()));
+  const auto raw = rawWithPreview(folder.path());
+  MetadataETReader reader;
+  const auto album = readImageFolder(reader, folder / "album");
+  fs::create_directories(folder / "album");
+  const auto out = folder / "out";
+  fs::create_directories(out);
+  using Image = ExportJPEGImageTaskInput;
+  using Sidecar = ExportSidecarFileTaskInput;
+  using Import = ImportSidecarFileTaskInput;
+  const struct {
+    const char* name;
+    std::shared_ptr<TaskItem> task;
+    const char* error;
+    const char* kept;  // a file of the target's name, there before the task and after it
+  } cases[] = {
+      {"no input", std::make_shared<ExportJPEGImageTaskItem>(), "Input is invalid", nullptr},
+      {"no editor", std::make_shared<ExportThumbnailTaskItem>(Image{nullptr, out}), "Editor is missing", nullptr},
+      {"no destination", std::make_shared<ExportJPEGImageTaskItem>(Image{png}), "Destination is missing", nullptr},
+      {"a folder", std::make_shared<ExportJPEGImageTaskItem>(Image{album, out, true}), "Input is not supported",
+       "album-JPEG.jpg"},
+      {"no preview", std::make_shared<ExportJPEGImageTaskItem>(Image{png, out, true}), "No embedded image data",
+       "PNG-JPEG.jpg"},
+      {"no thumbnail", std::make_shared<ExportThumbnailTaskItem>(Image{png, out, true}), "No embedded image data",
+       "PNG-thumbnail.jpg"},
+      {"a file as folder", std::make_shared<ExportJPEGImageTaskItem>(Image{raw, jpeg->url()}), "Image writing failed",
+       nullptr},
+      {"no sidecar input", std::make_shared<ExportSidecarFileTaskItem>(), "Input is invalid", nullptr},
+      {"no sidecar editor", std::make_shared<ExportSidecarFileTaskItem>(Sidecar{}), "Editor is missing", nullptr},
+      {"no type", std::make_shared<ExportSidecarFileTaskItem>(Sidecar{jpeg}), "File type is missing", nullptr},
+      {"no folder", std::make_shared<ExportSidecarFileTaskItem>(Sidecar{jpeg, "csv"}), "Destination is missing",
+       nullptr},
+      {"an unknown type", std::make_shared<ExportSidecarFileTaskItem>(Sidecar{jpeg, "pdf", out}), "File type is unknown",
+       "Canon.pdf"},
+      {"no import input", std::make_shared<ImportSidecarFileTaskItem>(), "Input is invalid", nullptr},
+      {"no editors", std::make_shared<ImportSidecarFileTaskItem>(Import{}), "Editor is missing", nullptr},
+      {"no sidecar", std::make_shared<ImportSidecarFileTaskItem>(Import{{jpeg}}), "Sidecar is missing", nullptr},
+  };
+  for (const auto& c : cases) {
+    if (c.kept) testing::writeFile(out / c.kept, "old");
+    c.task->performFromBackground();
+    EXPECT_EQ(c.task->status(), TaskStatus::failed) << c.name;
+    EXPECT_EQ(c.task->errorDescription(), c.error) << c.name;
+    if (c.kept) {
+      EXPECT_EQ(testing::readFile(out / c.kept), "old") << c.name;
+    }
+  }
+  // An unknown type removes an old file of its name when asked to override: the target came first.
+  ExportSidecarFileTaskItem pdf(Sidecar{jpeg, "pdf", out, true});
+  pdf.performFromBackground();
+  EXPECT_EQ(pdf.errorDescription(), "File type is unknown");
+  EXPECT_FALSE(fs::exists(out / "Canon.pdf"));
+  // A sidecar that cannot be read fails the task.
+  ImportSidecarFileTaskItem unreadable(Import{{jpeg}, folder / "gone.csv"});
+  unreadable.performFromBackground();
+  EXPECT_EQ(unreadable.status(), TaskStatus::failed);
+  EXPECT_FALSE(jpeg->isEdited());
+}
+
+// The exports name their files after the editor's, take a free name unless told to override,
+// and a sidecar comes back: the library's own tag files change nothing on the file they came
+// from; exiftool's XMP carries the values to another file, without the sidecar's file facts.
+TEST_F(ImageTasks, ExportsNameTheirFilesAndSidecarsComeBack) {
+  testing::ScratchFolder folder;
+  const auto raw = rawWithPreview(folder.path());
+  const auto jpeg = testing::readEditor(testing::copySample("Canon.jpg", folder.path()));
+  const auto out = folder / "out";
+  fs::create_directories(out);
+  auto exported = [&](const auto& generator) {
+    std::vector<std::string> names;
+    auto group = generator.generateGroup();
+    run(group, [&] {
+      for (const auto& task : group->tasks) {
+        std::optional<fs::path> output;
+        if (const auto* image = dynamic_cast<const ExportEmbeddedImageTaskItem*>(task.get())) output = image->outputURL();
+        if (const auto* sidecar = dynamic_cast<const ExportSidecarFileTaskItem*>(task.get())) output = sidecar->outputURL();
+        names.push_back(output ? output->filename().string() : task->errorDescription());
+      }
+    });
+    return names;
+  };
+  EXPECT_THAT(exported(ExportJPEGImageTasksGenerator({raw}, out, false)), ElementsAre("DNG-JPEG.jpg"));
+  EXPECT_THAT(exported(ExportJPEGImageTasksGenerator({raw}, out, false)), ElementsAre("DNG-JPEG (0).jpg"));
+  EXPECT_THAT(exported(ExportJPEGImageTasksGenerator({raw}, out, true)), ElementsAre("DNG-JPEG.jpg"));
+  EXPECT_FALSE(fs::exists(out / "DNG-JPEG (1).jpg"));
+  const auto image = Image::decodeFile(out / "DNG-JPEG.jpg");
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->width(), Image::decodeFile(testing::dataDirectory() / "Canon.jpg")->width());
+
+  EXPECT_THAT(exported(ExportSidecarFileTasksGenerator({jpeg}, "CSV", out, false)), ElementsAre("Canon.CSV"));
+  EXPECT_THAT(exported(ExportSidecarFileTasksGenerator({jpeg}, "json", out, false)), ElementsAre("Canon.json"));
+  EXPECT_THAT(exported(ExportSidecarFileTasksGenerator({jpeg}, "XMP", out, false)), ElementsAre("Canon.XMP"));
+  EXPECT_THAT(testing::readFile(out / "Canon.CSV"), ::testing::HasSubstr("EXIF:Make, \"Canon\"\n"));
+  for (const char* sidecar : {"Canon.CSV", "Canon.json"}) {
+    const auto fresh = testing::readEditor(testing::copySample("ExifTool.jpg", folder.path()));
+    run(ImportSidecarFileTasksGenerator({jpeg, fresh}, out / sidecar).generateGroup());
+    EXPECT_FALSE(jpeg->isEdited()) << sidecar << ": " << ::testing::PrintToString(jpeg->writtenTagNames());
+    EXPECT_EQ(fresh->writtenValue(TagName("EXIF", "Make")), "Canon") << sidecar;
+  }
+
+  const auto png = testing::readEditor(testing::copySample("PNG.png", folder.path()));
+  const auto other = testing::readEditor(testing::copySample("GPS.jpg", folder.path()));
+  auto group = ImportSidecarFileTasksGenerator({png, other}, out / "Canon.XMP").generateGroup();
+  ASSERT_EQ(group->tasks.size(), 2u);  // each task sets the sidecar on both editors
+  run(group);
+  for (const auto& task : group->tasks) EXPECT_EQ(task->status(), TaskStatus::completed) << task->errorDescription();
+  EXPECT_EQ(png->writtenValue(TagName("XMP", "Make")), "Canon");
+  EXPECT_EQ(other->writtenValue(TagName("XMP", "Make")), "Canon");
+  for (const auto& name : png->writtenTagNames()) EXPECT_NE(name.stream(), TagStream("File")) << name;
+  run(SaveImageEditionsTasksGenerator({png}).generateGroup());
+  EXPECT_EQ(exifTool(folder / "PNG.png", "XMP:Make"), "Canon\n");
 }
 
 }  // namespace
