@@ -93,11 +93,6 @@ std::string readData(const fs::path& url) {
   return std::move(*data);
 }
 
-std::optional<fs::path> urlOf(const std::shared_ptr<MetadataEditor>& editor) {
-  if (!editor) return std::nullopt;
-  return editor->url();
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -105,15 +100,8 @@ std::optional<fs::path> urlOf(const std::shared_ptr<MetadataEditor>& editor) {
 
 ExportEmbeddedImageTaskItem::ExportEmbeddedImageTaskItem(std::optional<ExportJPEGImageTaskInput> input,
                                                          std::string kind, std::string suffixKey)
-    : kind_(std::move(kind)),
-      suffixKey_(std::move(suffixKey)),
-      input_(std::move(input)),
-      inputURL_(input_ ? urlOf(input_->editor) : std::nullopt) {}
-
-std::optional<ExportJPEGImageTaskInput> ExportEmbeddedImageTaskItem::input() const {
-  std::lock_guard lock(mutex_);
-  return input_;
-}
+    : InputTaskItem(input, input ? urlOf(input->editor) : std::nullopt, std::move(kind)),
+      suffixKey_(std::move(suffixKey)) {}
 
 void ExportEmbeddedImageTaskItem::internalProcess() {
   using enum ExportJPEGImageTaskErrorCode;
@@ -139,15 +127,6 @@ void ExportEmbeddedImageTaskItem::internalProcess() {
 std::optional<fs::path> ExportEmbeddedImageTaskItem::outputURL() const {
   std::lock_guard lock(mutex_);
   return outputURL_;
-}
-
-std::string ExportEmbeddedImageTaskItem::title() const { return kindTitle(kind_, tasks::pathText(inputURL_)); }
-
-std::string ExportEmbeddedImageTaskItem::subtitle() const { return kindSubtitle(tasks::pathText(inputURL_)); }
-
-void ExportEmbeddedImageTaskItem::flushResources() {
-  std::lock_guard lock(mutex_);
-  if (input_) input_->editor.reset();
 }
 
 ExportJPEGImageTaskItem::ExportJPEGImageTaskItem(std::optional<ExportJPEGImageTaskInput> input)
@@ -186,7 +165,7 @@ template class ExportEmbeddedImageTasksGenerator<ExportThumbnailTaskItem>;
 // Sidecar export
 
 ExportSidecarFileTaskItem::ExportSidecarFileTaskItem(std::optional<ExportSidecarFileTaskInput> input)
-    : input_(std::move(input)), inputURL_(input_ ? urlOf(input_->editor) : std::nullopt) {}
+    : InputTaskItem(input, input ? urlOf(input->editor) : std::nullopt, "ExportSidecarFile") {}
 
 const std::vector<std::string>& ExportSidecarFileTaskItem::supportedSidecarTypesList() {
   static const std::vector<std::string> types{"xmp", "exif", "mie", "exv", "icc", "vrd", "csv", "json"};
@@ -196,11 +175,6 @@ const std::vector<std::string>& ExportSidecarFileTaskItem::supportedSidecarTypes
 const std::set<std::string>& ExportSidecarFileTaskItem::supportedSidecarTypes() {
   static const std::set<std::string> types(supportedSidecarTypesList().begin(), supportedSidecarTypesList().end());
   return types;
-}
-
-std::optional<ExportSidecarFileTaskInput> ExportSidecarFileTaskItem::input() const {
-  std::lock_guard lock(mutex_);
-  return input_;
 }
 
 void ExportSidecarFileTaskItem::internalProcess() {
@@ -246,17 +220,6 @@ std::optional<fs::path> ExportSidecarFileTaskItem::outputURL() const {
   return outputURL_;
 }
 
-std::string ExportSidecarFileTaskItem::title() const {
-  return kindTitle("ExportSidecarFile", tasks::pathText(inputURL_));
-}
-
-std::string ExportSidecarFileTaskItem::subtitle() const { return kindSubtitle(tasks::pathText(inputURL_)); }
-
-void ExportSidecarFileTaskItem::flushResources() {
-  std::lock_guard lock(mutex_);
-  if (input_) input_->editor.reset();
-}
-
 std::string ExportSidecarFileTasksGenerator::defaultGroupLabel() const {
   return ORVTL("ExportSidecarFileTasksGeneratorGroupLabel");
 }
@@ -272,12 +235,7 @@ std::vector<std::shared_ptr<ExportSidecarFileTaskItem>> ExportSidecarFileTasksGe
 // Sidecar import
 
 ImportSidecarFileTaskItem::ImportSidecarFileTaskItem(std::optional<ImportSidecarFileTaskInput> input)
-    : input_(std::move(input)), inputURL_(input_ ? input_->sidecarURL : std::nullopt) {}
-
-std::optional<ImportSidecarFileTaskInput> ImportSidecarFileTaskItem::input() const {
-  std::lock_guard lock(mutex_);
-  return input_;
-}
+    : InputTaskItem(input, input ? input->sidecarURL : std::nullopt, "ImportSidecarFile") {}
 
 void ImportSidecarFileTaskItem::internalProcess() {
   using enum ImportSidecarFileTaskErrorCode;
@@ -305,17 +263,6 @@ void ImportSidecarFileTaskItem::internalProcess() {
     for (auto& [name, value] : storage.generateValuesArray()) values.insert_or_assign(name, std::move(value));
   }
   setValues(input->editors, values);
-}
-
-std::string ImportSidecarFileTaskItem::title() const {
-  return kindTitle("ImportSidecarFile", tasks::pathText(inputURL_));
-}
-
-std::string ImportSidecarFileTaskItem::subtitle() const { return kindSubtitle(tasks::pathText(inputURL_)); }
-
-void ImportSidecarFileTaskItem::flushResources() {
-  std::lock_guard lock(mutex_);
-  if (input_) input_->editors.clear();
 }
 
 std::string ImportSidecarFileTasksGenerator::defaultGroupLabel() const {

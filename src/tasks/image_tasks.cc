@@ -59,6 +59,11 @@ class EditorLock {
 
 }  // namespace
 
+std::optional<fs::path> urlOf(const std::shared_ptr<MetadataEditor>& editor) {
+  if (!editor) return std::nullopt;
+  return editor->url();
+}
+
 // ---------------------------------------------------------------------------------------------
 // Import
 
@@ -139,13 +144,7 @@ SaveImageEditionsTaskItem::SaveImageEditionsTaskItem(SaveImageEditionsTaskInput 
     : SaveImageEditionsTaskItem(std::optional<SaveImageEditionsTaskInput>(std::move(input))) {}
 
 SaveImageEditionsTaskItem::SaveImageEditionsTaskItem(std::optional<SaveImageEditionsTaskInput> input)
-    : input_(std::move(input)),
-      inputURL_(input_ && input_->editor ? std::optional<fs::path>(input_->editor->url()) : std::nullopt) {}
-
-std::optional<SaveImageEditionsTaskInput> SaveImageEditionsTaskItem::input() const {
-  std::lock_guard lock(mutex_);
-  return input_;
-}
+    : InputTaskItem(input, input ? urlOf(input->editor) : std::nullopt, "SaveImageEditions") {}
 
 void SaveImageEditionsTaskItem::internalProcess() {
   const auto input = this->input();
@@ -193,15 +192,6 @@ void SaveImageEditionsTaskItem::internalProcess() {
 std::vector<RefusedValue> SaveImageEditionsTaskItem::refusedValues() const {
   std::lock_guard lock(mutex_);
   return refusedValues_;
-}
-
-std::string SaveImageEditionsTaskItem::title() const { return kindTitle("SaveImageEditions", tasks::pathText(inputURL_)); }
-
-std::string SaveImageEditionsTaskItem::subtitle() const { return kindSubtitle(tasks::pathText(inputURL_)); }
-
-void SaveImageEditionsTaskItem::flushResources() {
-  std::lock_guard lock(mutex_);
-  if (input_) input_->editor.reset();
 }
 
 std::string SaveImageEditionsTasksGenerator::defaultGroupLabel() const {

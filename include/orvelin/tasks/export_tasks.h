@@ -5,9 +5,7 @@
 // JSON tag files, or one of exiftool's sidecar formats), and a sidecar read into editors as
 // pending edits.
 //
-// Each task reads its editors through their own thread-safe accessors; a task object guards its
-// input with its own mutex, so that flushResources() may run on the main queue while a host
-// reads the task.
+// Each task reads its editors through their own thread-safe accessors.
 
 #include <filesystem>
 #include <memory>
@@ -54,19 +52,12 @@ using ExportThumbnailTaskError = ExportJPEGImageTaskError;
 // What the two image exports share. The checks run in this order: input, editor, destination,
 // the editor's file (missing, or a folder: inputIsNotSupported), the image, the name (an
 // existing target is removed or avoided), the write.
-class ExportEmbeddedImageTaskItem : public TaskItem {
+class ExportEmbeddedImageTaskItem : public InputTaskItem<ExportJPEGImageTaskInput> {
  public:
-  std::optional<ExportJPEGImageTaskInput> input() const;
-  // The editor's URL, read when the task is made and kept after the resources are flushed.
-  const std::optional<std::filesystem::path>& inputURL() const { return inputURL_; }
   // The file written, once the task completed.
   std::optional<std::filesystem::path> outputURL() const;
 
   void internalProcess() override;
-  std::string title() const override;     // "<Kind>TaskTitle" with the file's name
-  std::string subtitle() const override;  // the file's path, the home folder as "~"
-  // Drops the input's editor; inputURL() stays.
-  void flushResources() override;
 
  protected:
   ExportEmbeddedImageTaskItem(std::optional<ExportJPEGImageTaskInput> input, std::string kind, std::string suffixKey);
@@ -74,14 +65,11 @@ class ExportEmbeddedImageTaskItem : public TaskItem {
   // The embedded image of the file at `url`; absent when it has none.
   virtual std::optional<Image> readImage(const std::filesystem::path& url,
                                          const std::optional<std::string>& password) const = 0;
+  void flushInput(ExportJPEGImageTaskInput& input) override { input.editor.reset(); }
 
  private:
-  const std::string kind_;
   const std::string suffixKey_;  // the localised key of the name's suffix
-  mutable std::mutex mutex_;     // guards input_ and outputURL_
-  std::optional<ExportJPEGImageTaskInput> input_;
-  std::optional<std::filesystem::path> outputURL_;
-  const std::optional<std::filesystem::path> inputURL_;
+  std::optional<std::filesystem::path> outputURL_;  // guarded by mutex_
 };
 
 // The large JPEG of a raw file ("-JpgFromRaw"), else its preview image; named with the
@@ -155,7 +143,7 @@ const char* TaskError<ExportSidecarFileTaskErrorCode>::text(ExportSidecarFileTas
 // this order: input, editor, file type, destination; then the target name is worked out (an
 // existing file removed or avoided) before the type is checked against the known ones. A
 // failed write throws the file system's or exiftool's error.
-class ExportSidecarFileTaskItem final : public TaskItem {
+class ExportSidecarFileTaskItem final : public InputTaskItem<ExportSidecarFileTaskInput> {
  public:
   explicit ExportSidecarFileTaskItem(std::optional<ExportSidecarFileTaskInput> input = std::nullopt);
 
@@ -164,21 +152,16 @@ class ExportSidecarFileTaskItem final : public TaskItem {
   static const std::set<std::string>& supportedSidecarTypes();
   static const std::vector<std::string>& supportedSidecarTypesList();
 
-  std::optional<ExportSidecarFileTaskInput> input() const;
-  const std::optional<std::filesystem::path>& inputURL() const { return inputURL_; }
   // The file written, once the task completed.
   std::optional<std::filesystem::path> outputURL() const;
 
   void internalProcess() override;
-  std::string title() const override;     // "ExportSidecarFileTaskTitle" with the file's name
-  std::string subtitle() const override;  // the file's path, the home folder as "~"
-  void flushResources() override;
+
+ protected:
+  void flushInput(ExportSidecarFileTaskInput& input) override { input.editor.reset(); }
 
  private:
-  mutable std::mutex mutex_;  // guards input_ and outputURL_
-  std::optional<ExportSidecarFileTaskInput> input_;
-  std::optional<std::filesystem::path> outputURL_;
-  const std::optional<std::filesystem::path> inputURL_;
+  std::optional<std::filesystem::path> outputURL_;  // guarded by mutex_
 };
 
 // One task per editor, in order.
@@ -222,24 +205,15 @@ const char* TaskError<ImportSidecarFileTaskErrorCode>::text(ImportSidecarFileTas
 // never the facts of exiftool's "File" group, such as the sidecar's own name). The checks run in
 // this order: input, editors (none: editorIsMissing), sidecar URL; a read error fails the
 // task.
-class ImportSidecarFileTaskItem final : public TaskItem {
+class ImportSidecarFileTaskItem final : public InputTaskItem<ImportSidecarFileTaskInput> {
  public:
+  // inputURL() is the sidecar's URL: the title and subtitle show the sidecar.
   explicit ImportSidecarFileTaskItem(std::optional<ImportSidecarFileTaskInput> input = std::nullopt);
 
-  std::optional<ImportSidecarFileTaskInput> input() const;
-  // The sidecar's URL, kept after the resources are flushed.
-  const std::optional<std::filesystem::path>& inputURL() const { return inputURL_; }
-
   void internalProcess() override;
-  std::string title() const override;     // "ImportSidecarFileTaskTitle" with the sidecar's name
-  std::string subtitle() const override;  // the sidecar's path, the home folder as "~"
-  // Drops the input's editors; inputURL() stays.
-  void flushResources() override;
 
- private:
-  mutable std::mutex mutex_;  // guards input_
-  std::optional<ImportSidecarFileTaskInput> input_;
-  const std::optional<std::filesystem::path> inputURL_;
+ protected:
+  void flushInput(ImportSidecarFileTaskInput& input) override { input.editors.clear(); }
 };
 
 // One task per editor, each applying the sidecar to all the editors: with N editors the sidecar

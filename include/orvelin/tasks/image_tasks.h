@@ -26,6 +26,48 @@ class TaskError : public CodedError<TaskError<CodeType>, CodeType> {
   static const char* text(CodeType code);
 };
 
+// The shape of the task kinds that work on an input: the input (guarded by the task's mutex,
+// since the group's end flushes it on the main queue while a host may read it), the URL the task
+// is about (kept after the flush), and the title and subtitle made of it.
+template <typename Input>
+class InputTaskItem : public TaskItem {
+ public:
+  std::optional<Input> input() const {
+    std::lock_guard lock(mutex_);
+    return input_;
+  }
+  // The file the task is about, read when the task is made and kept after the flush.
+  const std::optional<std::filesystem::path>& inputURL() const { return inputURL_; }
+
+  std::string title() const override { return kindTitle(kind_, inputPath()); }  // "<Kind>TaskTitle"
+  std::string subtitle() const override { return kindSubtitle(inputPath()); }   // the home folder as "~"
+  // Drops the editors the input holds; inputURL() stays.
+  void flushResources() override {
+    std::lock_guard lock(mutex_);
+    if (input_) flushInput(*input_);
+  }
+
+ protected:
+  InputTaskItem(std::optional<Input> input, std::optional<std::filesystem::path> inputURL, std::string kind)
+      : input_(std::move(input)), inputURL_(std::move(inputURL)), kind_(std::move(kind)) {}
+  // Drops the resources `input` holds, under the mutex.
+  virtual void flushInput(Input& input) = 0;
+
+  mutable std::mutex mutex_;  // guards input_, and what a kind adds that the host reads
+
+ private:
+  std::optional<std::string> inputPath() const {
+    return inputURL_ ? std::optional<std::string>(inputURL_->string()) : std::nullopt;
+  }
+
+  std::optional<Input> input_;
+  const std::optional<std::filesystem::path> inputURL_;
+  const std::string kind_;
+};
+
+// The URL of an editor, read through its accessor; absent for none.
+std::optional<std::filesystem::path> urlOf(const std::shared_ptr<MetadataEditor>& editor);
+
 // ---------------------------------------------------------------------------------------------
 // Import: a file or folder URL becomes a loaded editor.
 
@@ -109,30 +151,23 @@ const char* TaskError<SaveImageEditionsTaskErrorCode>::text(SaveImageEditionsTas
 // or an ETImageMetadataEditor, "Editor is unknown" for any other), locked for the span of the
 // save unless asked not to; the lock is released on every path. Without input the task fails
 // with inputIsInvalid.
-class SaveImageEditionsTaskItem final : public TaskItem {
+class SaveImageEditionsTaskItem final : public InputTaskItem<SaveImageEditionsTaskInput> {
  public:
   explicit SaveImageEditionsTaskItem(SaveImageEditionsTaskInput input);
   // Reads the editor's URL, when there is one, into inputURL().
   explicit SaveImageEditionsTaskItem(std::optional<SaveImageEditionsTaskInput> input = std::nullopt);
 
-  std::optional<SaveImageEditionsTaskInput> input() const;
-  // The editor's URL, kept after the resources are flushed.
-  const std::optional<std::filesystem::path>& inputURL() const { return inputURL_; }
   // The values exiftool refused in the save, with its reasons (MetadataETWriter::refusedValues()):
   // in a completed save, those not written; in a failed one, those that made it fail.
   std::vector<RefusedValue> refusedValues() const;
 
   void internalProcess() override;
-  std::string title() const override;     // "SaveImageEditionsTaskTitle" with the last path component
-  std::string subtitle() const override;  // the path, the home folder as "~"
-  // Drops the input's editor; inputURL() stays.
-  void flushResources() override;
+
+ protected:
+  void flushInput(SaveImageEditionsTaskInput& input) override { input.editor.reset(); }
 
  private:
-  mutable std::mutex mutex_;  // guards input_ (the editor is dropped when the group ends) and refusedValues_
-  std::optional<SaveImageEditionsTaskInput> input_;
-  std::vector<RefusedValue> refusedValues_;
-  const std::optional<std::filesystem::path> inputURL_;
+  std::vector<RefusedValue> refusedValues_;  // guarded by mutex_
 };
 
 // One save task per edited editor that is not locked, in order; each task gets the six options.
