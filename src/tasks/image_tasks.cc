@@ -7,6 +7,7 @@
 #include "orvelin/storage/metadata_et_writer.h"
 #include "orvelin/support/localization.h"
 #include "orvelin/support/parallel.h"
+#include "tasks/editor_lock.h"
 #include "tasks/task_paths.h"
 
 namespace orvelin {
@@ -40,22 +41,6 @@ MetadataETReader editorReader(const std::optional<std::string>& password) {
   reader.setupDefaultForEditorReading();
   return reader;
 }
-
-// Holds an editor's lock, when asked to, from construction to destruction.
-class EditorLock {
- public:
-  EditorLock(MetadataEditor& editor, bool take) : editor_(take ? &editor : nullptr) {
-    if (editor_) editor_->lockEditor();
-  }
-  ~EditorLock() {
-    if (editor_) editor_->unlockEditor();
-  }
-  EditorLock(const EditorLock&) = delete;
-  EditorLock& operator=(const EditorLock&) = delete;
-
- private:
-  MetadataEditor* const editor_;
-};
 
 }  // namespace
 
@@ -153,7 +138,7 @@ void SaveImageEditionsTaskItem::internalProcess() {
   if (!editor) throw SaveImageEditionsTaskError(SaveImageEditionsTaskErrorCode::editorIsMissing);
 
   // Absent counts as true; false takes no lock and releases none.
-  const EditorLock lock(*editor, input->lockBeforeProcessing.value_or(true));
+  const tasks::EditorLock lock(*editor, input->lockBeforeProcessing.value_or(true));
   const bool updateCreate = input->updateSystemCreateDate.value_or(false);
   const bool updateModify = input->updateSystemModifyDate.value_or(false);
   MetadataETWriter writer;
