@@ -32,16 +32,17 @@ inline void loadCatalogue() {
   std::abort();
 }
 
-// Requires every imported name to be one the catalogue knows; then gives the values that
-// `keep(item, value)` accepts to an editor of a file of no known type (which reads the tags it
-// was given), exports them with `exportText(editor)`, and requires a fresh Importer to read the
-// export back to those values.
+// Imports `input` with an Importer and requires every name that lands to be one the catalogue
+// knows. Then gives the values that `keep(item, value)` accepts to an editor of a file of no
+// known type (which reads the tags it was given), exports them with `exportText(editor)`, and
+// requires a fresh Importer to read the export back to those values.
 template <typename Importer, typename Keep, typename Export>
-void requireReadBack(const std::map<TagName, std::string>& imported, Keep&& keep, Export&& exportText,
-                     std::string_view input) {
+void requireReadBack(std::string_view input, Keep&& keep, Export&& exportText) {
+  Importer importer;
+  importer.importTags(input);
   ReadWriteStorage storage{"/fuzz/tags.xyz"};
   std::map<TagName, std::string> kept;
-  for (const auto& [name, value] : imported) {
+  for (const auto& [name, value] : importer.values()) {
     const auto item = TagsResources::shared().tag(name);
     require(item != nullptr, "a name the catalogue knows", input);
     if (!keep(*item, value)) continue;
