@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "fuzz_support.h"
 #include "orvelin/values/coordinate_parser.h"
 #include "orvelin/values/coordinate_writer.h"
 #include "orvelin/values/date_edition.h"
@@ -23,14 +24,9 @@
 #include "orvelin/values/value_converter.h"
 
 using namespace orvelin;
+using fuzz::require;
 
 namespace {
-
-void require(bool condition, const char* what, std::string_view text) {
-  if (condition) return;
-  std::fprintf(stderr, "property violated: %s\ninput: \"%.*s\"\n", what, static_cast<int>(text.size()), text.data());
-  std::abort();
-}
 
 // The converters without a date: cheap enough to run all of them on every input.
 const std::vector<std::shared_ptr<const ValueConverter>> kScalarConverters = {

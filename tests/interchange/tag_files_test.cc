@@ -66,19 +66,15 @@ TEST(JSONTagsImporter, TakesOnlyAnObjectOfObjects) {
 }
 
 TEST(TagFiles, ImportsAddUpUntilCleared) {
-  CSVTagsImporter csv;
-  csv.importTags("EXIF:Make, Canon");
-  csv.importTags("EXIF:Model, EOS");
-  JSONTagsImporter json;
-  json.importTags(R"({"EXIF": {"Make": "Canon"}})");
-  json.importTags(R"({"EXIF": {"Model": "EOS"}})");
-  const Values both{{tag("EXIF:Make"), "Canon"}, {tag("EXIF:Model"), "EOS"}};
-  EXPECT_EQ(csv.values(), both);
-  EXPECT_EQ(json.values(), both);
-  csv.clearValuesCache();
-  json.clearValuesCache();
-  EXPECT_TRUE(csv.values().empty());
-  EXPECT_TRUE(json.values().empty());
+  const auto check = [](auto importer, const char* first, const char* second) {
+    importer.importTags(first);
+    importer.importTags(second);
+    EXPECT_EQ(importer.values(), (Values{{tag("EXIF:Make"), "Canon"}, {tag("EXIF:Model"), "EOS"}})) << first;
+    importer.clearValuesCache();
+    EXPECT_TRUE(importer.values().empty()) << first;
+  };
+  check(CSVTagsImporter(), "EXIF:Make, Canon", "EXIF:Model, EOS");
+  check(JSONTagsImporter(), R"({"EXIF": {"Make": "Canon"}})", R"({"EXIF": {"Model": "EOS"}})");
 }
 
 TEST(TagFiles, ExportsOfAFileReadBackToItsValues) {
@@ -88,19 +84,17 @@ TEST(TagFiles, ExportsOfAFileReadBackToItsValues) {
     if (TagsResources::shared().tag(name)) expected[name] = *editor->currentValue(name);
   ASSERT_GT(expected.size(), 100u);
 
-  CSVTagsExporter csvExporter;
-  csvExporter.generateCSV(*editor);
-  ASSERT_TRUE(csvExporter.csvData());
-  CSVTagsImporter csv;
-  csv.importTags(*csvExporter.csvData());
-  EXPECT_EQ(csv.values(), expected);
-
-  JSONTagsExporter jsonExporter;
-  jsonExporter.generateJSON(*editor);
-  ASSERT_TRUE(jsonExporter.jsonData());
-  JSONTagsImporter json;
-  json.importTags(*jsonExporter.jsonData());
-  EXPECT_EQ(json.values(), expected);
+  const auto readBack = [&](const std::optional<std::string>& text, auto importer) {
+    ASSERT_TRUE(text);
+    importer.importTags(*text);
+    EXPECT_EQ(importer.values(), expected);
+  };
+  CSVTagsExporter csv;
+  csv.generateCSV(*editor);
+  readBack(csv.csvData(), CSVTagsImporter());
+  JSONTagsExporter json;
+  json.generateJSON(*editor);
+  readBack(json.jsonData(), JSONTagsImporter());
 }
 
 TEST(TagFiles, ExportsCleanedValues) {
