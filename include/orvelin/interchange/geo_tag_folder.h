@@ -33,8 +33,9 @@ class GeoTagFolderImporterError : public CodedError<GeoTagFolderImporterError, G
 // Writes into each image the position of the log at the image's original date
 // (`exiftool -geotag LOG "-geosync=SYNC" "-geotime<DateTimeOriginal" ... URLS`). exiftool reads
 // the log (GPX, KML, NMEA, and its other track formats), interpolates between its points, and
-// takes an original date without a time zone for local time (TZ). Images outside the track,
-// or without a date, are left as they are.
+// takes an original date without a time zone for local time (TZ). An image without a date, or
+// dated too far from the log's points (by default more than half an hour between two of them, or
+// past either end), is left as it is.
 class GeoTagFolderImporter {
  public:
   explicit GeoTagFolderImporter(std::filesystem::path geoTagFileURL) : geoTagFileURL(std::move(geoTagFileURL)) {}
