@@ -8,33 +8,28 @@
 namespace orvelin {
 namespace {
 
-// The lines every remote script starts and ends with, around the delay and the image's lines.
-const std::string kRemoteHead =
-    "tell application \"Photos\"                          \n"
-    "  activate                                           \n"
-    "end tell                                             \n"
-    "                                                     \n";
-const std::string kRemoteSelection =
-    "                                                     \n"
-    "tell application \"Photos\"                          \n"
-    "  activate                                           \n"
-    "  set images to (get selection)                      \n"
-    "                                                     \n"
-    "  if images is {} then                               \n"
-    "    error \"Please select an image in Photos.app\"   \n"
-    "  end if                                             \n"
-    "                                                     \n"
-    "  repeat with image in images                        \n";
-const std::string kRemoteTail =
-    "  end repeat                                         \n"
-    "end tell                                             \n";
-
 std::string remoteScript(const std::string& delay, const std::string& body) {
-  return kRemoteHead + "delay " + delay + "                                  \n" + kRemoteSelection + body + kRemoteTail;
+  return "tell application \"Photos\"                          \n"
+         "  activate                                           \n"
+         "end tell                                             \n"
+         "                                                     \n"
+         "delay " + delay + "                                  \n"
+         "                                                     \n"
+         "tell application \"Photos\"                          \n"
+         "  activate                                           \n"
+         "  set images to (get selection)                      \n"
+         "                                                     \n"
+         "  if images is {} then                               \n"
+         "    error \"Please select an image in Photos.app\"   \n"
+         "  end if                                             \n"
+         "                                                     \n"
+         "  repeat with image in images                        \n" + body +
+         "  end repeat                                         \n"
+         "end tell                                             \n";
 }
 
 TEST(PhotosAppRemote, ScriptsHoldThePresentFields) {
-  PhotosAppRemote all(2);
+  PhotosAppRemote all(2), originalNameOff(5), onlyLatitude(1), nothing(123456);
   all.useOriginalName = true;
   all.customFilename = "it's \"new\".jpg";
   all.keywords = std::vector<std::string>{"don't", "say \"hi\"", "plain"};
@@ -42,18 +37,14 @@ TEST(PhotosAppRemote, ScriptsHoldThePresentFields) {
   all.date = DateTime(2024, 3, 9, 23, 30, 0).date();
   all.latitude = 48.8566;
   all.longitude = -0.1;
-  PhotosAppRemote originalNameOff(5);
   originalNameOff.useOriginalName = false;
-  PhotosAppRemote onlyLatitude(1);
   onlyLatitude.latitude = 2.5;
-  PhotosAppRemote nothing(123456);
   const struct {
-    const char* name;
     const PhotosAppRemote& remote;
     bool empty;
     std::string script;
   } cases[] = {
-      {"all fields", all, false,
+      {all, false,
        remoteScript("2",
                     "    set curFilename to the filename of image as text \n"
                     "    set the name of image to curFilename             \n"
@@ -71,19 +62,18 @@ TEST(PhotosAppRemote, ScriptsHoldThePresentFields) {
                     "    set the date of image to curDate                 \n"
                     "    set curLocation to {48.8566, -0.1}   \n"
                     "    set the location of image to curLocation         \n")},
-      {"original name off", originalNameOff, false, remoteScript("5", "")},
-      {"latitude alone", onlyLatitude, false, remoteScript("1", "")},
-      {"nothing, a long delay", nothing, true, remoteScript("123456", "")},
+      {originalNameOff, false, remoteScript("5", "")},
+      {onlyLatitude, false, remoteScript("1", "")},
+      {nothing, true, remoteScript("123456", "")},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(c.remote.isEmpty(), c.empty) << c.name;
-    EXPECT_EQ(c.remote.generateScript(), c.script) << c.name;
+    EXPECT_EQ(c.remote.isEmpty(), c.empty) << c.remote.delay;
+    EXPECT_EQ(c.remote.generateScript(), c.script) << c.remote.delay;
   }
 }
 
 TEST(PhotosAppExporter, ScriptImportsTheFilesInOrder) {
-  const PhotosAppExporter exporter(3, {"/photos/a b.jpg", "/x/y.png"});
-  EXPECT_EQ(exporter.generateScript(),
+  EXPECT_EQ(PhotosAppExporter(3, {"/photos/a b.jpg", "/x/y.png"}).generateScript(),
             "tell application \"Photos\"             \n"
             "  activate                              \n"
             "end tell                                \n"
@@ -94,26 +84,19 @@ TEST(PhotosAppExporter, ScriptImportsTheFilesInOrder) {
             "  set filenames to { POSIX file \"/photos/a b.jpg\", POSIX file \"/x/y.png\" }   \n"
             "  import filenames                      \n"
             "end tell                                \n");
-}
-
-TEST(PhotosApp, EscapingDropsQuotes) {
   EXPECT_EQ(escapeString("l'été \"x\" \\ ok"), "lété x \\ ok");
   EXPECT_EQ(escapeStrings({}), "");
   EXPECT_EQ(escapeStrings({"a'", "", "\"b\""}), "\"a\", \"\", \"b\"");
 }
 
-// A runner that answers with `status` and `error`, and keeps what it was asked.
+// Answers with `status` and an error record, and keeps the scripts it ran.
 struct FakeScriptRunner : ScriptRunner {
-  int status = 0;
-  std::optional<std::map<std::string, std::string>> error;
-  std::vector<std::string> asked, scripts;
-  int determinePermission(const std::string& bundleIdentifier) override {
-    asked.push_back(bundleIdentifier);
-    return status;
-  }
+  int status = 0, asked = 0;
+  std::vector<std::string> scripts;
+  int determinePermission(const std::string& bundle) override { return asked += bundle == "com.apple.Photos", status; }
   std::optional<std::map<std::string, std::string>> execute(const std::string& script) override {
     scripts.push_back(script);
-    return error;
+    return std::map<std::string, std::string>{{"NSAppleScriptErrorNumber", "-1728"}};
   }
 };
 
@@ -121,30 +104,22 @@ TEST(PhotosApp, ScriptsRunOnlyWhenARunnerGrantsTheRight) {
   PhotosAppRemote remote(1);
   remote.description = "d";
   const PhotosAppExporter exporter(1, {"/a.jpg"});
-  const std::map<std::string, std::string> failure{{"NSAppleScriptErrorNumber", "-1728"}};
-  for (const int status : {0, 1, -600}) {
-    const bool installed = status != -600;
+  for (const int status : {0, 1, -600}) {  // -600: no runner
     auto runner = std::make_shared<FakeScriptRunner>();
     runner->status = status;
-    runner->error = failure;
-    if (installed) ORVSetScriptRunner(runner);
+    if (status != -600) ORVSetScriptRunner(runner);
     testing::DebugLogCapture log;
-    const auto expected = status == 0 ? std::optional(failure) : std::nullopt;
-    EXPECT_EQ(PhotosAppAuthorizer().perform(), status == 0) << status;
+    const auto expected = status ? std::nullopt : runner->execute("");
+    runner->scripts.clear();
     EXPECT_EQ(remote.perform(), expected) << status;
     EXPECT_EQ(exporter.perform(), expected) << status;
     ORVSetScriptRunner(nullptr);
-
-    const auto text = log.text();
-    EXPECT_EQ(testing::occurrences(text, "Asking authorization for Apple events (Photos.app)\nResult code: " +
-                                             std::to_string(status) + "\n"),
-              3u)
-        << status;
-    EXPECT_EQ(runner->asked, std::vector<std::string>(installed ? 3 : 0, "com.apple.Photos")) << status;
-    const auto ran = status == 0 ? std::vector{remote.generateScript(), exporter.generateScript()}
-                                 : std::vector<std::string>();
+    const auto asking = "Asking authorization for Apple events (Photos.app)\nResult code: " + std::to_string(status);
+    EXPECT_EQ(testing::occurrences(log.text(), asking + "\n"), 2u) << status;
+    EXPECT_EQ(runner->asked, status == -600 ? 0 : 2) << status;
+    const auto ran = status ? std::vector<std::string>() : std::vector{remote.generateScript(), exporter.generateScript()};
     EXPECT_EQ(runner->scripts, ran) << status;
-    EXPECT_EQ(testing::occurrences(text, remote.generateScript()), status == 0 ? 1u : 0u) << status;
+    EXPECT_EQ(testing::occurrences(log.text(), remote.generateScript()), ran.size() / 2) << status;
   }
 }
 
