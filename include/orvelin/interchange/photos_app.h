@@ -17,7 +17,8 @@ namespace orvelin {
 // none, so there perform() asks for nothing and runs nothing unless a host installed one.
 //
 // The generators are pure functions of the fields and safe to call from any thread; perform()
-// is as thread-safe as the installed runner. Nothing here throws but for lack of memory.
+// is as thread-safe as the installed runner, and lets what the runner throws through. Nothing
+// else here throws, but for lack of memory.
 
 // `text` without its single and double quotes, the only characters that would end a quoted
 // text of the script; nothing else is changed.
