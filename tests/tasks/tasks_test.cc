@@ -21,7 +21,9 @@
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/main_queue.h"
 #include "orvelin/support/notification_center.h"
+#include "orvelin/support/script_runner.h"
 #include "orvelin/tasks/export_tasks.h"
+#include "orvelin/tasks/folder_tasks.h"
 #include "orvelin/tasks/image_tasks.h"
 #include "orvelin/imageservice/image.h"
 #include "orvelin/tasks/tasks_manager.h"
@@ -662,6 +664,95 @@ TEST_F(ImageTasks, ExportsNameTheirFilesAndSidecarsComeBack) {
   for (const auto& name : png->writtenTagNames()) EXPECT_NE(name.stream(), TagStream("File")) << name;
   run(SaveImageEditionsTasksGenerator({png}).generateGroup());
   EXPECT_EQ(exifTool(folder / "PNG.png", "XMP:Make"), "Canon\n");
+}
+
+// A script runner that grants or refuses and answers each script with a fixed record.
+class FakeScriptRunner final : public ScriptRunner {
+ public:
+  FakeScriptRunner(int permission, std::optional<std::map<std::string, std::string>> answer)
+      : permission_(permission), answer_(std::move(answer)) {}
+  int determinePermission(const std::string&) override { return permission_; }
+  std::optional<std::map<std::string, std::string>> execute(const std::string& script) override {
+    scripts.push_back(script);
+    return answer_;
+  }
+  std::vector<std::string> scripts;
+
+ private:
+  const int permission_;
+  const std::optional<std::map<std::string, std::string>> answer_;
+};
+
+// The folder kinds check in their order, lock a folder's editor only once every check passed,
+// and release it; a refused permission completes the Photos export without running anything.
+TEST_F(ImageTasks, TheFolderAndPhotosKindsCheckInTheirOrderAndReleaseTheirLocks) {
+  testing::ScratchFolder folder;
+  const auto file = testing::readEditor(testing::copySample("Canon.jpg", folder.path()));
+  MetadataETReader reader;
+  fs::create_directories(folder / "album");
+  testing::copySample("GPS.jpg", folder / "album");
+  const auto album = readImageFolder(reader, folder / "album");
+  const auto log = folder / "track.gpx";
+  using Import = GeoTagFolderImportTaskInput;
+  using Export = GeoTagFolderExportTaskInput;
+  using Photos = ExportFileToPhotosTaskInput;
+  const struct {
+    const char* name;
+    std::shared_ptr<TaskItem> task;
+    const char* error;
+  } cases[] = {
+      {"no geotag input", std::make_shared<GeoTagFolderImportTaskItem>(), "Input is invalid"},
+      {"no geotag editor", std::make_shared<GeoTagFolderImportTaskItem>(Import{}), "Editor is missing"},
+      {"a file, no log", std::make_shared<GeoTagFolderImportTaskItem>(Import{file}), "Geo tag file is missing"},
+      {"a file", std::make_shared<GeoTagFolderImportTaskItem>(Import{file, log}), "Input is not a folder"},
+      {"no track input", std::make_shared<GeoTagFolderExportTaskItem>(), "Input is invalid"},
+      {"no track editor", std::make_shared<GeoTagFolderExportTaskItem>(Export{}), "Editor is missing"},
+      {"a file, no output", std::make_shared<GeoTagFolderExportTaskItem>(Export{file}), "Input is not a folder"},
+      {"no output", std::make_shared<GeoTagFolderExportTaskItem>(Export{album}), "Missing output URL"},
+      {"no sync input", std::make_shared<SyncFinderTagsTaskItem>(), "Input is invalid"},
+      {"no sync editor", std::make_shared<SyncFinderTagsTaskItem>(SyncFinderTagsTaskInput{}), "Editor is missing"},
+      {"no photos input", std::make_shared<ExportFileToPhotosTaskItem>(), "Input is invalid"},
+      {"no URL", std::make_shared<ExportFileToPhotosTaskItem>(Photos{}), "URL is missing"},
+  };
+  testing::EventRecorder fileLocks(file), albumLocks(album);
+  {
+    testing::RecordingRunner runner;
+    for (const auto& c : cases) {
+      c.task->performFromBackground();
+      EXPECT_EQ(c.task->status(), TaskStatus::failed) << c.name;
+      EXPECT_EQ(c.task->errorDescription(), c.error) << c.name;
+    }
+    EXPECT_THAT(runner.commands(), IsEmpty());
+  }
+  EXPECT_THAT(fileLocks.events(), IsEmpty());
+  EXPECT_THAT(albumLocks.events(), IsEmpty());
+
+  // A run that fails (its track cannot be written under a file) still unlocks.
+  GeoTagFolderExportTaskItem track(Export{album, file->url() / "track.gpx"});
+  track.performFromBackground();
+  EXPECT_EQ(track.status(), TaskStatus::failed);
+  EXPECT_THAT(albumLocks.events(), ElementsAre("locked", "unlocked"));
+  EXPECT_FALSE(album->isLocked());
+
+  const auto photo = std::make_shared<ExportFileToPhotosTaskItem>(Photos{file->url()});
+  photo->performFromBackground();  // no runner: no permission
+  EXPECT_EQ(photo->status(), TaskStatus::completed);
+  for (const auto& [permission, answer, status] :
+       std::vector<std::tuple<int, std::optional<std::map<std::string, std::string>>, TaskStatus>>{
+           {-1743, std::nullopt, TaskStatus::completed},
+           {0, std::map<std::string, std::string>{{"NSAppleScriptErrorMessage", "no"}}, TaskStatus::failed},
+           {0, std::nullopt, TaskStatus::completed}}) {
+    auto runner = std::make_shared<FakeScriptRunner>(permission, answer);
+    ORVSetScriptRunner(runner);
+    ExportFileToPhotosTaskItem send(Photos{file->url()});
+    send.performFromBackground();
+    ORVSetScriptRunner(nullptr);
+    EXPECT_EQ(send.status(), status) << permission;
+    EXPECT_EQ(runner->scripts.size(), permission == 0 ? 1u : 0u);
+    if (status == TaskStatus::failed) {
+      EXPECT_EQ(send.errorDescription(), "Script failed");
+    }
+  }
 }
 
 }  // namespace
