@@ -30,6 +30,8 @@ void addGPSCommands(CLI::App& app, Outcome& outcome);
 void addTableCommands(CLI::App& app, Outcome& outcome);
 // `orvelin export`, `orvelin export-jpeg`, `orvelin export-thumbnail`, `orvelin import-sidecar`.
 void addExportCommands(CLI::App& app, Outcome& outcome);
+// `orvelin geotag`, `track`, `locations`, `file-tags`, `photos-script`.
+void addFolderCommands(CLI::App& app, Outcome& outcome);
 
 // Loads the library's tag catalogue (TagsResources::shared().reload()). When its folder is
 // missing, prints "tag catalogue not found at PATH; set ORVELIN_RESOURCES or reinstall" on

@@ -52,6 +52,7 @@ int main(int argc, char** argv) {
   tool::addGPSCommands(app, outcome);
   tool::addTableCommands(app, outcome);
   tool::addExportCommands(app, outcome);
+  tool::addFolderCommands(app, outcome);
   bool spawn = false;
   app.add_flag("--spawn", spawn,
                "Run each exiftool command as a process of its own instead of keeping exiftool running");
