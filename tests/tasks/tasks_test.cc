@@ -714,6 +714,8 @@ TEST_F(ImageTasks, TheFolderAndPhotosKindsCheckInTheirOrderAndReleaseTheirLocks)
       {"no photos input", std::make_shared<ExportFileToPhotosTaskItem>(), "Input is invalid"},
       {"no URL", std::make_shared<ExportFileToPhotosTaskItem>(Photos{}), "URL is missing"},
   };
+  EXPECT_TRUE(GeoTagFolderImportTaskItem::canApplyGeoTags({"/a/b.jpg", "/a/track.GPX"}));
+  EXPECT_FALSE(GeoTagFolderImportTaskItem::canApplyGeoTags({"/a/b.jpg", "/a/gpx", "/a/.gpx"}));
   testing::EventRecorder fileLocks(file), albumLocks(album);
   {
     testing::RecordingRunner runner;

@@ -85,6 +85,11 @@ int geotag(const GeotagOptions& options) {
                  joinedWithCommas(GeoTagFolderImportTaskItem::supportedGeoTagTypes()).c_str());
     return 2;
   }
+  std::error_code error;
+  if (!fs::is_regular_file(options.log, error)) {
+    reportFailure(options.log, "no such GPS log");
+    return 1;
+  }
   const auto folder = folderEditor(options.folder);
   if (!folder) return 1;
   folder->createBackupFiles = options.backup;
@@ -92,7 +97,7 @@ int geotag(const GeotagOptions& options) {
   folder->filterPathExtension = options.extension;
   return runOne<GeoTagFolderImportTaskItem>(
       GeoTagFolderImportTasksGenerator({folder}, fs::absolute(options.log), options.sync), options.folder,
-      "geotagged from " + options.log, options.quiet);
+      "positions of " + options.log + " written where the images' dates match", options.quiet);
 }
 
 struct TrackOptions {
