@@ -9,7 +9,7 @@
 #include "commands.h"
 #include "orvelin/support/file_system.h"
 #include "orvelin/support/string_extensions.h"
-#include "orvelin/tasks/export_tasks.h"
+#include "orvelin/interchange/export_tasks.h"
 #include "save_targets.h"
 
 namespace orvelin::tool {

@@ -14,7 +14,7 @@
 #include "orvelin/interchange/photos_app.h"
 #include "orvelin/storage/metadata_et_reader.h"
 #include "orvelin/support/string_extensions.h"
-#include "orvelin/tasks/folder_tasks.h"
+#include "orvelin/interchange/folder_tasks.h"
 #include "orvelin/values/coordinate_parser.h"
 #include "orvelin/values/date_values.h"
 

@@ -1,4 +1,4 @@
-#include "orvelin/tasks/export_tasks.h"
+#include "orvelin/interchange/export_tasks.h"
 
 #include <algorithm>
 #include <map>

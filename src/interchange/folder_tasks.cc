@@ -1,4 +1,4 @@
-#include "orvelin/tasks/folder_tasks.h"
+#include "orvelin/interchange/folder_tasks.h"
 
 #include <algorithm>
 
