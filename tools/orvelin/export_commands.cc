@@ -26,9 +26,9 @@ struct ExportOptions {
   bool quiet = false;
 };
 
-// Runs one export task per imported target with `generator` (whose editors this fills), then
-// prints "PATH: OUTPUT" for each file written and "PATH: ERROR" on standard error for each
-// failure, in the order of the command line. 1 when a file failed.
+// Runs one export task per imported target with `generator`, then prints "PATH: OUTPUT" for
+// each file written and "PATH: ERROR" on standard error for each failure, in the order of the
+// command line. 1 when a file failed.
 template <typename Task, typename Generator>
 int exportFiles(const ExportOptions& options, Generator generator) {
   if (!loadCatalogue()) return 1;
@@ -40,33 +40,13 @@ int exportFiles(const ExportOptions& options, Generator generator) {
     return 1;
   }
   auto targets = importTargets(options.files, options.quiet);
-  std::vector<std::size_t> taken;  // the target of each task, in task order
-  for (std::size_t i = 0; i < targets.size(); ++i)
-    if (targets[i].editor) {
-      taken.push_back(i);
-      generator.editors.push_back(targets[i].editor);
-    }
   generator.destinationURL = folder;
   generator.shouldOverride = options.overwrite;
-  std::vector<std::string> outputs(targets.size());
-  runTasks<Task>(generator, options.quiet, [&](std::size_t k, const Task& task) {
-    auto& target = targets[taken.at(k)];
-    if (const auto output = task.outputURL(); output && task.status() == TaskStatus::completed)
-      outputs[taken[k]] = output->string();
-    else
-      target.error = failureText(task);
-  });
-  int status = 0;
-  for (std::size_t i = 0; i < targets.size(); ++i) {
-    if (!targets[i].error.empty()) {
-      reportFailure(targets[i].path, targets[i].error);
-      status = 1;
-    } else {
-      std::printf("%s: %s\n", targets[i].path.c_str(), outputs[i].c_str());
-    }
-  }
-  std::fflush(stdout);
-  return status;
+  return runPerTarget<Task>(targets, std::move(generator), options.quiet,
+                            [](const Task& task) -> std::optional<std::string> {
+                              const auto output = task.outputURL();
+                              return output ? std::optional<std::string>(output->string()) : std::nullopt;
+                            });
 }
 
 int exportSidecars(const ExportOptions& options) {

@@ -9,6 +9,8 @@
 
 #include "batch.h"
 #include "commands.h"
+#include "save_targets.h"
+#include "set_edits.h"
 #include "orvelin/editor/et_editors.h"
 #include "orvelin/interchange/location_reader.h"
 #include "orvelin/interchange/photos_app.h"
@@ -28,18 +30,6 @@ std::string joinedWithCommas(const std::set<std::string>& texts) {
   std::string joined;
   for (const auto& text : texts) joined += (joined.empty() ? "" : ", ") + text;
   return joined;
-}
-
-// The parts of "a,b,c", blanks around each trimmed; empty parts dropped.
-std::vector<std::string> commaSeparated(std::string_view text) {
-  std::vector<std::string> parts;
-  while (!text.empty()) {
-    const auto comma = text.find(',');
-    const auto part = trimWhitespaces(text.substr(0, comma));
-    if (!part.empty()) parts.emplace_back(part);
-    text = comma == std::string_view::npos ? std::string_view() : text.substr(comma + 1);
-  }
-  return parts;
 }
 
 // The editor of the folder at `path`, which must be one (a folder's name may hold a dot).
@@ -154,34 +144,9 @@ int fileTags(const FileTagsOptions& options) {
   const auto action = options.fromKeywords ? FinderTagsSyncer::Action::copyIPTCKeywordsToFinderTags
                                            : FinderTagsSyncer::Action::copyFinderTagsToIPTCKeywords;
   const char* done = options.fromKeywords ? "IPTC:Keywords added to the file tags" : "file tags added to IPTC:Keywords";
-  std::vector<fs::path> urls;
-  for (const auto& file : options.files) urls.push_back(fs::absolute(file));
-  auto imported = importEditors(urls, options.quiet);
-  SyncFinderTagsTasksGenerator generator;
-  generator.action = action;
-  std::vector<std::size_t> taken;
-  int status = 0;
-  for (std::size_t i = 0; i < imported.size(); ++i) {
-    if (imported[i].editor) {
-      taken.push_back(i);
-      generator.editors.push_back(imported[i].editor);
-    }
-  }
-  std::vector<std::string> errors(urls.size());
-  for (std::size_t i = 0; i < imported.size(); ++i) errors[i] = imported[i].error;
-  runTasks<SyncFinderTagsTaskItem>(generator, options.quiet, [&](std::size_t k, const SyncFinderTagsTaskItem& task) {
-    if (task.status() != TaskStatus::completed) errors[taken[k]] = failureText(task);
-  });
-  for (std::size_t i = 0; i < urls.size(); ++i) {
-    if (errors[i].empty()) {
-      std::printf("%s: %s\n", options.files[i].c_str(), done);
-    } else {
-      reportFailure(options.files[i], errors[i]);
-      status = 1;
-    }
-  }
-  std::fflush(stdout);
-  return status;
+  auto targets = importTargets(options.files, options.quiet);
+  return runPerTarget<SyncFinderTagsTaskItem>(targets, SyncFinderTagsTasksGenerator({}, action), options.quiet,
+                                              [done](const SyncFinderTagsTaskItem&) { return std::string(done); });
 }
 
 struct PhotosScriptOptions {
@@ -207,7 +172,7 @@ int photosScript(const PhotosScriptOptions& options) {
   PhotosAppRemote remote(options.delay);
   if (options.originalName) remote.useOriginalName = true;
   remote.customFilename = options.filename;
-  if (options.keywords) remote.keywords = commaSeparated(*options.keywords);
+  if (options.keywords) remote.keywords = splitTags(*options.keywords);
   remote.description = options.description;
   if (options.date) {
     int year = 0, month = 0, day = 0;

@@ -1,9 +1,13 @@
 #pragma once
 
-// What `orvelin set` and `orvelin import-sidecar` share once their edits are made: the saves of
-// the edited files through save tasks, and one line per file of what each save wrote.
+// What the commands that work file by file share: the import of their files as targets, the run
+// of one task per file with one line per file, and for `orvelin set` and `orvelin
+// import-sidecar` the saves of the edited files, with one line per file of what each wrote.
 
+#include <cstdio>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <mutex>
 #include <set>
 #include <string>
@@ -11,6 +15,7 @@
 #include <vector>
 
 #include "orvelin/editor/metadata_editor.h"
+#include "batch.h"
 #include "orvelin/support/notification_center.h"
 
 namespace orvelin::tool {
@@ -45,6 +50,41 @@ struct Target {
 
 // The files of `urls` (as given in `paths`) imported as targets; a failed import keeps its error.
 std::vector<Target> importTargets(const std::vector<std::string>& paths, bool quiet);
+
+// Runs one task of `generator` per imported target (this fills the generator's editors), then
+// prints one line per target, in order: "PATH: OUTCOME" for a task that `outcome` describes,
+// else "PATH: ERROR" on standard error (the import's error, the task's, or "not done" when
+// `outcome` has nothing to say). Returns 1 when a target failed, else 0.
+template <typename Task, typename Generator>
+int runPerTarget(std::vector<Target>& targets, Generator generator, bool quiet,
+                 const std::function<std::optional<std::string>(const Task&)>& outcome) {
+  std::vector<std::size_t> taken;  // the target of each task, in task order
+  for (std::size_t i = 0; i < targets.size(); ++i)
+    if (targets[i].editor) {
+      taken.push_back(i);
+      generator.editors.push_back(targets[i].editor);
+    }
+  std::vector<std::string> outcomes(targets.size());
+  runTasks<Task>(generator, quiet, [&](std::size_t k, const Task& task) {
+    auto& target = targets[taken.at(k)];
+    const auto said = task.status() == TaskStatus::completed ? outcome(task) : std::nullopt;
+    if (said)
+      outcomes[taken[k]] = *said;
+    else
+      target.error = task.status() == TaskStatus::completed ? std::string("not done") : failureText(task);
+  });
+  int status = 0;
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    if (targets[i].error.empty()) {
+      std::printf("%s: %s\n", targets[i].path.c_str(), outcomes[i].c_str());
+    } else {
+      reportFailure(targets[i].path, targets[i].error);
+      status = 1;
+    }
+  }
+  std::fflush(stdout);
+  return status;
+}
 
 // Saves every target whose editor is edited (through save tasks, with `updateModifyDate`), then
 // prints one line per target, in order: "PATH: NAMES" for a save (the names it wrote, sorted,

@@ -146,18 +146,6 @@ std::optional<IntentEdits> parseIntentEdits(const SetOptions& options) {
 
 namespace {
 
-std::vector<std::string> splitTags(const std::string& text) {
-  std::vector<std::string> tags;
-  std::size_t start = 0;
-  while (start <= text.size()) {
-    const auto comma = std::min(text.find(',', start), text.size());
-    const auto tag = trimWhitespaces(std::string_view(text).substr(start, comma - start));
-    if (!tag.empty()) tags.emplace_back(tag);
-    start = comma + 1;
-  }
-  return tags;
-}
-
 // The edits one file refuses, as lines "path: NAME refused (why)" kept for standard error, since
 // the editor itself refuses silently. Each check looks the tag up in one catalogue snapshot.
 class Refusals {
@@ -277,6 +265,18 @@ std::vector<std::string> applyEdits(const std::vector<std::shared_ptr<MetadataEd
   std::vector<std::string> lines;
   for (const auto& file : refusals) lines.push_back(file.lines());
   return lines;
+}
+
+std::vector<std::string> splitTags(const std::string& text) {
+  std::vector<std::string> tags;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    const auto comma = std::min(text.find(',', start), text.size());
+    const auto tag = trimWhitespaces(std::string_view(text).substr(start, comma - start));
+    if (!tag.empty()) tags.emplace_back(tag);
+    start = comma + 1;
+  }
+  return tags;
 }
 
 }  // namespace orvelin::tool

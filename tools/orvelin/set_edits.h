@@ -73,4 +73,7 @@ std::vector<std::string> applyEdits(const std::vector<std::shared_ptr<MetadataEd
                                     const std::vector<std::string>& paths, const std::vector<Edit>& edits,
                                     const IntentEdits& intentEdits, const SetOptions& options);
 
+// The parts of "a, b,c": split at the commas, each trimmed of blanks; empty parts dropped.
+std::vector<std::string> splitTags(const std::string& text);
+
 }  // namespace orvelin::tool
